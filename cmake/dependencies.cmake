@@ -1,0 +1,24 @@
+# The libraries that are installed and called, and the closed ones by the side of the platform line.
+
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(json-c REQUIRED IMPORTED_TARGET json-c)
+pkg_check_modules(libwebsockets REQUIRED IMPORTED_TARGET libwebsockets)
+
+# platform::NAME is the library behind src/platform/NAME.h.
+if(RFCD_PLATFORM STREQUAL "device")
+  function(rfcd_device_library name)
+    add_library(platform_${name} INTERFACE)
+    foreach(library ${ARGN})
+      find_library(RFCD_${library} NAMES ${library} REQUIRED)
+      target_link_libraries(platform_${name} INTERFACE ${RFCD_${library}})
+    endforeach()
+    add_library(platform::${name} ALIAS platform_${name})
+  endfunction()
+  rfcd_device_library(log vnordalog logcycle)
+  rfcd_device_library(kvtree kvtree)
+  rfcd_device_library(peermsg peermsg)
+  rfcd_device_library(replywait replywait)
+  rfcd_device_library(radioctl radioctl)
+  rfcd_device_library(runproc runproc)
+endif()

@@ -1,0 +1,97 @@
+// The simulated access point around the daemon: configuration store, network daemon, scan listener,
+// radios on a scene, network devices, factory information, the system log, and a real hostapd that
+// is spoken to through the real wpa_cli. All of it lives in the sandbox's own /tmp, /run,
+// /sys/class/net, /bin and /dev. One a sandbox.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "lab/bus_peer.h"
+#include "lab/local_daemons.h"
+
+namespace lab {
+
+// The scene file of the simulated radios, changed by whole members.
+class radio_scene_file {
+  public:
+    // Starts from a scene in `file`.
+    explicit radio_scene_file(const std::string& file);
+
+    // Sets a member of a radio's description to a number or a text.
+    void set_radio(const std::string& name, const std::string& key, const std::string& value);
+    // Replaces a top-level member by a JSON text, such as "faults" by "[]".
+    void set(const std::string& member, const std::string& json);
+
+  private:
+    void write() const;
+
+    std::mutex lock_;
+    std::shared_ptr<void> root_;  // a json_object, guarded by lock_
+};
+
+// What processes of the access point write to the system log.
+class system_log {
+  public:
+    explicit system_log(transcript& story);
+    system_log(const system_log&) = delete;
+    system_log& operator=(const system_log&) = delete;
+    ~system_log();
+
+    inbox<std::string>& lines() { return lines_; }
+
+  private:
+    void listen();
+
+    transcript& story_;
+    int socket_;
+    inbox<std::string> lines_;
+    std::atomic<bool> stopping_ = false;
+    std::thread thread_;
+};
+
+class access_point {
+  public:
+    static constexpr const char* board_mac = "00:11:22:33:44:50";
+
+    // Everything but hostapd is up when it returns. The bus must be up.
+    explicit access_point(transcript& story);
+    access_point(const access_point&) = delete;
+    access_point& operator=(const access_point&) = delete;
+    ~access_point();
+
+    // hostapd, with one process for all VAPs that the store enables. Starting tells the daemon by
+    // its notify files, as the access point's own scripts do.
+    void start_hostapd(bool notify = true);
+    void stop_hostapd();
+    // What hostapd holds for an interface, one neighbour a line.
+    std::string neighbours(const std::string& ifname) const;
+    // The commands that were given to wpa_cli since the last call, one a line.
+    std::string take_commands();
+
+    // A network device appears, changes its state, or goes.
+    static void set_device(const std::string& name, bool up);
+    static void remove_device(const std::string& name);
+    // Creates /tmp/.skylark_notify_NAME and the master file.
+    static void notify(const std::string& name);
+
+    config_store store;
+    radio_scene_file scene;
+    system_log syslog;
+    configd config;
+    networkd network;
+    bus_peer scan_listener;
+
+  private:
+    void apply(const std::string& ifname, const std::string& key, const std::string& value);
+    std::vector<std::string> enabled_vaps() const;
+
+    transcript& story_;
+};
+
+// The interface name that the system uses for a VAP: that of the radio for its VAP 0.
+std::string system_ifname(const std::string& vap_ifname);
+
+}  // namespace lab

@@ -1,0 +1,47 @@
+// A process that the lab starts and ends: the daemon, the broker, hostapd. It is killed at the
+// latest when this object goes.
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "lab/wait.h"
+
+namespace lab {
+
+class child_process {
+  public:
+    // Starts `arguments[0]` with its standard output and error in a new file at `output_path`.
+    // Throws std::system_error when it cannot be started.
+    child_process(const std::vector<std::string>& arguments, const std::string& output_path);
+    child_process(const child_process&) = delete;
+    child_process& operator=(const child_process&) = delete;
+    ~child_process();
+
+    pid_t pid() const { return pid_; }
+    // Null while it runs; then the exit status, or 128 plus the number of the signal that ended it.
+    std::optional<int> status();
+    bool running() { return !status(); }
+    void signal(int number) const;
+    // Waits for the end; null when it did not come in time.
+    std::optional<int> wait(milliseconds timeout = patience);
+    // SIGTERM, the wait, SIGKILL when that was not enough. Its status.
+    int stop(milliseconds timeout = patience);
+
+  private:
+    pid_t pid_ = -1;
+    std::optional<int> status_;
+};
+
+// Throws std::runtime_error outside of tools/sandbox.
+void require_sandbox();
+
+// The whole file, empty when there is none.
+std::string read_file(const std::string& path);
+// Throws std::runtime_error when it cannot be written.
+void write_file(const std::string& path, const std::string& text);
+
+}  // namespace lab

@@ -1,0 +1,45 @@
+// rfcd-lab SCENARIO: plays one scenario in this sandbox and prints it.
+#include <cstdio>
+#include <cstring>
+#include <exception>
+
+#include "lab/child_process.h"
+#include "lab/scenarios.h"
+
+namespace {
+
+constexpr struct {
+    const char* name;
+    int (*play)(lab::transcript&);
+    const char* summary;
+} scenarios[] = {
+    {"rrm", lab::play_rrm, "a whole session with the RRM service (the default)"},
+    {"roaming", lab::play_roaming, "the roaming bridge between the service and the local bus"},
+    {"wids", lab::play_wids, "the MAC lists of the WIDS service"},
+    {"driver", lab::play_driver, "what the radio driver reads, hears, and tells hostapd"},
+    {"--stay", lab::stay, "an access point and a service to play with by typing"},
+};
+
+int usage() {
+    std::fprintf(stderr, "usage: rfcd-lab SCENARIO\n");
+    for (const auto& s : scenarios) std::fprintf(stderr, "  %-10s %s\n", s.name, s.summary);
+    return 2;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) return usage();
+    for (const auto& scenario : scenarios) {
+        if (std::strcmp(argv[1], scenario.name) != 0) continue;
+        lab::transcript story(stdout);
+        try {
+            lab::require_sandbox();
+            return scenario.play(story);
+        } catch (const std::exception& problem) {
+            story.add("lab", "", std::string("FAILED: ") + problem.what());
+            return 1;
+        }
+    }
+    return usage();
+}

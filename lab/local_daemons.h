@@ -1,0 +1,82 @@
+// The access point's local daemons as the lab plays them, each a peer on the bus with a thread of
+// its own: configd with its store, networkd that applies settings to the store and to the radios,
+// and the listener of scan notices. All operations are safe from any thread.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "lab/bus_peer.h"
+
+namespace lab {
+
+// How a local daemon behaves today.
+enum class mood {
+    helpful,
+    refusing,  // answers with a status that is not "ok"
+    silent,    // takes requests and never answers
+    garbled,   // answers with something that is no answer
+};
+
+// Paths and their values; a value is a JSON text: a string, or a subtree.
+class config_store {
+  public:
+    // Reads a JSON object of paths; throws std::runtime_error when the file holds none.
+    explicit config_store(const std::string& file);
+
+    std::optional<std::string> get(const std::string& path) const;
+    // A plain value.
+    void set(const std::string& path, const std::string& value);
+    // Any JSON text.
+    void set_json(const std::string& path, const std::string& json);
+    void remove(const std::string& path);
+
+  private:
+    mutable std::mutex lock_;
+    std::map<std::string, std::string> values_;  // guarded by lock_
+};
+
+class configd {
+  public:
+    configd(transcript& story, config_store& store);
+
+    void set_mood(mood m) { mood_ = m; }
+    unsigned requests() const { return requests_; }
+    // Another "command" than "get" sets a value by hand:
+    // {"command":"set","path":"/a/b","value":"c"}.
+
+  private:
+    void answer(bus_peer& self, const bus_peer::message& request);
+
+    config_store& store_;
+    std::atomic<mood> mood_ = mood::helpful;
+    std::atomic<unsigned> requests_ = 0;
+    bus_peer peer_;
+};
+
+class networkd {
+  public:
+    // `apply` is told of each parameter that is set: interface, key, value.
+    using apply_function =
+        std::function<void(const std::string&, const std::string&, const std::string&)>;
+
+    networkd(transcript& story, apply_function apply);
+
+    void set_mood(mood m) { mood_ = m; }
+    // Every request that arrived, as text.
+    inbox<std::string>& requests() { return requests_; }
+
+  private:
+    void answer(bus_peer& self, const bus_peer::message& request);
+
+    const apply_function apply_;
+    std::atomic<mood> mood_ = mood::helpful;
+    inbox<std::string> requests_;
+    bus_peer peer_;
+};
+
+}  // namespace lab

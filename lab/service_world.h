@@ -1,0 +1,78 @@
+// A whole access point with its daemon as the client of the RRM or of the WIDS service of a cloud.
+// For the scenarios and for the system tests.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "lab/access_point.h"
+#include "lab/cloud_service.h"
+#include "lab/daemon.h"
+
+namespace lab {
+
+inline constexpr const char* rrm_domain = "building-7";
+inline constexpr const char* mac_list = "list-of-building-7";
+
+class service_world {
+  public:
+    enum class service { rrm, wids };
+
+    // Everything is up but hostapd and the daemon.
+    service_world(transcript& story, service which);
+
+    // Runs the daemon; more settings may be added to, or replace, those of the service.
+    daemon& start_daemon(const daemon::settings& more = {},
+                         const std::vector<std::string>& prefix = {});
+    // hostapd up, daemon up, subscribed; what the service received is gone then.
+    void subscribe(const std::vector<std::string>& prefix = {});
+
+    // The next message of the daemon with this "cmd", those before it being dropped; throws
+    // std::runtime_error when none came in time.
+    std::string expect(const std::string& cmd, milliseconds timeout = patience);
+    // True when no message with this "cmd" comes for a while.
+    bool stays_away(const std::string& cmd, milliseconds time);
+    // Sends a message and waits until the daemon has done what it asks before the next one: asks
+    // for the mode and waits for that answer, which is handed back.
+    std::string send_and_settle(const std::string& message);
+
+    bus_broker broker;
+    access_point point;
+    cloud_service cloud;
+    std::unique_ptr<daemon> agent;
+
+  private:
+    transcript& story_;
+    const service service_;
+};
+
+// Messages of the RRM service, ready to be sent.
+namespace message {
+
+std::string rrm(const std::string& cmd, const std::string& rest = "",
+                const std::string& version = "2.4");
+std::string subscribed(const std::string& config = "");
+std::string try_later();
+// Channels as the service writes them: "1 6 11".
+struct channel_lists {
+    std::string band_2 = "1";
+    std::string band_5 = "36";
+    std::string band_6 = "5";
+};
+std::string update(bool active, int delay = 0, const channel_lists& channels = {});
+std::string request_mode();
+// Moves a radio to a channel and sets its power.
+std::string move_radio(int radio, int channel, int bandwidth, const std::string& primary,
+                       int power);
+// One neighbour for the VAPs with SSID "office" of a band.
+std::string neighbour(const std::string& mac, int channel, int band);
+// Switches fast transition on or off.
+std::string use_80211r(bool on);
+std::string fast_transition(int radio, int vap, int remotes);
+
+}  // namespace message
+
+bool is_connected_flag_set();
+
+}  // namespace lab

@@ -1,0 +1,104 @@
+#include "driver/chanspec.h"
+
+#include "platform/radioctl.h"
+
+namespace rfcd {
+
+namespace {
+
+constexpr struct {
+    int mhz;
+    chanspec_t code;
+} bandwidths[] = {
+    {20, chanspec_bandwidth_20},   {40, chanspec_bandwidth_40},   {80, chanspec_bandwidth_80},
+    {160, chanspec_bandwidth_160}, {320, chanspec_bandwidth_320},
+};
+
+// Channel 0 of each band, and the step of 5 MHz from there (IEEE 802.11, channel starting
+// frequency).
+constexpr struct {
+    int band;
+    int start_mhz;
+} bands[] = {{2, 2407}, {5, 5000}, {6, 5950}};
+
+constexpr int channel_step_mhz = 5;
+constexpr int first_5ghz_channel = 36;
+
+// How far the primary channel lies from the centre of a wide one, in channel numbers.
+constexpr struct {
+    int bandwidth;
+    int sideband;
+    int offset;
+} primary_offsets[] = {
+    {40, chanspec_sideband_ll, -2}, {40, chanspec_sideband_lu, +2}, {80, chanspec_sideband_ll, -6},
+    {80, chanspec_sideband_lu, -2}, {80, chanspec_sideband_ul, +2}, {80, chanspec_sideband_uu, +6},
+};
+
+chanspec_t sideband_of(const radio_channel& c) {
+    const bool below = c.secondary == RADIOCTL_SECONDARY_BELOW;
+    const bool above = c.secondary == RADIOCTL_SECONDARY_ABOVE;
+    if (c.bandwidth == 40) return below ? chanspec_sideband_upper : chanspec_sideband_ll;
+    if (c.bandwidth != 80) return chanspec_sideband_ll;
+    if (below) return c.centre >= c.primary ? chanspec_sideband_lu : chanspec_sideband_uu;
+    if (above) return c.centre < c.primary ? chanspec_sideband_ul : chanspec_sideband_ll;
+    return chanspec_sideband_ll;
+}
+
+}  // namespace
+
+chanspec_t bandwidth_code(int mhz, chanspec_t otherwise) {
+    for (const auto& row : bandwidths) {
+        if (row.mhz == mhz) return row.code;
+    }
+    return otherwise;
+}
+
+std::optional<int> bandwidth_mhz(chanspec_t chanspec) {
+    for (const auto& row : bandwidths) {
+        if (row.code == (chanspec & chanspec_bandwidth_mask)) return row.mhz;
+    }
+    return std::nullopt;
+}
+
+const char* primary_channel_text(int sideband, int mhz) {
+    switch (mhz) {
+        case 20:
+        case 160:
+        case 320: return "none";
+        case 40: return sideband == chanspec_sideband_ll ? "lower" : "upper";
+        case 80:
+            switch (sideband) {
+                case chanspec_sideband_ll: return "ll";
+                case chanspec_sideband_lu: return "lu";
+                case chanspec_sideband_ul: return "ul";
+                default: return "uu";
+            }
+        default: return nullptr;
+    }
+}
+
+chanspec_t chanspec_of(const radio_channel& c) {
+    const auto code = bandwidth_code(c.bandwidth, chanspec_bandwidth_20);
+    return static_cast<chanspec_t>(c.primary | code | sideband_of(c));
+}
+
+int primary_of_centre(int centre, int sideband, int mhz) {
+    for (const auto& row : primary_offsets) {
+        if (row.bandwidth == mhz && row.sideband == sideband) return centre + row.offset;
+    }
+    return centre;
+}
+
+int band_of_channel(int channel) { return channel < first_5ghz_channel ? 2 : 5; }
+
+std::optional<int> channel_frequency(int band, int channel) {
+    for (const auto& row : bands) {
+        // In 64 bits: a channel number may be anything that the service sends.
+        if (row.band == band) {
+            return static_cast<int>(row.start_mhz + std::int64_t{channel_step_mhz} * channel);
+        }
+    }
+    return std::nullopt;
+}
+
+}  // namespace rfcd

@@ -1,0 +1,57 @@
+// The 16-bit channel specification of the radio library, taken apart and put together. Pure
+// functions; nothing here knows a radio.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+namespace rfcd {
+
+using chanspec_t = std::uint16_t;
+
+// Bits 0-7 channel, 8-10 sideband, 11-13 bandwidth code; the two top bits are the library's.
+inline constexpr chanspec_t chanspec_channel_mask = 0x00ff;
+inline constexpr chanspec_t chanspec_sideband_mask = 0x0700;
+inline constexpr chanspec_t chanspec_bandwidth_mask = 0x3800;
+
+inline constexpr chanspec_t chanspec_bandwidth_20 = 0x1000;
+inline constexpr chanspec_t chanspec_bandwidth_40 = 0x1800;
+inline constexpr chanspec_t chanspec_bandwidth_80 = 0x2000;
+inline constexpr chanspec_t chanspec_bandwidth_160 = 0x2800;
+inline constexpr chanspec_t chanspec_bandwidth_320 = 0x3800;
+
+// Where the primary channel lies: in a 40 MHz channel the lower half is 0, any other value the
+// upper; in an 80 MHz channel the first to the fourth 20 MHz channel.
+inline constexpr chanspec_t chanspec_sideband_ll = 0x000;
+inline constexpr chanspec_t chanspec_sideband_lu = 0x100;
+inline constexpr chanspec_t chanspec_sideband_ul = 0x200;
+inline constexpr chanspec_t chanspec_sideband_uu = 0x300;
+inline constexpr chanspec_t chanspec_sideband_upper = 0x100;  // as 40 MHz configurations have it
+
+// The code of a bandwidth in MHz; `otherwise` for one that has none or is not asked for.
+chanspec_t bandwidth_code(int mhz, chanspec_t otherwise);
+// MHz; nothing when the bits are no bandwidth code.
+std::optional<int> bandwidth_mhz(chanspec_t chanspec);
+
+// "none", "lower", "upper", "ll", "lu", "ul" or "uu"; null for a bandwidth that does not exist.
+const char* primary_channel_text(int sideband, int bandwidth_mhz);
+
+// What a radio says of its channel.
+struct radio_channel {
+    int bandwidth = 0;           // MHz
+    std::uint8_t primary = 0;    // channel number
+    std::uint8_t secondary = 0;  // RADIOCTL_SECONDARY_ABOVE or _BELOW
+    std::uint8_t centre = 0;     // channel number of the centre of the 80 MHz block
+};
+chanspec_t chanspec_of(const radio_channel& channel);
+
+// The primary channel of a specification whose channel number is the centre of a wide channel.
+int primary_of_centre(int centre, int sideband, int bandwidth_mhz);
+
+// The band of a channel number that may be in the 2.4 or the 5 GHz band: 2 or 5.
+int band_of_channel(int channel);
+
+// The frequency of a channel's centre in MHz; nothing for an unknown band.
+std::optional<int> channel_frequency(int band, int channel);
+
+}  // namespace rfcd

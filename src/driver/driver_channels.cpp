@@ -1,0 +1,175 @@
+// Channel specifications and transmit power: what is configured, what the radio does, and the two
+// requests that change it.
+#include <array>
+#include <fstream>
+#include <sstream>
+
+#include "driver/driver.h"
+#include "driver/radio_context.h"
+#include "main/logging.h"
+
+namespace rfcd {
+
+namespace {
+
+constexpr int default_tx_power = 16;      // dBm
+constexpr int default_tx_power_min = 11;  // dBm
+constexpr std::size_t path_buffer_size = 64;
+
+constexpr int sideband_code_upper = 2;  // of set_channel; 0 is none, anything else lower
+
+std::string radio_path(const std::string& ifname, const char* setting) {
+    return "/interface/" + ifname + "/wlan/radio/" + setting;
+}
+
+std::string radio_path(int radio, const char* setting) {
+    return radio_path("wlan" + std::to_string(radio), setting);
+}
+
+std::string whole_file(const std::string& path) {
+    std::ostringstream text;
+    if (const std::ifstream file(path, std::ios::binary); file) text << file.rdbuf();
+    return text.str();
+}
+
+}  // namespace
+
+// Throws what std::stoi throws for a value that is no number.
+int driver::read_number(const std::string& path, int otherwise) const {
+    std::string value;
+    return read_setting(path, value) == 0 ? std::stoi(value) : otherwise;
+}
+
+int driver::chanspec_channel(chanspec_t chanspec) { return chanspec & chanspec_channel_mask; }
+
+int driver::chanspec_bw(chanspec_t chanspec) {
+    constexpr int unset_bandwidth = 20;
+    if (chanspec == 0) return unset_bandwidth;
+    if (const auto mhz = bandwidth_mhz(chanspec)) return *mhz;
+    log_error(daemon_logger, "<%s:%d> bandwidth is not set in chanspec\n", __func__, __LINE__);
+    return unset_bandwidth;
+}
+
+const char* driver::primary_channel_to_string(int sideband, int bandwidth) {
+    if (const char* text = primary_channel_text(sideband, bandwidth)) return text;
+    log_error(daemon_logger, "<%s:%d> unknown band\n", __func__, __LINE__);
+    return "none";
+}
+
+const char* driver::chanspec_sideband_string(chanspec_t chanspec) {
+    if (chanspec == 0) return "none";
+    return primary_channel_to_string(chanspec & chanspec_sideband_mask, chanspec_bw(chanspec));
+}
+
+int driver::band_from_channel(int channel) { return band_of_channel(channel); }
+
+chanspec_t driver::get_config_bandwidth(const std::string& ifname) {
+    if (!guard()) return chanspec_bandwidth_20;
+    return bandwidth_code(read_number(radio_path(ifname, "bandwidth"), 20), chanspec_bandwidth_20);
+}
+
+chanspec_t driver::get_config_sideband(const std::string& ifname) {
+    if (!guard()) return 0;
+    std::string value;
+    const bool upper =
+        read_setting(radio_path(ifname, "control-sideband"), value) == 0 && value == "upper";
+    return upper ? chanspec_sideband_upper : 0;
+}
+
+chanspec_t driver::get_config_chanspec(int radio) {
+    const auto* found = get_radio(radio);
+    if (found == nullptr) return 0;
+    const auto bandwidth = get_config_bandwidth(found->ifname);
+    // Every width but 80 MHz shares a bit with the code of 40 MHz, and takes the sideband.
+    if ((bandwidth & chanspec_bandwidth_40) == 0) return bandwidth;
+    return static_cast<chanspec_t>(bandwidth | get_config_sideband(found->ifname));
+}
+
+chanspec_t driver::get_chanspec(const char* radio_name) {
+    const std::string name = radio_name == nullptr ? "" : radio_name;
+    if (!is_radio_up(ifname_to_radio_id(name))) return 0;
+    radioctl_ctx* const context = radioctl_context();
+    if (context == nullptr) return 0;
+    const std::string iface = get_active_ifname(name);
+    if (iface.empty()) {
+        log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", __func__, __LINE__,
+                  name.c_str());
+        return 0;
+    }
+    std::array<std::uint8_t, RADIOCTL_INFO_SIZE> record{};
+    const int result = radioctl_get_radio_info(context, iface.c_str(), record.data());
+    if (result < 0) {
+        log_error(daemon_logger, "%s: Error %d while trying get radio info on %s!\n", __func__,
+                  result, name.c_str());
+        return 0;
+    }
+    return chanspec_of(read_radio_info(record));
+}
+
+int driver::get_tx_power(const std::string& ifname) {
+    if (!guard()) return default_tx_power;
+    std::string value;
+    const bool there = read_setting(radio_path(ifname, "tx-power"), value) == 0 && !value.empty();
+    return there ? std::stoi(value) : default_tx_power;
+}
+
+int driver::get_tx_power_max(int radio) {
+    return read_number(radio_path(radio, "tx-power-max"), default_tx_power);
+}
+
+int driver::get_tx_power_min(int radio) {
+    return read_number(radio_path(radio, "tx-power-min"), default_tx_power_min);
+}
+
+void driver::get_min_max_tx_power(const char* /*ignored*/, int* min, int* max, int band) {
+    if (min == nullptr || max == nullptr) {
+        log_error(daemon_logger, "<%s:%d> no pointer to tx_power_min or tx_power_max\n", __func__,
+                  __LINE__);
+        return;
+    }
+    if (!guard()) return;
+    for (int i = 0; i < get_radio_count(); ++i) {
+        if (!radio_has_band(i, band)) continue;
+        *min = get_tx_power_min(i);
+        *max = get_tx_power_max(i);
+        break;
+    }
+    log_debug(daemon_logger, "<%s:%d> tx_power_min == %d tx_power_max == %d\n", __func__, __LINE__,
+              *min, *max);
+}
+
+void driver::fill_chanspecs(const char* radio_name, std::string& out) {
+    out.clear();
+    if (radio_name == nullptr) return;
+    const int radio = ifname_to_radio_id(radio_name);
+    if (!is_radio_up(radio) || is_sentry_radio(radio)) return;
+    char limit_path[path_buffer_size];
+    std::snprintf(limit_path, sizeof limit_path, "/interface/%s/wlan/radio/use-limit-channels",
+                  radio_name);
+    std::string use_limit;
+    if (getconf(limit_path, use_limit) == 0 && use_limit == "true") {
+        if (getconf(radio_path(radio_name, "limit-channels"), out) != 0) return;
+    } else {
+        out = whole_file(std::string("/var/run/hostapd-channels-") + radio_name);
+        if (!out.empty()) out.pop_back();  // the file ends with a line end
+    }
+    log_debug(daemon_logger, "<%s:%d> chanspecs == %s\n", __func__, __LINE__, out.c_str());
+}
+
+int driver::set_tx_power(const std::string& ifname, int power) {
+    if (!guard()) return 0;
+    return update_skylark(ifname, {{"tx-power", std::to_string(power)}});
+}
+
+int driver::set_channel(const std::string& ifname, int channel, int bandwidth, int sideband) {
+    if (!guard()) return 0;
+    parameters pairs{{"auto-channel", "false"},
+                     {"channel", std::to_string(channel)},
+                     {"bandwidth", std::to_string(bandwidth)}};
+    if (sideband != 0) {
+        pairs.emplace_back("control-sideband", sideband == sideband_code_upper ? "upper" : "lower");
+    }
+    return update_skylark(ifname, pairs);
+}
+
+}  // namespace rfcd

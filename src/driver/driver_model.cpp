@@ -1,0 +1,313 @@
+// The tables of radios and VAPs: making, reading and clearing them, and what they answer.
+#include <cstdio>
+
+#include "driver/driver.h"
+#include "driver/interface_status.h"
+#include "main/logging.h"
+
+namespace rfcd {
+
+namespace {
+
+constexpr std::uint32_t macs_per_radio = 16;
+constexpr int no_radio = -1;
+
+// The text of a bounds error of a fixed array, as the log has it.
+std::string out_of_range_text(int index, std::size_t size) {
+    char text[128];
+    std::snprintf(text, sizeof text, "array::at: __n (which is %zu) >= _Nm (which is %zu)",
+                  static_cast<std::size_t>(index), size);
+    return text;
+}
+
+bool in_range(int index, std::size_t size) {
+    return index >= 0 && static_cast<std::size_t>(index) < size;
+}
+
+int band_of_radio(int index) { return index == 0 ? 2 : index == 1 ? 5 : 6; }
+
+std::string vap_name(std::size_t radio, std::size_t vap) {
+    return "wlan" + std::to_string(radio) + "-vap" + std::to_string(vap);
+}
+
+}  // namespace
+
+driver& get_driver(const running_flag* enabled_flag) {
+    static driver only(enabled_flag);
+    return only;
+}
+
+driver::driver(const running_flag* enabled_flag)
+    : enabled_flag_(enabled_flag), identity_(read_board_identity()) {
+    for (std::size_t i = 0; i < radio_count; ++i) {
+        auto& radio = radios_[i];
+        radio.mac_offset = static_cast<std::uint32_t>(i) * macs_per_radio;
+        radio.mac_count = macs_per_radio;
+        radio.ifname = "wlan" + std::to_string(i);
+        for (std::size_t j = 0; j < radio.vaps.size(); ++j) {
+            radio.vaps[j].ifname = vap_name(i, j);
+            radio.vaps[j].bssid =
+                vap_bssid(identity_.board_mac.c_str(), radio.vaps[j].ifname.c_str());
+        }
+    }
+}
+
+radio_info* driver::get_radio(int radio_id) {
+    if (in_range(radio_id, radio_count)) return &radios_[static_cast<std::size_t>(radio_id)];
+    log_error(daemon_logger, "<%s:%d> radio_id %d are absence: %s\n", __func__, __LINE__, radio_id,
+              out_of_range_text(radio_id, radio_count).c_str());
+    return nullptr;
+}
+
+vap_info* driver::get_vap(radio_info* radio, int vap_id) {
+    if (radio == nullptr) return nullptr;
+    if (in_range(vap_id, radio->vaps.size())) return &radio->vaps[static_cast<std::size_t>(vap_id)];
+    log_error(daemon_logger, "<%s:%d> vap_id %d are absence: %s\n", __func__, __LINE__, vap_id,
+              out_of_range_text(vap_id, radio->vaps.size()).c_str());
+    return nullptr;
+}
+
+radio_info* driver::radio_by_ifname(const std::string& ifname) {
+    int radio_id = 0;
+    if (std::sscanf(ifname.c_str(), "wlan%d", &radio_id) != 1) {
+        log_error(daemon_logger, "<%s:%d> cannot parse interface name(%s)\n", __func__, __LINE__,
+                  ifname.c_str());
+        return nullptr;
+    }
+    return get_radio(radio_id);
+}
+
+int driver::ifname_to_radio_id(const std::string& ifname) {
+    int radio_id = 0;
+    return std::sscanf(ifname.c_str(), "wlan%d", &radio_id) == 1 ? radio_id : no_radio;
+}
+
+bool driver::vap_is_up(const std::string& vap_ifname) {
+    return guard() && !vap_ifname.empty() && interface_is_up(vap_ifname) &&
+           get_vap_enabled_state(vap_ifname);
+}
+
+int driver::read_setting(const std::string& path, std::string& value) const {
+    log_debug(daemon_logger, "getconf '%s'\n", path.c_str());
+    return getconf(path, value);
+}
+
+bool driver::in_sentry_mode() const {
+    std::string value;
+    if (read_setting("/wids/enabled", value) != 0 || value != "true") return false;
+    return read_setting("/wids/scan-mode", value) == 0 && value == "sentry";
+}
+
+int driver::get_scan_interface() {
+    std::string value;
+    if (read_setting("/wids/scan-interface", value) != 0) return no_radio;
+    return value == "all" ? get_radio_count() : ifname_to_radio_id(value);
+}
+
+void driver::init_interface_context() {
+    if (!*enabled_flag_) return;
+    log_info(daemon_logger, "Attempt to initialize interface_context...\n");
+    sentry_all_ = false;
+    int sentry_interface = no_radio;
+    if (in_sentry_mode()) {
+        sentry_interface = get_scan_interface();
+        sentry_all_ = sentry_interface == get_radio_count();
+    }
+    for (int i = 0; i < get_radio_count(); ++i) init_radio(i, sentry_interface);
+}
+
+void driver::init_radio(int index, int sentry_interface) {
+    auto& radio = radios_[static_cast<std::size_t>(index)];
+    const char* name = radio.ifname.c_str();
+    log_info(daemon_logger, "Initializing %s radio...\n", name);
+    radio.up = radio_is_up(name);
+    if (!is_radio_up(index)) {
+        log_info(daemon_logger, "Interface %s is down.\n", name);
+        return;
+    }
+    if (sentry_interface >= 0 &&
+        (index == sentry_interface || sentry_interface == get_radio_count())) {
+        radio.sentry = true;  // only a reset clears it
+    }
+    radio.reserved_a = get_reserved_a(name);
+    radio.band = band_of_radio(index);
+    radio.country = get_country(name);
+    radio.reserved_b = get_reserved_b(name);
+    radio.auto_channel = get_auto_channel(name);
+    if (is_sentry_radio(index) || !initialized_) return;
+    for (int j = 0; j < get_vap_count(); ++j) init_vap(index, j);
+}
+
+void driver::init_vap(int radio, int vap_index) {
+    auto& vap = radios_[static_cast<std::size_t>(radio)].vaps[static_cast<std::size_t>(vap_index)];
+    if (!is_if_exists(vap.ifname.c_str())) return;
+    log_info(daemon_logger, "Initializing %s vap...\n", vap.ifname.c_str());
+    vap.up = vap_is_up(vap.ifname);
+    if (!is_vap_up(radio, vap_index)) {
+        log_info(daemon_logger, "Interface vap %s is down.\n", vap.ifname.c_str());
+        return;
+    }
+    vap.ssid = get_ssid(vap.ifname);
+    vap.captive_portal = get_captive_portal_state(vap.ifname);
+    vap.enterprise = get_enterprise_vap(vap.ifname);
+    vap.dot11k = get_802dot11k_vap(vap.ifname);
+}
+
+void driver::reset_interface_context() {
+    for (auto& radio : radios_) {
+        radio.up = radio.sentry = radio.reserved_b = false;
+        radio.band = 0;
+        for (auto& vap : radio.vaps) {
+            vap.ssid.clear();
+            vap.captive_portal = vap.up = vap.enterprise = vap.dot11k = false;
+        }
+    }
+}
+
+bool driver::radio_is_up(const char* radio_name) {
+    if (!guard() || radio_name == nullptr) return false;
+    const int index = ifname_to_radio_id(vap_to_ifname(radio_name));
+    if (!in_range(index, radio_count)) return false;
+    for (const auto& vap : radios_[static_cast<std::size_t>(index)].vaps) {
+        if (is_if_exists(vap.ifname.c_str()) && vap_is_up(vap.ifname)) return true;
+    }
+    return false;
+}
+
+bool driver::check_vap_up(const char* radio_name, int vap) {
+    if (!guard() || radio_name == nullptr) return false;
+    const auto* found = get_vap(radio_by_ifname(radio_name), vap);
+    return found != nullptr && vap_is_up(found->ifname);
+}
+
+const board_identity* driver::get_board_name() { return &identity_; }
+const char* driver::get_board_mac() { return identity_.board_mac.c_str(); }
+bool driver::get_reserved_b(const char* /*ifname*/) { return false; }
+bool driver::is_radio_reserved(int /*radio*/) { return false; }
+void driver::hostapd_disconnected(bool /*flag*/) {}
+void driver::poll_events(const driver_event_callback& /*callback*/) {}
+int driver::get_radio_count() { return radio_count; }
+int driver::get_vap_count() { return radio_info::vap_count; }
+void driver::set_initialized(bool initialized) { initialized_ = initialized; }
+bool driver::is_initialized() { return initialized_; }
+bool driver::is_sentry_all() { return sentry_all_; }
+
+bool driver::is_radio_up(int radio) {
+    if (!guard()) return false;
+    const auto* found = get_radio(radio);
+    return found != nullptr && found->up;
+}
+
+bool driver::is_sentry_radio(int radio) {
+    if (!guard()) return false;
+    const auto* found = get_radio(radio);
+    return found != nullptr && found->sentry;
+}
+
+bool driver::has_vap_up(int radio) {
+    if (!guard()) return false;
+    const auto* found = get_radio(radio);
+    if (found == nullptr) return false;
+    for (const auto& vap : found->vaps) {
+        if (vap.up) return true;
+    }
+    return false;
+}
+
+bool driver::is_vap_up(int radio, int vap) {
+    if (!guard()) return false;
+    const auto* found = get_vap(get_radio(radio), vap);
+    return found != nullptr && found->up;
+}
+
+bool driver::is_vap_80211k(int radio, int vap) {
+    const auto* found = up_vap(radio, vap);
+    return found != nullptr && found->dot11k;
+}
+
+bool driver::radio_has_band(int radio, int band) {
+    return is_radio_up(radio) && get_radio(radio)->band == band;
+}
+
+bool driver::get_radio_reserved_b(int radio) {
+    const auto* found = get_radio(radio);
+    return found != nullptr && found->reserved_b;
+}
+
+bool driver::is_auto_channel(int radio) {
+    const auto* found = get_radio(radio);
+    return found != nullptr && found->auto_channel;
+}
+
+std::uint32_t driver::get_mac_offset(int radio) {
+    return in_range(radio, radio_count) ? radios_[static_cast<std::size_t>(radio)].mac_offset : 0;
+}
+
+std::uint32_t driver::get_radio_mac_count(int radio) {
+    return in_range(radio, radio_count) ? radios_[static_cast<std::size_t>(radio)].mac_count : 0;
+}
+
+// Null unless both the radio and the VAP are up.
+vap_info* driver::up_vap(int radio, int vap) {
+    if (!is_radio_up(radio) || !is_vap_up(radio, vap)) return nullptr;
+    return get_vap(get_radio(radio), vap);
+}
+
+const char* driver::get_vap_ifname(int vap, int radio) {
+    const auto* found = up_vap(radio, vap);
+    return found == nullptr ? nullptr : found->ifname.c_str();
+}
+
+const char* driver::get_vap_ssid(int vap, int radio) {
+    const auto* found = up_vap(radio, vap);
+    return found == nullptr ? nullptr : found->ssid.c_str();
+}
+
+const char* driver::get_vap_bssid(int vap, int radio) {
+    const auto* found = up_vap(radio, vap);
+    return found == nullptr ? nullptr : found->bssid.c_str();
+}
+
+int driver::get_vap_by_ssid(const char* ssid, int radio) {
+    if (!is_radio_up(radio) || ssid == nullptr || *ssid == '\0') return -1;
+    const auto& vaps = get_radio(radio)->vaps;
+    for (int j = 0; j < get_vap_count(); ++j) {
+        if (is_vap_up(radio, j) && vaps[static_cast<std::size_t>(j)].ssid == ssid) return j;
+    }
+    return -1;
+}
+
+const char* driver::get_ifname_by_ssid(const char* ssid, int radio) {
+    const int vap = get_vap_by_ssid(ssid, radio);
+    if (vap < 0) return nullptr;
+    auto* const found = get_radio(radio);
+    return vap == 0 ? found->ifname.c_str() : get_vap(found, vap)->ifname.c_str();
+}
+
+int driver::for_each_vap(const char* radio_name, const vap_callback& callback) {
+    if (!guard() || radio_name == nullptr) return 0;
+    const int radio = ifname_to_radio_id(radio_name);
+    if (!is_radio_up(radio)) return 0;
+    for (int j = 0; j < get_vap_count(); ++j) {
+        const char* ssid = get_vap_ssid(j, radio);
+        const char* bssid = get_vap_bssid(j, radio);
+        if (ssid != nullptr && bssid != nullptr) {
+            callback(j, ssid, bssid, is_vap_80211k(radio, j));
+        }
+    }
+    return 0;
+}
+
+int driver::make_vap_ifname(int radio, int vap, char* buffer, std::size_t size) {
+    return std::snprintf(buffer, size, "wlan%d-vap%d", radio, vap);
+}
+
+int driver::get_band_from_ifname(const char* name) {
+    const auto* radio = name == nullptr ? nullptr : radio_by_ifname(name);
+    if (radio != nullptr) return radio->band;
+    log_error(daemon_logger, "<%s:%d> no such interface(%s)\n", __func__, __LINE__,
+              name == nullptr ? "" : name);
+    return 0;
+}
+
+}  // namespace rfcd

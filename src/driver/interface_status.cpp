@@ -1,0 +1,58 @@
+#include "driver/interface_status.h"
+
+#include <dirent.h>
+#include <net/if.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+
+#include "main/logging.h"
+
+namespace rfcd {
+
+namespace {
+
+const std::string device_directory = "/sys/class/net/";
+constexpr std::uint32_t unreadable_flags = 0xffffffff;
+
+}  // namespace
+
+std::string vap_to_ifname(const std::string& name) {
+    constexpr std::string_view first_vap = "-vap0";
+    return name.ends_with(first_vap) ? name.substr(0, name.size() - first_vap.size()) : name;
+}
+
+bool is_if_exists(const char* ifname) {
+    const std::string name = vap_to_ifname(ifname);
+    if (DIR* const directory = opendir((device_directory + name).c_str())) {
+        closedir(directory);
+        return true;
+    }
+    log_debug(daemon_logger, "<%s:%d> %s interface not exists\n", __func__, __LINE__, name.c_str());
+    return false;
+}
+
+bool interface_is_up(const std::string& ifname) {
+    const std::string name = vap_to_ifname(ifname);
+    const std::string path = device_directory + name + "/flags";
+    std::ifstream file(path);
+    if (!file.good()) {
+        log_error(daemon_logger, "<%s:%d> cannot open entry from sysfs(%s)\n", __func__, __LINE__,
+                  path.c_str());
+        return false;
+    }
+    std::string line;
+    std::getline(file, line);
+    if (!file.good()) {
+        log_error(daemon_logger, "<%s:%d> cannot read entry from sysfs(%s)\n", __func__, __LINE__,
+                  path.c_str());
+        return false;
+    }
+    const auto flags = static_cast<std::uint32_t>(std::strtol(line.c_str(), nullptr, 16));
+    log_debug(daemon_logger, "<%s:%d> /sys/class/net/%s/flags == 0x%0x\n", __func__, __LINE__,
+              name.c_str(), flags);
+    return flags != unreadable_flags && (flags & IFF_UP) != 0;
+}
+
+}  // namespace rfcd

@@ -1,0 +1,92 @@
+#include "driver/neighbor_report.h"
+
+#include <cctype>
+#include <cstdio>
+
+namespace rfcd {
+
+namespace {
+
+constexpr const char* control_command = "wpa_cli -g /var/run/hostapd/global raw IFNAME=";
+
+constexpr struct {
+    int band;
+    neighbor_class values;
+} classes[] = {
+    {2, {0x00000863, 81, 7}},
+    {5, {0x00001863, 115, 9}},
+    {6, {0x00103863, 115, 9}},
+};
+constexpr neighbor_class unknown_class{0x00000863, 0, 0};
+
+// Wide Bandwidth Channel subelement: identifier, length, channel width.
+constexpr const char* wide_channel_head = "060300";
+constexpr std::size_t mac_text_length = 17;
+
+// At least `width` digits.
+std::string hex(int width, unsigned value) {
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "%0*x", width, value);
+    return digits;
+}
+
+std::string byte(int value) { return hex(2, static_cast<unsigned>(value)); }
+
+std::string without_colons(std::string_view bssid) {
+    std::string digits;
+    for (const char c : bssid) {
+        if (c != ':') digits += c;
+    }
+    return digits;
+}
+
+std::string hex_text(std::string_view text) {
+    std::string digits;
+    for (const char c : text) digits += byte(static_cast<unsigned char>(c));
+    return digits;
+}
+
+std::string report_body(const neighbor& n) {
+    return without_colons(n.bssid) + hex(8, n.bssid_info_swapped) + byte(n.op_class) +
+           byte(n.channel) + byte(n.phy_type) + wide_channel_head + byte(n.channel) + byte(0);
+}
+
+}  // namespace
+
+neighbor_class neighbor_class_of_band(int band) {
+    for (const auto& row : classes) {
+        if (row.band == band) return row.values;
+    }
+    return unknown_class;
+}
+
+std::uint32_t swap_bytes(std::uint32_t value) { return __builtin_bswap32(value); }
+
+bool is_mac_text(std::string_view text) {
+    if (text.size() != mac_text_length) return false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool colon_place = i % 3 == 2;
+        if (colon_place ? text[i] != ':'
+                        : std::isxdigit(static_cast<unsigned char>(text[i])) == 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string set_neighbor_command(std::string_view iface, const neighbor& n) {
+    return std::string(control_command)
+        .append(iface)
+        .append(" SET_NEIGHBOR ")
+        .append(n.bssid)
+        .append(" ssid=")
+        .append(hex_text(n.ssid))
+        .append(" nr=")
+        .append(report_body(n));
+}
+
+std::string remove_neighbors_command(std::string_view iface) {
+    return std::string(control_command).append(iface).append(" REMOVE_ALL_NEIGHBOR");
+}
+
+}  // namespace rfcd

@@ -1,0 +1,43 @@
+// The text forms in which hostapd is told of a neighbour: the body of an IEEE 802.11 Neighbor
+// Report element, and the commands for hostapd's global control socket. Pure functions.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace rfcd {
+
+// What the band of a neighbour says about it.
+struct neighbor_class {
+    std::uint32_t bssid_info;  // IEEE 802.11 BSSID Information field
+    std::uint8_t op_class;     // IEEE 802.11 Annex E, global operating class
+    std::uint8_t phy_type;     // IEEE 802.11 Annex C, dot11PHYType
+};
+
+// `band` is 2, 5 or 6; anything else gives a neighbour without operating class.
+neighbor_class neighbor_class_of_band(int band);
+
+// The bit of the BSSID information that says the neighbour is secured as the VAP is.
+inline constexpr std::uint32_t bssid_info_security = 0x4;
+
+// The 32-bit number with its bytes in reverse order.
+std::uint32_t swap_bytes(std::uint32_t value);
+
+// Six pairs of hexadecimal digits with ":" between them, and nothing else.
+bool is_mac_text(std::string_view text);
+
+struct neighbor {
+    std::string_view bssid;            // colon-separated text
+    std::uint32_t bssid_info_swapped;  // so that eight digits give the low byte first
+    int channel;
+    std::string_view ssid;
+    std::uint8_t op_class;
+    std::uint8_t phy_type;
+};
+
+// `iface` is a system interface name.
+std::string set_neighbor_command(std::string_view iface, const neighbor& n);
+std::string remove_neighbors_command(std::string_view iface);
+
+}  // namespace rfcd

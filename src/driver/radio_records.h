@@ -1,0 +1,55 @@
+// Readers of the radio library's records. Each reads within its record whatever the record says:
+// texts end with their field, counts with the buffer. Pure functions, bytes in and values out.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "driver/chanspec.h"
+#include "driver/mac_addr.h"
+#include "platform/radioctl.h"
+
+namespace rfcd {
+
+using record_bytes = std::span<const std::uint8_t>;
+
+// One neighbouring BSS found by a scan.
+struct scan_result {
+    libnetworkd::MacAddr bssid;
+    std::int32_t rssi = 0;
+    std::int32_t channel = 0;    // primary
+    std::int32_t bandwidth = 0;  // MHz
+    std::int32_t tx_power = 0;   // 0 when the scan does not tell
+    std::int32_t sideband = 0;   // chanspec sideband bits
+    std::int32_t band = 0;
+
+    bool operator==(const scan_result&) const = default;
+};
+
+// Of RADIOCTL_INFO_SIZE bytes. A bandwidth that is no number reads as 0.
+radio_channel read_radio_info(record_bytes record);
+
+// Of RADIOCTL_ENTRY_SIZE bytes. An unknown sideband text counts as the first.
+scan_result read_active_entry(record_bytes record);
+
+// What stands at the head of an RRM result buffer of RADIOCTL_RRM_SIZE bytes.
+struct rrm_scan_head {
+    std::uint32_t magic = 0;
+    bool running = false;
+    std::int32_t count = 0;  // as the library gave it
+    std::int32_t band = 0;
+};
+rrm_scan_head read_rrm_head(record_bytes buffer);
+
+struct rrm_scan_entry {
+    libnetworkd::MacAddr bssid;
+    std::int32_t rssi = 0;  // mean of the samples, 0 without any
+    std::int32_t tx_power = 0;
+    chanspec_t chanspec = 0;  // its channel is the centre of a wide one
+};
+
+// The entries of the buffer, `count` of them but never more than there is room for.
+std::vector<rrm_scan_entry> read_rrm_entries(record_bytes buffer);
+
+}  // namespace rfcd

@@ -1,0 +1,37 @@
+// The block in which the bus hands over a text: owned here, read through two accessors.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "platform/peermsg.h"
+
+namespace rfcd {
+
+class bus_message {
+  public:
+    // Takes over the block; null for no message.
+    explicit bus_message(void* block) : block_(static_cast<const char*>(block), &free_block) {}
+
+    explicit operator bool() const { return block_ != nullptr; }
+
+    // Only of a message that is there. The text lives as long as this object.
+    std::string_view text() const {
+        std::uint32_t length = 0;
+        std::memcpy(&length, block_.get() + PEERMSG_LENGTH_OFFSET, sizeof length);
+        return {block_.get() + PEERMSG_TEXT_OFFSET, length};
+    }
+
+    // True when the first byte of the text is zero, as it is in one without a byte.
+    bool blank() const { return block_.get()[PEERMSG_TEXT_OFFSET] == '\0'; }
+
+  private:
+    static void free_block(const char* block) { std::free(const_cast<char*>(block)); }
+
+    std::unique_ptr<const char, void (*)(const char*)> block_;
+};
+
+}  // namespace rfcd

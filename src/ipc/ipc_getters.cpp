@@ -1,0 +1,108 @@
+// The ten configuration getters: a path, a read, and what the value means.
+#include <cstdio>
+#include <string_view>
+
+#include "ipc/ipc_helper.h"
+#include "main/logging.h"
+
+namespace rfcd {
+
+namespace {
+
+constexpr std::size_t path_buffer_size = 64;
+
+bool contains(std::string_view text, std::string_view part) {
+    return text.find(part) != std::string_view::npos;
+}
+
+// The getters of one VAP setting: where it stands, and how the getter calls itself in the log.
+struct vap_setting {
+    const char* getter;
+    const char* path_end;
+    int failure_line;
+    int success_line;
+};
+
+constexpr vap_setting enterprise_setting{"get_enterprise_vap", "/vap/ap-security/mode", 429, 432};
+constexpr vap_setting dot11k_setting{"get_802dot11k_vap", "/vap/w80211kv-config/enabled", 445, 448};
+constexpr vap_setting enabled_setting{"get_vap_enabled_state", "/common/enabled", 461, 464};
+constexpr vap_setting ssid_setting{"get_ssid", "/vap/ssid", 477, 480};
+constexpr vap_setting portal_setting{"get_captive_portal_state", "/vap/captive-portal/enabled", 492,
+                                     495};
+
+// The empty text when the store has no answer.
+std::string read_vap_setting(const ipc_helper& helper, const vap_setting& setting,
+                             const std::string& vap_ifname) {
+    const std::string path = "/interface/" + vap_ifname + setting.path_end;
+    std::string value;
+    if (helper.getconf(path, value) != 0) {
+        log_error(daemon_logger, "<%s:%d> can't get value from '%s'\n", setting.getter,
+                  setting.failure_line, path.c_str());
+        return "";
+    }
+    log_debug(daemon_logger, "<%s:%d> %s = %s\n", setting.getter, setting.success_line,
+              path.c_str(), value.c_str());
+    return value;
+}
+
+bool read_logged(const ipc_helper& helper, const char* path, std::string& value) {
+    log_debug(daemon_logger, "getconf '%s'\n", path);
+    return helper.getconf(path, value) == 0;
+}
+
+}  // namespace
+
+std::string ipc_helper::get_country(const char* ifname) const {
+    char path[path_buffer_size];
+    std::snprintf(path, sizeof path, "/interface/%s/wlan/radio/country", ifname);
+    std::string value;
+    return read_logged(*this, path, value) ? value : "RU";
+}
+
+bool ipc_helper::get_reserved_a(const char* /*ifname*/) const { return false; }
+
+bool ipc_helper::get_auto_channel(const char* ifname) const {
+    char path[path_buffer_size];
+    std::snprintf(path, sizeof path, "/interface/%s/wlan/radio/auto-channel", ifname);
+    std::string value;
+    return read_logged(*this, path, value) && value == "true";
+}
+
+bool ipc_helper::get_wpa2_or_wpa3_vap(std::int32_t radio, std::int32_t vap) const {
+    char path[path_buffer_size];
+    std::snprintf(path, sizeof path, "/interface/wlan%d-vap%d/vap/ap-security/mode", radio, vap);
+    std::string mode;
+    if (!read_logged(*this, path, mode) || contains(mode, "WPA_")) return false;
+    return contains(mode, "WPA2") || contains(mode, "WPA3");
+}
+
+bool ipc_helper::get_ft_enabled_vap(std::int32_t radio, std::int32_t vap) const {
+    char path[path_buffer_size];
+    std::snprintf(path, sizeof path, "/interface/wlan%d-vap%d/vap/ft-config/enabled", radio, vap);
+    std::string value;
+    if (!read_logged(*this, path, value)) return false;
+    const bool secured = get_wpa2_or_wpa3_vap(radio, vap);
+    return value == "true" && secured;
+}
+
+bool ipc_helper::get_enterprise_vap(const std::string& vap_ifname) const {
+    return contains(read_vap_setting(*this, enterprise_setting, vap_ifname), "1X");
+}
+
+bool ipc_helper::get_802dot11k_vap(const std::string& vap_ifname) const {
+    return read_vap_setting(*this, dot11k_setting, vap_ifname) == "true";
+}
+
+std::string ipc_helper::get_ssid(const std::string& vap_ifname) const {
+    return read_vap_setting(*this, ssid_setting, vap_ifname);
+}
+
+bool ipc_helper::get_vap_enabled_state(const std::string& vap_ifname) const {
+    return read_vap_setting(*this, enabled_setting, vap_ifname) == "true";
+}
+
+bool ipc_helper::get_captive_portal_state(const std::string& vap_ifname) const {
+    return read_vap_setting(*this, portal_setting, vap_ifname) == "true";
+}
+
+}  // namespace rfcd

@@ -1,0 +1,85 @@
+// The client of the local daemons on the access point's bus: reads single values from the
+// configuration store by path, asks the network daemon to apply settings and waits for its answer,
+// sends one-way notices. The base of the radio driver, which is the only one in a process.
+//
+// A request blocks the calling thread for up to the reply time-out. There is no lock: all requests
+// come from the thread of the one service worker, one at a time. Nothing is cached.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/peermsg.h"
+#include "workers/cfg_ptr.h"
+
+namespace rfcd {
+
+class ipc_helper {
+  public:
+    using parameters = std::vector<std::pair<std::string, std::string>>;
+
+    // Joins the bus; a failure is logged and ends the process with status -1.
+    ipc_helper();
+    ipc_helper(const ipc_helper&) = delete;
+    ipc_helper& operator=(const ipc_helper&) = delete;
+
+    // The configuration getters. Each reads the store; what it answers on failure stands behind it.
+    virtual std::string get_country(const char* ifname) const;  // "RU"
+    virtual bool get_reserved_a(const char* ifname) const;      // reads nothing: false
+    virtual bool get_auto_channel(const char* ifname) const;    // false
+    virtual bool get_wpa2_or_wpa3_vap(std::int32_t radio, std::int32_t vap) const;  // false
+    virtual bool get_ft_enabled_vap(std::int32_t radio, std::int32_t vap) const;    // false
+    virtual bool get_enterprise_vap(const std::string& vap_ifname) const;           // false
+    virtual bool get_802dot11k_vap(const std::string& vap_ifname) const;            // false
+    virtual std::string get_ssid(const std::string& vap_ifname) const;              // ""
+    virtual bool get_vap_enabled_state(const std::string& vap_ifname) const;        // false
+    virtual bool get_captive_portal_state(const std::string& vap_ifname) const;     // false
+
+    // Reads the value at a configuration path: a plain value's text, or a subtree serialized. 0 on
+    // success; -1, and the failure logged, without one. `value` may be left as it was.
+    int getconf(const std::string& path, std::string& value) const;
+
+    // Has the network daemon apply parameters to an interface. 0 when it answered "ok", else -1
+    // with the reason logged; -1 at once when there is no name or no parameter.
+    int update_skylark(const std::string& ifname, const parameters& pairs) const;
+
+    // Hands a message with MAC lists, a JSON text, to the network daemon. 0 when it answered "ok",
+    // else -1 with the reason logged.
+    int set_wisd_bw_list(const std::string& text) const;
+
+    // Tells that the radio of this name is free again, or about to be scanned. Waits for nobody.
+    int unlock_scan(const std::string& ifname) const;
+    void lock_scan(const std::string& ifname) const;
+
+  protected:
+    // Not for deletion through this class.
+    ~ipc_helper();
+
+    // Sends a request tree to a peer and waits for the answer whose "command" is `answer_command`.
+    // Null when none came in time.
+    cfg_ptr send_and_wait(cfg_tree* request, const char* answer_command, std::uint8_t peer,
+                          const char* error_text) const;
+
+    // True when the answer's "status" is "ok".
+    static bool is_ok(cfg_tree* answer);
+    // Why it is not, for the log; owned by the answer.
+    static const char* reason_of(cfg_tree* answer);
+
+    static constexpr std::uint8_t configd_peer = 1;
+    static constexpr std::uint8_t networkd_peer = 6;
+
+  private:
+    void send_scan_notice(const char* command, const std::string& ifname) const;
+
+    struct release_bus {
+        void operator()(peermsg_ctx* ctx) const { peermsg_release(ctx); }
+    };
+
+    const std::unique_ptr<peermsg_ctx, release_bus> bus_;
+    const std::uint32_t reply_timeout_ = 20;  // seconds
+};
+
+}  // namespace rfcd

@@ -1,0 +1,88 @@
+#include "ipc/ipc_worker.h"
+
+#include "ipc/bus_message.h"
+#include "workers/monotonic_clock.h"
+
+namespace rfcd {
+
+namespace {
+
+constexpr std::int32_t poll_timeout_us = 100'000;
+constexpr std::uint32_t idle_pause_us = 1'000'000;
+constexpr std::uint8_t roaming_peer = 3;
+constexpr std::uint32_t shortest_gap_us = 100;
+constexpr std::uint32_t longest_gap_us = 12'800;
+constexpr peermsg_settings settings{PEERMSG_SETTINGS_CODE};
+
+}  // namespace
+
+ipc_worker::ipc_worker(safe_queue& outgoing, safe_queue& incoming, std::uint32_t module_number,
+                       const running_flag* running)
+    : abstract_worker(running, "ipc", poll_timeout_us, idle_pause_us),
+      outgoing_(outgoing),
+      incoming_(incoming),
+      module_number_(module_number),
+      on_message_([this](const buffer_ptr& message) { send_to_bus(*message); }) {}
+
+ipc_worker::~ipc_worker() { join(); }
+
+bool ipc_worker::start_check() {
+    bus_ = peermsg_init(module_number_, &settings, PEERMSG_MODE_PEER);
+    if (bus_ == nullptr) return false;
+    peermsg_set_moduleloop(bus_, 0);
+    if (peermsg_get_moduleloop(bus_) != 0) {
+        release_bus();
+        return false;
+    }
+    peermsg_peer_start(bus_);
+    return true;
+}
+
+bool ipc_worker::process() {
+    if (bus_ == nullptr) return false;
+    // A burst is seldom over at its first gap, and the loop's wait is long.
+    for (std::uint32_t gap_us = shortest_gap_us; gap_us <= longest_gap_us; gap_us *= 2) {
+        if (move_one()) {
+            in_burst_ = true;
+            return false;
+        }
+        if (!in_burst_) break;
+        pause_microseconds(gap_us);
+    }
+    in_burst_ = false;
+    return true;
+}
+
+// One message, those of the bus first. False when both sides were empty.
+bool ipc_worker::move_one() {
+    // What nobody sends stays on the bus, which drops it when it is too much.
+    const bool held_back = outgoing_.weight() > heavy_queue;
+    const bus_message message(held_back ? nullptr : peermsg_get_msg_from_queue_no_wait(bus_));
+    if (!message) return incoming_.try_pop(on_message_);
+    if (!message.blank()) {
+        const auto buffer = buffer_info_t::make();
+        buffer->append(message.text().data(), message.text().size());
+        outgoing_.push(buffer);
+    }
+    return true;
+}
+
+void ipc_worker::on_stop() {
+    if (bus_ != nullptr) release_bus();
+}
+
+bool ipc_worker::keep_running(const running_flag* running) {
+    return *running && bus_ != nullptr && peermsg_get_moduleloop(bus_) != 0;
+}
+
+void ipc_worker::send_to_bus(const buffer_info_t& message) const {
+    if (message.data.empty()) return;
+    peermsg_msg_send(bus_, message.data.data(), roaming_peer, message.data.size());
+}
+
+void ipc_worker::release_bus() {
+    peermsg_release(bus_);
+    bus_ = nullptr;
+}
+
+}  // namespace rfcd

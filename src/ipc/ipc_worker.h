@@ -1,0 +1,46 @@
+// The roaming bridge: copies every message of the roaming service onto the local bus, and every bus
+// message addressed to the daemon's module onto the service's connection, without looking inside.
+// Made by start-up in roaming mode; runs on a thread of its own and shares only the two queues with
+// the websock_worker.
+#pragma once
+
+#include <cstdint>
+
+#include "platform/peermsg.h"
+#include "workers/abstract_worker.h"
+#include "workers/safe_queue.h"
+
+namespace rfcd {
+
+class ipc_worker : public abstract_worker {
+  public:
+    // `outgoing` takes what came from the bus, `incoming` holds what goes to it; both outlive the
+    // worker. `module_number` is the daemon's own on the bus.
+    ipc_worker(safe_queue& outgoing, safe_queue& incoming, std::uint32_t module_number,
+               const running_flag* running);
+    ~ipc_worker() override;
+
+    // Opens the bus. False when it cannot be had; nothing is logged.
+    bool start_check() override;
+    // Moves at most one message, those of the bus first. True when both sides were empty.
+    bool process() override;
+    void on_stop() override;
+    // False also when the bus is gone.
+    bool keep_running(const running_flag* running) override;
+
+    // Sends the message to the bus peer of the roaming service; an empty one is not sent.
+    void send_to_bus(const buffer_info_t& message) const;
+
+  private:
+    bool move_one();
+    void release_bus();
+
+    peermsg_ctx* bus_ = nullptr;  // owned; null while inactive
+    safe_queue& outgoing_;
+    safe_queue& incoming_;
+    const std::uint32_t module_number_;
+    bool in_burst_ = false;  // the last pass moved a message
+    const safe_queue::handler on_message_;
+};
+
+}  // namespace rfcd

@@ -1,0 +1,159 @@
+#include "main/configuration.h"
+
+#include <strings.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "main/logging.h"
+
+namespace rfcd {
+
+namespace {
+
+constexpr std::string_view default_location = "default-rrm-domain";
+constexpr std::size_t line_buffer_size = 255;
+
+std::string_view trim_line_end(std::string_view text) {
+    return text.substr(0, text.find_first_of("\r\n"));
+}
+
+// What atoi means, without its undefined results.
+std::int32_t decimal_number(std::string_view text) {
+    return static_cast<std::int32_t>(std::strtol(std::string(text).c_str(), nullptr, 10));
+}
+
+std::uint32_t level_number(const char* value) {
+    const bool hexadecimal = strncasecmp(value, "0x", 2) == 0;
+    return static_cast<std::uint32_t>(hexadecimal ? std::strtoul(value + 2, nullptr, 16)
+                                                  : std::strtoul(value, nullptr, 10));
+}
+
+// One line of the file, told apart by its key.
+struct setting {
+    const char* line;
+    std::size_t key_length;
+
+    const char* value() const { return line + key_length; }
+};
+
+template <std::size_t Index>
+bool set_url(configuration& config, const setting& s) {
+    return parse_service_url(config.services, Index, s.line, s.key_length);
+}
+
+template <std::uint64_t service_config::*Delay>
+bool set_delay(configuration& config, const setting& s) {
+    for (auto& service : config.services) service.*Delay = std::strtoul(s.value(), nullptr, 10);
+    return true;
+}
+
+template <std::string configuration::*Text>
+bool set_text(configuration& config, const setting& s) {
+    config.*Text = trim_line_end(s.value());
+    return true;
+}
+
+bool set_location(configuration& config, const setting& s) {
+    for (auto& service : config.services) service.location.assign(trim_line_end(s.value()));
+    return true;
+}
+
+bool set_log_level(configuration& config, const setting& s) {
+    config.log_level = level_number(s.value());
+    daemon_logger.mask = config.log_level;
+    return true;
+}
+
+// The first key that a line begins with takes it. A setter answers false to end the reading.
+constexpr struct {
+    std::string_view key;
+    bool (*set)(configuration&, const setting&);
+} keys[] = {
+    {"roam_service_url=", set_url<roaming_service>},
+    {"skylark_service_url=", set_url<rrm_service>},
+    {"mac-list-service-url=", set_url<wids_service>},
+    {"initial_connection_delay=", set_delay<&service_config::initial_connection_delay>},
+    {"max_connection_delay=", set_delay<&service_config::max_connection_delay>},
+    {"ap_location=", set_location},
+    {"log_level=", set_log_level},
+    {"log_file=", set_text<&configuration::log_file_path>},
+    {"mac-list-id=", set_text<&configuration::mac_list_id>},
+};
+
+bool apply_line(configuration& config, const char* line) {
+    for (const auto& [key, set] : keys) {
+        if (strncasecmp(line, key.data(), key.size()) == 0) return set(config, {line, key.size()});
+    }
+    return true;
+}
+
+}  // namespace
+
+void read_command_line(int argc, char** argv, configuration& config) {
+    int option = 0;
+    // No thread exists yet.
+    while ((option = getopt(argc, argv, "f:d:p:P:")) != -1) {
+        switch (option) {
+            case 'f': config.file_path = optarg; break;
+            case 'd':
+                for (auto& service : config.services) service.host.assign(optarg);
+                break;
+            case 'p':
+                for (auto& service : config.services) service.path.assign(optarg);
+                break;
+            case 'P':
+                for (auto& service : config.services) service.port = decimal_number(optarg);
+                break;
+            default: std::exit(-1);
+        }
+    }
+}
+
+void read_configuration_file(configuration& config) {
+    if (config.file_path.empty()) return;
+    for (auto& service : config.services) service.location.assign(default_location);
+    config.log_level = 0;
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
+        std::fopen(config.file_path.c_str(), "re"), &std::fclose);
+    if (!file) return;
+    char line[line_buffer_size];
+    while (std::fgets(line, sizeof line, file.get()) != nullptr) {
+        if (!apply_line(config, line)) return;
+    }
+}
+
+bool parse_service_url(std::array<service_config, service_count>& services, std::size_t index,
+                       const char* line, std::size_t key_length) {
+    constexpr std::string_view scheme_end = "://";
+    std::string_view remainder = line + key_length;
+    std::string_view scheme;
+    const auto scheme_length = remainder.find(scheme_end);
+    const bool has_scheme = scheme_length != std::string_view::npos;
+    if (has_scheme) {
+        scheme = remainder.substr(0, scheme_length);
+        remainder.remove_prefix(scheme_length + scheme_end.size());
+    }
+    if (has_scheme && scheme != "ws") {
+        log_debug(daemon_logger, "Proto %s is invalid\n", std::string(scheme).c_str());
+        return false;
+    }
+    auto& service = services.at(index);
+    const auto colon = remainder.find(':');
+    const auto slash = colon == std::string_view::npos ? colon : remainder.find('/', colon);
+    if (slash != std::string_view::npos) {
+        service.host.assign(remainder.substr(0, colon));
+        service.path.assign(remainder.substr(slash));
+        service.port = decimal_number(remainder.substr(colon + 1, slash - colon - 1));
+        service.enabled = true;
+    }
+    service.host.trim_line_end();
+    service.path.trim_line_end();
+    return true;
+}
+
+}  // namespace rfcd

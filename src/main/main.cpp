@@ -1,0 +1,3 @@
+#include "main/start_up.h"
+
+int main(int argc, char** argv) { return rfcd::start_up(argc, argv); }

@@ -1,0 +1,22 @@
+// The six daemon-wide running flags, two a service: flag 2s for the service's own worker and the
+// radio driver made for it, flag 2s+1 for its WebSocket worker. Start-up sets them once; the stop
+// handler clears them, on whatever thread the signal finds.
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+#include "main/configuration.h"
+#include "workers/running_flag.h"
+
+namespace rfcd {
+
+extern std::array<running_flag, 2 * service_count> running_flags;
+
+inline running_flag& service_flag(service_index service) { return running_flags[2 * service]; }
+inline running_flag& websock_flag(service_index service) { return running_flags[2 * service + 1]; }
+
+// The handler of SIGTERM and SIGINT: clears all six flags and does nothing else.
+extern "C" void stop_handler(int signal_number);
+
+}  // namespace rfcd

@@ -1,0 +1,129 @@
+// How the worker gets from waiting to a started connection attempt, and back.
+#include <cstdlib>
+
+#include "main/logging.h"
+#include "websock/lws_callback.h"
+#include "websock/websock_worker.h"
+#include "workers/monotonic_clock.h"
+
+namespace rfcd {
+
+namespace {
+
+constexpr int library_log_all_levels = 1023;
+constexpr std::uint32_t wait_step_us = 100'000;
+
+// The most that the library gives the socket at once; by itself it cuts messages into pieces of 4
+// kB.
+constexpr std::size_t write_piece = 64 << 10;
+
+}  // namespace
+
+bool websock_worker::start_check() {
+    timers_.run_expired();
+    notify_disconnected();
+    if (!wait_before_attempt()) return false;
+    const std::lock_guard guard(lock_);
+    return !unlinked_ && connect();
+}
+
+// False when the daemon was told to stop meanwhile: it does not connect any more, then.
+bool websock_worker::wait_before_attempt() {
+    const auto range = delay_.next_range();
+    log_debug(daemon_logger, "Generate delay into [%zu;%zu) range\n",
+              static_cast<std::size_t>(range.begin), static_cast<std::size_t>(range.end));
+    // The generator is seeded at start-up, and this thread alone draws from it.
+    const auto delay = connection_delay::draw(range, rand());
+    log_debug(daemon_logger, "Delay before connection: %d sec\n", static_cast<int>(delay));
+    const auto seconds = [] { return static_cast<std::uint64_t>(monotonic_now().tv_sec); };
+    const auto deadline = seconds() + delay;
+    do {
+        pause_microseconds(wait_step_us);
+        if (!wait_step()) return false;
+    } while (seconds() < deadline);
+    return true;
+}
+
+// Takes one message that nobody can be sent; link commands among them still count.
+bool websock_worker::wait_step() {
+    if (!running()) return false;
+    in_queue_.try_pop([this](const buffer_ptr& message) { take_from_queue(message); });
+    return true;
+}
+
+bool websock_worker::connect() {
+    set_lws_dispatcher(
+        [this](lws* connection, int reason, void* user, void* in, std::size_t length) {
+            return worker_lws_callback(connection, reason, user, in, length);
+        });
+    fill_context_parameters();
+    servicing_ = true;
+    handshake_sent_ = false;
+    reading_held_ = false;
+    // The emitter writes at debug level only, so without it the library need not format anything.
+    lws_set_log_level(daemon_logger.enabled(log_mask_debug) ? library_log_all_levels : 0,
+                      log_emitter(index_));
+    context_ = lws_create_context(&context_parameters_);
+    if (context_ == nullptr) {
+        log_error(daemon_logger, "%s->Creating libwebsocket context failed\n", name().c_str());
+        remove_lws_dispatcher();
+        return false;
+    }
+    fill_connect_parameters();
+    log_debug(daemon_logger, "%s-> %s: Try to establish connect with server %s:%d%s\n",
+              name().c_str(), "_connect", host_.c_str(), static_cast<int>(port_), path_.c_str());
+    connection_ = lws_client_connect_via_info(&connect_parameters_);
+    if (connection_ == nullptr) {
+        destroy_context();
+        return false;
+    }
+    log_debug(daemon_logger, "%s->Connected\n", name().c_str());
+    return true;
+}
+
+void websock_worker::fill_context_parameters() {
+    protocols_ = {};
+    protocols_[0].name = name().c_str();
+    protocols_[0].callback = lws_static_callback;
+    protocols_[0].user = this;
+    protocols_[0].tx_packet_size = write_piece;
+    context_parameters_ = {};
+    context_parameters_.port = CONTEXT_PORT_NO_LISTEN;
+    context_parameters_.protocols = protocols_.data();
+    context_parameters_.gid = -1;
+    context_parameters_.uid = -1;
+}
+
+void websock_worker::fill_connect_parameters() {
+    connect_parameters_ = {};
+    connect_parameters_.context = context_;
+    connect_parameters_.address = host_.c_str();
+    connect_parameters_.port = static_cast<int>(port_);
+    connect_parameters_.path = path_.c_str();
+    connect_parameters_.host = host_.c_str();
+    connect_parameters_.origin = host_.c_str();
+    connect_parameters_.protocol = name().c_str();
+    connect_parameters_.ietf_version_or_minus_one = -1;
+}
+
+// The library still calls back while it destroys the context. What was received of an unfinished
+// message ends with its connection.
+void websock_worker::destroy_context() {
+    if (context_ != nullptr) lws_context_destroy(context_);
+    context_ = nullptr;
+    connection_ = nullptr;
+    rx_buffer_ = buffer_info_t::make();
+    remove_lws_dispatcher();
+}
+
+void websock_worker::on_stop() {
+    in_queue_.reset_on_push();
+    const std::lock_guard guard(lock_);
+    log_debug(daemon_logger, "%s->Stopping\n", name().c_str());
+    notify_disconnected();
+    connected_ = false;
+    timers_.cancel_timers(ping_watchdog_timer);
+    destroy_context();
+}
+
+}  // namespace rfcd

@@ -1,0 +1,177 @@
+// What the worker does on each libwebsockets event. All of it runs inside the library's service
+// call on the worker's thread, under the callback slot's lock.
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "main/logging.h"
+#include "websock/lws_callback.h"
+#include "websock/websock_worker.h"
+#include "workers/monotonic_clock.h"
+
+namespace rfcd {
+
+namespace {
+
+constexpr std::int32_t max_missed_pongs = 2;
+constexpr std::time_t ping_period_seconds = 30;
+constexpr std::int64_t longest_drain_ms = 100;
+
+}  // namespace
+
+int websock_worker::worker_lws_callback(lws* connection, int reason, void* /*user*/, void* in,
+                                        std::size_t length) {
+    ++events_;
+    try {
+        handle_event(connection, reason, in, length);
+    } catch (...) {
+        failure_ = std::current_exception();
+        servicing_ = false;
+    }
+    return 0;
+}
+
+void websock_worker::handle_event(lws* connection, int reason, const void* in, std::size_t length) {
+    if (missed_pongs_ > max_missed_pongs) {
+        log_debug(daemon_logger, "%s->There are no %d pong answer in a row from server\n",
+                  name().c_str(), missed_pongs_);
+        missed_pongs_ = 0;
+        servicing_ = false;
+    }
+    switch (reason) {
+        case LWS_CALLBACK_CLIENT_CONNECTION_ERROR: process_connection_error(); break;
+        case LWS_CALLBACK_CLIENT_ESTABLISHED: process_client_established(connection); break;
+        case LWS_CALLBACK_CLOSED:
+        case LWS_CALLBACK_CLOSED_HTTP:
+        case LWS_CALLBACK_CLOSED_CLIENT_HTTP:
+        case LWS_CALLBACK_CLIENT_CLOSED: process_closed(); break;
+        case LWS_CALLBACK_CLIENT_RECEIVE: process_client_receive(connection, in, length); break;
+        case LWS_CALLBACK_CLIENT_RECEIVE_PONG: missed_pongs_ = 0; break;
+        case LWS_CALLBACK_CLIENT_WRITEABLE: process_writeable(connection); break;
+        case LWS_CALLBACK_PROTOCOL_DESTROY:
+            log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_protocol_destroy", 80);
+            break;
+        case LWS_CALLBACK_GET_THREAD_ID:
+        case LWS_CALLBACK_ADD_POLL_FD:
+        case LWS_CALLBACK_DEL_POLL_FD:
+        case LWS_CALLBACK_CHANGE_MODE_POLL_FD:
+        case LWS_CALLBACK_LOCK_POLL:
+        case LWS_CALLBACK_UNLOCK_POLL: break;
+        default:
+            note_other_reason(connection, reason);
+            log_debug(daemon_logger, "%s->%s:%d reason = %s (%d)\n", name().c_str(),
+                      "worker_lws_callback", 457, lws_reason_name(reason), reason);
+    }
+}
+
+// Events that change nothing but what there is to wait for.
+void websock_worker::note_other_reason(const lws* connection, int reason) {
+    if (reason == LWS_CALLBACK_CLIENT_APPEND_HANDSHAKE_HEADER) handshake_sent_ = true;
+    if (reason == LWS_CALLBACK_WSI_DESTROY && connection == connection_) connection_ = nullptr;
+}
+
+void websock_worker::process_connection_error() {
+    log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_client_connection_error", 90);
+    servicing_ = false;
+}
+
+void websock_worker::process_client_established(lws* connection) {
+    log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_client_established", 107);
+    connected_ = true;
+    woken_ = false;
+    in_queue_.set_on_push([this] { wake_up(); });
+    delay_.reset();
+    log_debug(daemon_logger, "Connection established - reset connection delay\n");
+    notify_connected();
+    last_ping_ = monotonic_now();
+    lws_callback_on_writable(connection);
+    rearm_watchdog();
+}
+
+void websock_worker::process_closed() {
+    log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_closed", 122);
+    servicing_ = false;
+}
+
+void websock_worker::process_client_receive(lws* connection, const void* in, std::size_t length) {
+    log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_client_receive", 129);
+    received_ = true;
+    if (!rx_buffer_) return;
+    const std::size_t remaining = lws_remaining_packet_payload(connection);
+    if (remaining > max_message_size || length > max_message_size - remaining ||
+        rx_buffer_->data.size() > max_message_size - remaining - length) {
+        log_error(daemon_logger, "%s->%s: Message too long, drop the connection\n", name().c_str(),
+                  "process_client_receive");
+        rx_buffer_ = nullptr;
+        servicing_ = false;
+        return;
+    }
+    if (remaining != 0 || lws_is_final_fragment(connection) == 0) {
+        log_debug(daemon_logger,
+                  "%s->%s: Get incomplete packet, beginning len %zd, remaining len %zd\n",
+                  name().c_str(), "process_client_receive", static_cast<ssize_t>(length),
+                  static_cast<ssize_t>(remaining));
+        rx_buffer_->append(in, length);
+        return;
+    }
+    if (in == nullptr) {
+        log_debug(daemon_logger, "%s: Bad Input data\n", "process_client_receive");
+        return;
+    }
+    rx_buffer_->append(in, length);
+    log_debug(daemon_logger, "%s->%s: Recieve final msg len %zu from websocket\n", name().c_str(),
+              "process_client_receive", rx_buffer_->data.size());
+    log_debug(daemon_logger, "%s->Send to Queue\n", name().c_str());
+    dump_buffer(*rx_buffer_);
+    out_queue_.push(rx_buffer_);
+    rx_buffer_ = buffer_info_t::make();
+}
+
+// A message is taken from the queue only when the socket can take it: a write on top of one that
+// the library still holds back would ruin the stream. A queue that fills as fast as it is emptied
+// gives way after a while to pings, to what comes in, and to the stop.
+void websock_worker::process_writeable(lws* connection) {
+    ping_when_due(connection);
+    bool sent = true;
+    const auto send = [&](const buffer_ptr& message) {
+        if (take_from_queue(message)) return;
+        sent =
+            lws_send(connection, message->data.data(), message->data.size(), LWS_WRITE_TEXT) >= 0;
+    };
+    const auto deadline = monotonic_milliseconds() + longest_drain_ms;
+    while (sent && running() && lws_send_pipe_choked(connection) == 0 && in_queue_.try_pop(send)) {
+        if (monotonic_milliseconds() > deadline) break;
+    }
+    lws_callback_on_writable(connection);
+}
+
+void websock_worker::ping_when_due(lws* connection) {
+    const auto now = monotonic_now();
+    if (!connected_ || now.tv_sec - last_ping_.tv_sec < ping_period_seconds) return;
+    if (lws_send_pipe_choked(connection) != 0) return;
+    last_ping_ = now;
+    if (lws_send(connection, nullptr, 0, LWS_WRITE_PING) > 0) ++missed_pongs_;
+    lws_callback_on_writable(connection);
+    rearm_watchdog();
+}
+
+int websock_worker::lws_send(lws* connection, const void* data, std::size_t length,
+                             lws_write_protocol type) {
+    // The library writes the frame header into the room before the payload, and masks in place.
+    const std::unique_ptr<unsigned char, void (*)(void*)> frame(
+        static_cast<unsigned char*>(std::calloc(1, LWS_PRE + length)), &std::free);
+    if (!frame) return -1;
+    unsigned char* const payload = frame.get() + LWS_PRE;
+    if (data != nullptr) std::memcpy(payload, data, length);
+    const int written = lws_write(connection, payload, length, type);
+    if (written < 0) {
+        log_error(daemon_logger, "%s->%s:Can't send msg type [%d] to websocket\n", name().c_str(),
+                  "lws_send", type);
+    } else if (type != LWS_WRITE_PING) {
+        log_info(daemon_logger, "%s->%s:Send msg type [%d] len [%d/%d]  to websocket\n",
+                 name().c_str(), "lws_send", type, written, static_cast<int>(length));
+    }
+    return written;
+}
+
+}  // namespace rfcd

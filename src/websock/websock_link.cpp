@@ -1,0 +1,59 @@
+// The messages of service "internal-ipc" that the worker exchanges with its service worker: notices
+// of the connection's state, and the commands "status" and "unlink".
+#include <strings.h>
+
+#include <cstring>
+#include <ctime>
+
+#include "ipc/json_reader.h"
+#include "ipc/json_writer.h"
+#include "main/logging.h"
+#include "websock/websock_worker.h"
+
+namespace rfcd {
+
+namespace {
+
+constexpr const char* link_service = "internal-ipc";
+
+}  // namespace
+
+void websock_worker::notify_connected() {
+    push_json(out_queue_, json_writer(link_service, "connected", ""));
+}
+
+void websock_worker::notify_disconnected() {
+    push_json(out_queue_, json_writer(link_service, "disconnected", ""));
+}
+
+// Logs a message to send, and acts on it when it is for the link itself; true when that used it up.
+bool websock_worker::take_from_queue(const buffer_ptr& message) {
+    log_debug(daemon_logger, "%s->From queue\n", name().c_str());
+    dump_buffer(*message);
+    return process_internal(*message);
+}
+
+bool websock_worker::process_internal(const buffer_info_t& message) {
+    const json_reader reader(message.data.c_str());
+    if (reader.empty()) return false;
+    const char* command = reader.get_string("command");
+    if (command != nullptr && std::strcmp(command, "update-timezone") == 0) tzset();
+    const char* service = reader.get_string("service");
+    if (service == nullptr || strcasecmp(service, link_service) != 0) return false;
+    const char* cmd = reader.get_string("cmd");
+    if (cmd == nullptr) return true;
+    if (strcasecmp(cmd, "status") == 0) {
+        connected_ ? notify_connected() : notify_disconnected();
+    } else if (strcasecmp(cmd, "unlink") == 0) {
+        process_internal_unlink();
+    }
+    return true;
+}
+
+void websock_worker::process_internal_unlink() {
+    log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_internal_unlink", 69);
+    servicing_ = false;
+    unlinked_ = true;
+}
+
+}  // namespace rfcd

@@ -1,0 +1,123 @@
+// The daemon's WebSocket client connection to its one cloud service. It connects with a randomised,
+// growing delay, pings, reassembles and hands over every message of the service, and sends every
+// message that the service worker queues. It understands none of them but the link commands of
+// service "internal-ipc".
+//
+// Made and destroyed by start-up. Its loop, every libwebsockets call and every callback run on one
+// thread: the main thread in roaming mode, a thread of its own else. Another thread meets it only
+// through in_queue, whose push wakes it while it is connected.
+#pragma once
+
+#include <libwebsockets.h>
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <exception>
+#include <functional>
+#include <mutex>
+#include <string>
+
+#include "websock/connection_delay.h"
+#include "workers/abstract_worker.h"
+#include "workers/safe_queue.h"
+#include "workers/timer_list.h"
+
+namespace rfcd {
+
+class websock_worker : public abstract_worker {
+  public:
+    // The longest incoming message; a connection that sends more is dropped.
+    static constexpr std::size_t max_message_size = std::size_t{64} << 20;
+
+    // `in_queue` holds messages to send, `out_queue` takes what was received; both outlive the
+    // worker. `path` begins with "/". The delays are in seconds. `index` is the service: 0 roaming,
+    // 1 RRM, 2 WIDS.
+    websock_worker(safe_queue& in_queue, safe_queue& out_queue, std::string host, std::string path,
+                   std::uint32_t port, const running_flag* running, std::uint64_t initial_delay,
+                   std::uint64_t max_delay, std::uint32_t index);
+    ~websock_worker() override;
+
+    // One connection attempt, after its delay. False when none was made or it failed at once.
+    bool start_check() override;
+    // Serves the connection for up to 100 ms and runs the timers that are due. Always true.
+    bool process() override;
+    void on_stop() override;
+    bool keep_running(const running_flag* running) override;
+
+    // Reacts to one libwebsockets event; always 0. What it throws is kept for the next `process`:
+    // an exception must not pass through the library's frames.
+    int worker_lws_callback(lws* connection, int reason, void* user, void* in, std::size_t length);
+
+  private:
+    // The connection attempt (websock_connect.cpp).
+    bool wait_before_attempt();
+    bool wait_step();
+    bool connect();
+    void fill_context_parameters();
+    void fill_connect_parameters();
+    void destroy_context();
+
+    // Serving it (websock_worker.cpp).
+    void serve_until(std::int64_t deadline_ms);
+    short wait_for_activity(int timeout_ms, bool watch_socket);
+    bool has_unsent_rest() const;
+    short wanted_events() const;
+    int unread_bytes() const;
+    void wake_up();
+    void ping_timeout();
+    void rearm_watchdog();
+    void hold_back_reading();
+
+    // Its events (websock_events.cpp).
+    void handle_event(lws* connection, int reason, const void* in, std::size_t length);
+    void note_other_reason(const lws* connection, int reason);
+    void process_connection_error();
+    void process_client_established(lws* connection);
+    void process_closed();
+    void process_client_receive(lws* connection, const void* in, std::size_t length);
+    void process_writeable(lws* connection);
+    void ping_when_due(lws* connection);
+    int lws_send(lws* connection, const void* data, std::size_t length, lws_write_protocol type);
+
+    // Link messages (websock_link.cpp).
+    void notify_connected();
+    void notify_disconnected();
+    bool process_internal(const buffer_info_t& message);
+    void process_internal_unlink();
+    bool take_from_queue(const buffer_ptr& message);
+
+    static constexpr std::int32_t ping_watchdog_timer = 0;
+
+    std::mutex lock_;  // held while connecting, stopping and waking
+    timer_list timers_;
+    const std::uint32_t index_;
+    safe_queue& in_queue_;
+    safe_queue& out_queue_;
+    lws_context_creation_info context_parameters_{};
+    lws_client_connect_info connect_parameters_{};
+    lws_context* context_ = nullptr;  // written under lock_
+    lws* connection_ = nullptr;       // null once the library has destroyed it
+    const std::string host_;
+    const std::string path_;
+    const std::uint32_t port_;
+    // The message being reassembled; null once the connection has sent one that is too long.
+    buffer_ptr rx_buffer_ = buffer_info_t::make();
+    std::array<lws_protocols, 2> protocols_{};  // ours and the terminator
+    std::int32_t missed_pongs_ = 0;             // pings since the last pong
+    bool servicing_ = false;                    // the connection is wanted
+    bool reading_held_ = false;                 // the service worker does not keep up
+    bool handshake_sent_ = false;               // nothing to write until it is answered
+    std::atomic<bool> connected_ = false;       // the handshake is complete
+    bool unlinked_ = false;                     // released for good, never cleared
+    std::timespec last_ping_{};
+    connection_delay delay_;
+    std::atomic<bool> woken_ = false;  // by a push that the worker has not seen yet
+    bool received_ = false;            // something, in the last service call
+    unsigned events_ = 0;              // handled so far, to tell a service call that did nothing
+    std::exception_ptr failure_;       // of an event; process() throws it
+};
+
+}  // namespace rfcd

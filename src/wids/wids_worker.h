@@ -1,0 +1,43 @@
+// The client of the WIDS (wireless intrusion detection) MAC-list service: acknowledges or rejects
+// each list that the service sends, by its name, and hands an accepted message whole to the network
+// daemon. It keeps nothing between messages.
+//
+// Made by start-up in WIDS mode; its loop runs on the main thread. It meets the websock_worker only
+// in the two queues.
+#pragma once
+
+#include <string>
+
+#include "ipc/ipc_helper.h"
+#include "workers/abstract_worker.h"
+#include "workers/safe_queue.h"
+
+namespace rfcd {
+
+class wids_worker : public abstract_worker {
+  public:
+    // The queues and `ipc` outlive the worker. `list_name` is the list of this access point.
+    wids_worker(safe_queue& out_queue, safe_queue& in_queue, const ipc_helper& ipc,
+                std::string list_name, const running_flag* running);
+    ~wids_worker() override;
+
+    bool start_check() override { return true; }
+    // Takes at most one message. Always true.
+    bool process() override;
+    void on_stop() override {}
+    bool keep_running(const running_flag* running) override { return *running; }
+
+    // The whole protocol. Blocks while the network daemon answers.
+    void handle_message(const buffer_info_t& message);
+
+  private:
+    void reply(const char* cmd, const char* list);
+
+    safe_queue& out_queue_;
+    safe_queue& in_queue_;
+    const ipc_helper& ipc_;
+    const std::string list_name_;
+    const safe_queue::handler on_message_;
+};
+
+}  // namespace rfcd

@@ -1,0 +1,86 @@
+#include "workers/abstract_worker.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+#include <utility>
+
+#include "workers/monotonic_clock.h"
+
+namespace rfcd {
+
+abstract_worker::abstract_worker(const running_flag* running, std::string name,
+                                 std::int32_t poll_timeout_us, std::uint32_t idle_pause_us)
+    : running_(running),
+      name_(std::move(name)),
+      poll_timeout_us_(poll_timeout_us),
+      idle_pause_us_(idle_pause_us),
+      wake_fd_(eventfd(0, EFD_CLOEXEC)) {}
+
+abstract_worker::~abstract_worker() {
+    join();
+    if (wake_fd_ != -1) close(wake_fd_);
+}
+
+void abstract_worker::start_thread() {
+    if (thread_started_) throw std::logic_error("worker '" + name_ + "' has a thread already");
+    thread_ = std::thread([this] { run(); });
+    thread_started_ = true;
+}
+
+void abstract_worker::join() {
+    if (!thread_started_) return;
+    thread_.join();
+    thread_started_ = false;
+}
+
+void abstract_worker::run() {
+    prctl(PR_SET_NAME, ("rfcd:" + name_).c_str());
+    while (*running_) {
+        active_ = was_active_ = start_check();
+        make_passes();
+        if (was_active_) {
+            on_stop();
+            was_active_ = false;
+        }
+        if (*running_) pause_microseconds(idle_pause_us_);
+        active_ = false;
+    }
+}
+
+void abstract_worker::make_passes() {
+    while (active_ && keep_running(running_)) {
+        try {
+            if (process()) wait_for_wake();
+        } catch (...) {
+            std::printf("Unhandled exception at worker '%s'\n", name_.c_str());
+            // Process-wide objects may be in use on the main thread: only there can they be
+            // destroyed.
+            thread_started_ ? std::_Exit(-1) : std::exit(-1);
+        }
+    }
+}
+
+void abstract_worker::wait_for_wake() const {
+    if (poll_timeout_us_ < 1 || wake_fd_ == -1) return;
+    pollfd wake{wake_fd_, POLLIN, 0};
+    if (poll(&wake, 1, poll_timeout_us_ / 1000) > 0 && (wake.revents & POLLIN) != 0) reset_wake();
+}
+
+void abstract_worker::wake() const {
+    const std::uint64_t one = 1;
+    // The write can only fail when the counter is full, and then the wait ends anyway.
+    [[maybe_unused]] const auto written = write(wake_fd_, &one, sizeof one);
+}
+
+void abstract_worker::reset_wake() const {
+    std::uint64_t count = 0;
+    [[maybe_unused]] const auto taken = read(wake_fd_, &count, sizeof count);
+}
+
+}  // namespace rfcd

@@ -1,0 +1,19 @@
+// The one place where the daemon reads the time and sleeps. Unit tests link a clock of their own
+// under these names and move it by hand.
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+
+namespace rfcd {
+
+// CLOCK_MONOTONIC.
+std::timespec monotonic_now();
+
+// The same in milliseconds, for measuring spans.
+std::int64_t monotonic_milliseconds();
+
+// Pauses the calling thread. May return early when a signal arrives.
+void pause_microseconds(std::uint32_t microseconds);
+
+}  // namespace rfcd

@@ -1,0 +1,109 @@
+// The thread-safe first-in first-out queue that joins two workers. Made by start-up, which outlives
+// both; one thread pushes, one takes. A callback can run after every push, in the pushing thread:
+// that is how a producer wakes its consumer. No lock is held while the callback or a handler runs,
+// so both may use any queue, this one included.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <utility>
+
+namespace libnetworkd {
+
+// What an element counts for, in whatever unit its owner chose.
+template <typename Element>
+struct no_weight {
+    std::size_t operator()(const Element&) const { return 0; }
+};
+
+template <typename Element, typename Mutex, typename Weight = no_weight<Element>>
+class SafeQueue {
+  public:
+    using handler = std::function<void(const Element&)>;
+
+    // `capacity` is the most elements held; 0 means no limit.
+    explicit SafeQueue(std::uint64_t capacity = 0) : capacity_(capacity) {}
+    SafeQueue(const SafeQueue&) = delete;
+    SafeQueue& operator=(const SafeQueue&) = delete;
+    virtual ~SafeQueue() { reset_on_push(); }
+
+    // Adds a copy of `element`, runs the callback, wakes one waiting taker. False, and nothing of
+    // that, when the queue is full. Throws std::system_error when a lock cannot be taken.
+    bool push(const Element& element) {
+        {
+            const std::lock_guard guard(queue_mutex_);
+            if (capacity_ != 0 && elements_.size() >= capacity_) return false;
+            elements_.push_back(element);
+            weight_ += Weight{}(element);
+        }
+        const auto callback = copy_of_callback();
+        if (callback) callback();
+        not_empty_.notify_one();
+        return true;
+    }
+
+    // Takes the oldest element and gives it to `handle`. False when the queue was empty. Throws
+    // what the handler throws, and std::bad_function_call when it has no target.
+    bool try_pop(const handler& handle) {
+        std::unique_lock guard(queue_mutex_);
+        return pop(guard, handle);
+    }
+
+    // The same, after waiting up to `timeout` for an element to come.
+    bool pop_for(const handler& handle, std::chrono::milliseconds timeout) {
+        std::unique_lock guard(queue_mutex_);
+        not_empty_.wait_for(guard, timeout, [this] { return !elements_.empty(); });
+        return pop(guard, handle);
+    }
+
+    bool empty() const {
+        const std::lock_guard guard(queue_mutex_);
+        return elements_.empty();
+    }
+
+    // What the elements count for together. A producer that nobody keeps up with holds back by it.
+    std::size_t weight() const {
+        const std::lock_guard guard(queue_mutex_);
+        return weight_;
+    }
+
+    void set_on_push(std::function<void()> callback) {
+        const std::lock_guard guard(callback_mutex_);
+        on_push_.swap(callback);
+    }
+
+    void reset_on_push() {
+        set_on_push([] {});
+    }
+
+  private:
+    bool pop(std::unique_lock<Mutex>& guard, const handler& handle) {
+        if (elements_.empty()) return false;
+        const Element element = std::move(elements_.front());
+        elements_.pop_front();
+        weight_ -= Weight{}(element);
+        guard.unlock();
+        handle(element);
+        return true;
+    }
+
+    std::function<void()> copy_of_callback() {
+        const std::lock_guard guard(callback_mutex_);
+        return on_push_;
+    }
+
+    std::function<void()> on_push_ = [] {};  // guarded by callback_mutex_
+    std::deque<Element> elements_;           // guarded by queue_mutex_, oldest first
+    std::size_t weight_ = 0;                 // guarded by queue_mutex_
+    mutable Mutex queue_mutex_;
+    std::mutex callback_mutex_;
+    const std::uint64_t capacity_;
+    std::condition_variable_any not_empty_;
+};
+
+}  // namespace libnetworkd

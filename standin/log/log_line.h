@@ -1,0 +1,21 @@
+// How one log line looks: "2026-11-22 20:30:01.123 debug rfcd[1234]: text". Pure text work.
+#pragma once
+
+#include <cstdarg>
+#include <ctime>
+#include <string>
+
+namespace standin {
+
+struct line_source {
+    const char* daemon;
+    int process;
+    std::timespec time;  // CLOCK_REALTIME
+};
+
+// The whole line with exactly one line end. Lines inside the message are kept, each behind a tab,
+// so that no message can pass for another one; other control characters come out as \xNN.
+std::string format_log_line(const line_source& source, int level_code, const char* format,
+                            std::va_list args) __attribute__((format(printf, 3, 0)));
+
+}  // namespace standin

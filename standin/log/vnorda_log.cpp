@@ -1,0 +1,86 @@
+// The log library for machines without the maker's: lines go to standard error until a file is
+// named, then to that file, and back to standard error while the file cannot be written.
+//
+// The file is rotated at 1 MiB and three old ones are kept. Nothing here stops the daemon: a line
+// that neither place takes is counted, and the count is written in front of the next line that
+// gets through. A reader of standard error that stalls costs at most one short wait.
+#include "platform/vnorda_log.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "log/log_line.h"
+#include "log/rotating_file.h"
+
+namespace {
+
+constexpr std::size_t max_file_bytes = std::size_t{1} << 20;
+constexpr unsigned old_files = 3;
+constexpr std::size_t pipe_atom = 4096;  // a pipe that polls writable takes this much at once
+constexpr int stall_wait_ms = 50;
+
+struct log_state {
+    const char* daemon = "unnamed";
+    std::optional<standin::rotating_file> file;
+    unsigned long lost_lines = 0;
+    bool stderr_stalled = false;
+};
+
+// Never destroyed: threads may log while the process ends.
+log_state& state() {
+    static auto& only = *new log_state;
+    return only;
+}
+
+bool write_to_stderr(std::string_view line) {
+    auto& log = state();
+    while (!line.empty()) {
+        pollfd out{STDERR_FILENO, POLLOUT, 0};
+        const int ready = poll(&out, 1, log.stderr_stalled ? 0 : stall_wait_ms);
+        if (ready < 0 && errno == EINTR) continue;
+        if (ready != 1) {
+            log.stderr_stalled = true;
+            return false;
+        }
+        const ssize_t written = write(STDERR_FILENO, line.data(), line.substr(0, pipe_atom).size());
+        if (written <= 0) return false;
+        line.remove_prefix(static_cast<std::size_t>(written));
+    }
+    log.stderr_stalled = false;
+    return true;
+}
+
+bool write_anywhere(std::string_view line) {
+    auto& log = state();
+    return (log.file && log.file->write_line(line)) || write_to_stderr(line);
+}
+
+}  // namespace
+
+void norda_log_set_daemonname(const char* name) { state().daemon = name; }
+
+// A reader of standard error that goes away must not take the daemon with it.
+int logcycle_init(const char* /*identity*/) {
+    std::signal(SIGPIPE, SIG_IGN);
+    return 0;
+}
+
+void logcycle_set_file(const char* path) { state().file.emplace(path, max_file_bytes, old_files); }
+
+void vnorda_log_msg_timed_new(int level_code, const char* format, va_list args) {
+    auto& log = state();
+    standin::line_source source{log.daemon, getpid(), {}};
+    clock_gettime(CLOCK_REALTIME, &source.time);
+    std::string line = standin::format_log_line(source, level_code, format, args);
+    if (log.lost_lines != 0) {
+        line.insert(0, std::to_string(log.lost_lines).append(" lines lost before this one\n"));
+    }
+    log.lost_lines = write_anywhere(line) ? 0 : log.lost_lines + 1;
+}

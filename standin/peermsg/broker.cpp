@@ -1,0 +1,253 @@
+#include "peermsg/broker.h"
+
+#include <fcntl.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+namespace standin {
+
+namespace {
+
+constexpr int frames_per_turn = 256;  // so that a busy module does not hold up the others
+constexpr std::size_t max_parts = 64;
+
+int open_spare() { return open("/dev/null", O_RDONLY | O_CLOEXEC); }
+
+bool same_user(int descriptor) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    return getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
+           (peer.uid == geteuid() || peer.uid == 0);
+}
+
+void add_to(int epoll, int descriptor) {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.fd = descriptor;
+    if (epoll_ctl(epoll, EPOLL_CTL_ADD, descriptor, &event) != 0) {
+        throw std::system_error(errno, std::generic_category(), "epoll_ctl");
+    }
+}
+
+frame_block control_frame(frame_kind kind) {
+    const auto bytes = encode_head({0, kind, 0, 0});
+    frame_block frame(static_cast<char*>(std::malloc(bytes.size())));
+    if (frame) std::copy(bytes.begin(), bytes.end(), frame.get());
+    return frame;
+}
+
+std::size_t size_of(const frame_block& frame) { return frame_head_size + head_of(frame).length; }
+
+std::size_t weight_of(const frame_block& frame) { return size_of(frame) + broker::frame_overhead; }
+
+}  // namespace
+
+broker::broker(int listener, int stop)
+    : listener_(listener),
+      stop_(stop),
+      epoll_(epoll_create1(EPOLL_CLOEXEC)),
+      spare_descriptor_(open_spare()) {
+    if (epoll_ == -1) throw std::system_error(errno, std::generic_category(), "epoll_create1");
+    add_to(epoll_, listener_);
+    add_to(epoll_, stop_);
+}
+
+broker::~broker() {
+    while (!clients_.empty()) close_client(clients_.begin()->first);
+    for (const int descriptor : {listener_, stop_, epoll_, spare_descriptor_}) close(descriptor);
+}
+
+void broker::run() {
+    while (true) {
+        std::array<epoll_event, 64> events{};
+        const int count = epoll_wait(epoll_, events.data(), static_cast<int>(events.size()),
+                                     unfinished_ > 0 ? 0 : -1);
+        for (int i = 0; i < count; ++i) {
+            const auto& event = events[static_cast<std::size_t>(i)];
+            if (event.data.fd == stop_) return;
+            if (event.data.fd == listener_) {
+                accept_client();
+            } else if (const auto found = clients_.find(event.data.fd); found != clients_.end()) {
+                serve(*found->second, event.events);
+            }
+        }
+        serve_unfinished();
+        flush_unsent();
+    }
+}
+
+// Their sockets may never become readable again.
+void broker::serve_unfinished() {
+    for (auto next = clients_.begin(); unfinished_ > 0 && next != clients_.end();) {
+        client& c = *(next++)->second;
+        if (c.unfinished) serve(c, EPOLLIN);
+    }
+}
+
+void broker::accept_client() {
+    const int descriptor = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (descriptor == -1) {
+        // Without this the listener would stay readable and the loop would spin.
+        if (errno == EMFILE || errno == ENFILE) {
+            close(spare_descriptor_);
+            close(accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC));
+            spare_descriptor_ = open_spare();
+        }
+        return;
+    }
+    if (!same_user(descriptor)) {
+        close(descriptor);
+        return;
+    }
+    add_to(epoll_, descriptor);
+    auto c = std::make_unique<client>();
+    c->descriptor = descriptor;
+    clients_.emplace(descriptor, std::move(c));
+}
+
+void broker::close_client(int descriptor) {
+    client& c = *clients_.at(descriptor);
+    stop_exchange(c);
+    mark_unfinished(c, false);
+    std::erase(unsent_, &c);
+    clients_.erase(descriptor);
+    close(descriptor);
+}
+
+void broker::serve(client& c, std::uint32_t events) {
+    bool alive = true;
+    if ((events & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0) alive = read_frames(c);
+    if (alive && (events & EPOLLOUT) != 0) alive = flush(c);
+    if (alive) {
+        watch(c);
+    } else {
+        close_client(c.descriptor);
+    }
+}
+
+void broker::mark_unfinished(client& c, bool unfinished) {
+    if (c.unfinished == unfinished) return;
+    c.unfinished = unfinished;
+    unfinished ? ++unfinished_ : --unfinished_;
+}
+
+bool broker::read_frames(client& c) {
+    for (int i = 0; i < frames_per_turn; ++i) {
+        frame_block frame;
+        switch (c.reader.next(c.descriptor, frame)) {
+            case frame_reader::state::nothing: mark_unfinished(c, false); return true;
+            case frame_reader::state::closed: return false;
+            case frame_reader::state::frame:
+                if (!handle(c, std::move(frame))) return false;
+        }
+    }
+    mark_unfinished(c, true);
+    return true;
+}
+
+// False when the frame has no place in the conversation.
+bool broker::handle(client& c, frame_block frame) {
+    const auto head = head_of(frame);
+    if (head.kind == frame_kind::hello && !c.greeted) {
+        c.greeted = true;
+        c.module = head.source;
+        return true;
+    }
+    if (!c.greeted || head.source != c.module) return false;
+    switch (head.kind) {
+        case frame_kind::start: return start_exchange(c);
+        case frame_kind::stop: stop_exchange(c); return true;
+        case frame_kind::text: deliver(std::move(frame)); return true;
+        default: return false;
+    }
+}
+
+// A module number belongs to the connection that started first; another one is turned away.
+bool broker::start_exchange(client& c) {
+    auto*& receiver = receivers_[c.module];
+    if (c.module == 0 || (receiver != nullptr && receiver != &c)) return false;
+    receiver = &c;
+    c.started = true;
+    auto answer = control_frame(frame_kind::started);
+    if (!answer) return false;
+    enqueue(c, std::move(answer));
+    return true;
+}
+
+// What waits is dropped, except a frame that is half out.
+void broker::stop_exchange(client& c) {
+    if (c.started) receivers_[c.module] = nullptr;
+    c.started = false;
+    while (c.backlog.size() > (c.sent_of_first > 0 ? 1U : 0U)) {
+        c.backlog_bytes -= weight_of(c.backlog.back());
+        c.backlog.pop_back();
+    }
+}
+
+void broker::deliver(frame_block frame) {
+    client* const receiver = receivers_[head_of(frame).destination];
+    if (receiver == nullptr || receiver->backlog_bytes >= max_backlog) return;
+    enqueue(*receiver, std::move(frame));
+}
+
+void broker::enqueue(client& c, frame_block frame) {
+    c.backlog_bytes += weight_of(frame);
+    c.backlog.push_back(std::move(frame));
+    if (c.unsent || c.wants_write) return;
+    c.unsent = true;
+    unsent_.push_back(&c);
+}
+
+// What came in one turn goes out together. A dead connection is noticed when it is read.
+void broker::flush_unsent() {
+    for (client* c : unsent_) {
+        c->unsent = false;
+        flush(*c);
+        watch(*c);
+    }
+    unsent_.clear();
+}
+
+// Writes as much as the module takes now. False when its connection is dead.
+bool broker::flush(client& c) {
+    while (!c.backlog.empty()) {
+        std::array<iovec, max_parts> parts{};
+        std::size_t count = 0;
+        for (; count < std::min(max_parts, c.backlog.size()); ++count) {
+            const auto& frame = c.backlog[count];
+            const auto skip = count == 0 ? c.sent_of_first : 0;
+            parts[count] = {frame.get() + skip, size_of(frame) - skip};
+        }
+        msghdr message{};
+        message.msg_iov = parts.data();
+        message.msg_iovlen = count;
+        const ssize_t sent = sendmsg(c.descriptor, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent < 0) return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
+        c.sent_of_first += static_cast<std::size_t>(sent);
+        while (!c.backlog.empty() && c.sent_of_first >= size_of(c.backlog.front())) {
+            c.sent_of_first -= size_of(c.backlog.front());
+            c.backlog_bytes -= weight_of(c.backlog.front());
+            c.backlog.pop_front();
+        }
+    }
+    return true;
+}
+
+void broker::watch(client& c) {
+    const bool wants_write = !c.backlog.empty();
+    if (wants_write == c.wants_write) return;
+    c.wants_write = wants_write;
+    epoll_event event{};
+    event.events = EPOLLIN | (wants_write ? std::uint32_t{EPOLLOUT} : 0U);
+    event.data.fd = c.descriptor;
+    epoll_ctl(epoll_, EPOLL_CTL_MOD, c.descriptor, &event);
+}
+
+}  // namespace standin

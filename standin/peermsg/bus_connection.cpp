@@ -1,0 +1,87 @@
+#include "peermsg/bus_connection.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace standin {
+
+namespace {
+
+constexpr int stall_limit_ms = 1000;
+
+}  // namespace
+
+bool bus_connection::open(std::uint8_t module) {
+    if (is_open()) return true;
+    reader_ = {};
+    return connect() && send({0, frame_kind::hello, module, 0}, {});
+}
+
+bool bus_connection::connect() {
+    // Non-blocking, so that a broker that does not move is not waited for.
+    descriptor_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (descriptor_ == -1) return false;
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, bus_socket, sizeof address.sun_path - 1);
+    if (::connect(descriptor_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+        return true;
+    }
+    close();
+    return false;
+}
+
+void bus_connection::close() {
+    if (descriptor_ != -1) ::close(descriptor_);
+    descriptor_ = -1;
+}
+
+bool bus_connection::send(const frame_head& head, std::string_view text) {
+    auto bytes = encode_head(head);
+    iovec parts[] = {{bytes.data(), bytes.size()}, {const_cast<char*>(text.data()), text.size()}};
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = text.empty() ? 1 : 2;
+    while (message.msg_iovlen > 0) {
+        const ssize_t sent = sendmsg(descriptor_, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent < 0 && errno == EINTR) continue;
+        if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            pollfd out{descriptor_, POLLOUT, 0};
+            if (poll(&out, 1, stall_limit_ms) != 0) continue;
+        }
+        if (sent < 0) {
+            close();
+            return false;
+        }
+        auto left = static_cast<std::size_t>(sent);
+        while (message.msg_iovlen > 0 && left >= message.msg_iov->iov_len) {
+            left -= message.msg_iov->iov_len;
+            ++message.msg_iov;
+            --message.msg_iovlen;
+        }
+        if (message.msg_iovlen > 0) {
+            message.msg_iov->iov_base = static_cast<char*>(message.msg_iov->iov_base) + left;
+            message.msg_iov->iov_len -= left;
+        }
+    }
+    return true;
+}
+
+frame_block bus_connection::receive() {
+    frame_block frame;
+    if (is_open() && reader_.next(descriptor_, frame) == frame_reader::state::closed) close();
+    return frame;
+}
+
+bool bus_connection::wait_readable(std::chrono::milliseconds timeout) const {
+    pollfd in{descriptor_, POLLIN, 0};
+    return is_open() && poll(&in, 1, static_cast<int>(timeout.count())) > 0;
+}
+
+}  // namespace standin

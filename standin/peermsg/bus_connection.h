@@ -1,0 +1,43 @@
+// A module's connection to the broker: connecting, writing whole frames, reading them. Belongs to
+// one context of the library. A write waits while the broker makes progress, and gives the
+// connection up when it makes none for a second.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string_view>
+
+#include "peermsg/frame_reader.h"
+
+namespace standin {
+
+class bus_connection {
+  public:
+    bus_connection() = default;
+    bus_connection(const bus_connection&) = delete;
+    bus_connection& operator=(const bus_connection&) = delete;
+    ~bus_connection() { close(); }
+
+    // Connects and says hello as `module`, unless that is done already. False when there is no
+    // broker.
+    bool open(std::uint8_t module);
+    void close();
+    bool is_open() const { return descriptor_ != -1; }
+
+    // False, and the connection closed, when the frame did not go out whole.
+    bool send(const frame_head& head, std::string_view text);
+
+    // The next frame, or none; never waits. Closes a connection that has ended.
+    frame_block receive();
+
+    // Waits until there is something to read, or the time is over. False when nothing came.
+    bool wait_readable(std::chrono::milliseconds timeout) const;
+
+  private:
+    bool connect();
+
+    int descriptor_ = -1;
+    frame_reader reader_;
+};
+
+}  // namespace standin

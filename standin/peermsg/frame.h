@@ -1,0 +1,56 @@
+// What travels between a module and the broker: a head of 17 bytes and the text. The head is laid
+// out so that a whole frame is the block which the library hands to its user. Numbers are in the
+// machine's own order: both ends are on one machine.
+//
+//   offset 0, 4 bytes  a constant by which garbage is told
+//   offset 4, 4 bytes  length of the text
+//   offset 8           kind of frame
+//   offset 9           module number of the sender (0: none, it only sends)
+//   offset 10          module number of the addressee
+//   offset 11, 6 bytes zero
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "platform/peermsg.h"
+
+namespace standin {
+
+inline constexpr std::size_t frame_head_size = PEERMSG_TEXT_OFFSET;
+inline constexpr std::size_t max_text_size = std::size_t{64} << 20;
+inline constexpr unsigned max_module = 255;
+
+// Where the broker listens; private to the user who runs it.
+inline constexpr const char* bus_directory = "/run/peermsg";
+inline constexpr const char* bus_socket = "/run/peermsg/bus";
+
+enum class frame_kind : std::uint8_t {
+    hello = 1,    // the sender's first: who it is
+    start = 2,    // texts for the sender are wanted from now on
+    stop = 3,     // and no longer
+    text = 4,     // a text for the addressee
+    started = 5,  // the broker's answer to start: what follows was sent after it
+};
+
+struct frame_head {
+    std::uint32_t length;
+    frame_kind kind;
+    std::uint8_t source;
+    std::uint8_t destination;
+
+    bool operator==(const frame_head&) const = default;
+};
+
+using head_bytes = std::array<char, frame_head_size>;
+
+head_bytes encode_head(const frame_head& head);
+
+// Nothing when the bytes are not a head: wrong constant, unknown kind, or a text beyond the limit.
+// `bytes` holds at least frame_head_size.
+std::optional<frame_head> decode_head(std::string_view bytes);
+
+}  // namespace standin

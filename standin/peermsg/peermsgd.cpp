@@ -1,0 +1,69 @@
+// The broker process of the local bus. Takes no arguments; runs until SIGTERM or SIGINT.
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <system_error>
+
+#include "peermsg/broker.h"
+
+namespace {
+
+[[noreturn]] void fail(const char* what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+int open_listener() {
+    if (mkdir(standin::bus_directory, 0700) != 0 && errno != EEXIST) fail(standin::bus_directory);
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (descriptor == -1) fail("socket");
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, standin::bus_socket, sizeof address.sun_path - 1);
+    const auto* generic = reinterpret_cast<const sockaddr*>(&address);
+    // A socket that somebody answers on has its broker; one that nobody does is left over.
+    const int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (connect(probe, generic, sizeof address) == 0) {
+        errno = EADDRINUSE;
+        fail(standin::bus_socket);
+    }
+    close(probe);
+    unlink(standin::bus_socket);
+    umask(0077);
+    if (bind(descriptor, generic, sizeof address) != 0) fail(standin::bus_socket);
+    if (listen(descriptor, SOMAXCONN) != 0) fail("listen");
+    return descriptor;
+}
+
+int open_stop() {
+    sigset_t stop_signals{};
+    sigemptyset(&stop_signals);
+    sigaddset(&stop_signals, SIGTERM);
+    sigaddset(&stop_signals, SIGINT);
+    if (pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr) != 0) fail("pthread_sigmask");
+    const int descriptor = signalfd(-1, &stop_signals, SFD_CLOEXEC);
+    if (descriptor == -1) fail("signalfd");
+    return descriptor;
+}
+
+}  // namespace
+
+int main() {
+    try {
+        const int stop = open_stop();
+        standin::broker bus(open_listener(), stop);
+        bus.run();
+        unlink(standin::bus_socket);
+        return 0;
+    } catch (const std::exception& problem) {
+        std::fprintf(stderr, "peermsgd: %s\n", problem.what());
+        return 1;
+    }
+}

@@ -1,0 +1,162 @@
+// The command-execution library: words split on blanks, no shell, five seconds at most, the output
+// kept for the log.
+#include "platform/runproc.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using clock_type = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds time_limit{5};
+constexpr std::size_t max_output = 4096;  // what is kept for the log; the rest is read and dropped
+
+void (*log_writer)(const char* line) = nullptr;
+
+std::vector<std::string> words_of(const std::string& command) {
+    std::istringstream text(command);
+    std::vector<std::string> words;
+    for (std::string word; text >> word;) words.push_back(word);
+    return words;
+}
+
+class output_pipe {
+  public:
+    output_pipe() {
+        if (pipe2(ends_, O_CLOEXEC) != 0) ends_[0] = ends_[1] = -1;
+    }
+    output_pipe(const output_pipe&) = delete;
+    output_pipe& operator=(const output_pipe&) = delete;
+    ~output_pipe() {
+        close_write_end();
+        if (ends_[0] != -1) close(ends_[0]);
+    }
+
+    int write_end() const { return ends_[1]; }
+    void close_write_end() {
+        if (ends_[1] != -1) close(ends_[1]);
+        ends_[1] = -1;
+    }
+
+    // Reads until the end of the output; false when `deadline` came before it.
+    bool read_until(clock_type::time_point deadline, std::string& output) const {
+        while (true) {
+            const auto left =
+                std::chrono::ceil<std::chrono::milliseconds>(deadline - clock_type::now());
+            pollfd in{ends_[0], POLLIN, 0};
+            if (left.count() <= 0) return false;
+            const int ready = poll(&in, 1, static_cast<int>(left.count()));
+            if (ready < 0 && errno == EINTR) continue;
+            if (ready == 0) return false;
+            char piece[512];
+            const ssize_t count = read(ends_[0], piece, sizeof piece);
+            if (count == 0 || (count < 0 && errno != EINTR)) return true;
+            if (count > 0 && output.size() < max_output) {
+                output.append(piece, static_cast<std::size_t>(count));
+            }
+        }
+    }
+
+  private:
+    int ends_[2];
+};
+
+pid_t start(const std::vector<std::string>& words, int output) {
+    std::vector<char*> argv;
+    for (const auto& word : words) argv.push_back(const_cast<char*>(word.c_str()));
+    argv.push_back(nullptr);
+    // The command starts with the signals as a fresh process has them.
+    sigset_t all{};
+    sigset_t none{};
+    sigfillset(&all);
+    sigemptyset(&none);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setsigdefault(&attributes, &all);
+    posix_spawn_file_actions_t files;
+    posix_spawn_file_actions_init(&files);
+    posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(&files, output, STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&files, output, STDERR_FILENO);
+    pid_t child = -1;
+    const int error = posix_spawnp(&child, argv[0], &files, &attributes, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&files);
+    posix_spawnattr_destroy(&attributes);
+    return error == 0 ? child : -1;
+}
+
+// Waits for the end of a command whose output has ended, or kills it at the deadline. True when it
+// ended by itself and well; a command whose end nobody can learn did not.
+bool ended_well(pid_t child, clock_type::time_point deadline, bool finished) {
+    int status = 0;
+    while (finished && clock_type::now() < deadline) {
+        const pid_t ended = waitpid(child, &status, WNOHANG);
+        if (ended == child) return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        if (ended == -1 && errno != EINTR) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    kill(child, SIGKILL);
+    while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
+    }
+    return false;
+}
+
+void log_outcome(const std::string& command, const std::string& output, const char* outcome) {
+    if (log_writer == nullptr) return;
+    std::string text = output;
+    while (!text.empty() && text.back() == '\n') text.pop_back();
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    log_writer((command + " -> " + outcome + text).c_str());
+}
+
+int run(const std::string& command) {
+    const auto words = words_of(command);
+    output_pipe output;
+    const pid_t child =
+        words.empty() || output.write_end() == -1 ? -1 : start(words, output.write_end());
+    output.close_write_end();
+    if (child == -1) {
+        log_outcome(command, "", "cannot be started");
+        return -1;
+    }
+    std::string text;
+    const auto deadline = clock_type::now() + time_limit;
+    const bool finished = output.read_until(deadline, text);
+    const bool good = ended_well(child, deadline, finished);
+    log_outcome(command, text, good ? "" : finished ? "failed: " : "took too long: ");
+    return good ? 0 : -1;
+}
+
+}  // namespace
+
+void runproc_set_log(void (*write)(const char* line)) { log_writer = write; }
+
+int runproc_exec(const char* format, ...) {
+    std::va_list args;
+    va_start(args, format);
+    char* command = nullptr;
+    const int length = vasprintf(&command, format, args);
+    va_end(args);
+    if (length < 0) return -1;
+    const std::string owned(command, static_cast<std::size_t>(length));
+    std::free(command);
+    return run(owned);
+}

@@ -1,0 +1,196 @@
+#include "ipc/ipc_helper.h"
+
+#include <gtest/gtest.h>
+
+#include "main/logging.h"
+#include "support/fake_log.h"
+#include "support/fake_peermsg.h"
+
+namespace rfcd {
+namespace {
+
+using fake_peermsg::bus;
+using fake_peermsg::take_record;
+
+struct helper_for_test final : ipc_helper {};
+
+class IpcHelper : public testing::Test {
+  protected:
+    IpcHelper() {
+        fake_log::reset(log_mask_none);
+        helper = std::make_unique<helper_for_test>();
+        EXPECT_EQ(take_record(), "init 28 254 2, ");
+        fake_log::reset();
+    }
+    ~IpcHelper() override {
+        helper.reset();
+        fake_peermsg::reset();
+    }
+
+    std::unique_ptr<helper_for_test> helper;
+
+  private:
+    struct fresh_bus {
+        fresh_bus() { fake_peermsg::reset(); }
+    } fresh_;
+};
+
+TEST_F(IpcHelper, GetconfReadsEveryKindOfAnswer) {
+    const struct {
+        const char* answer;
+        int result;
+        const char* value;
+        const char* log;
+    } rows[] = {
+        {R"({"value":"plain"})", 0, "plain", ""},
+        {R"({"value":5,"status":"fail"})", 0, "5", ""},
+        {R"({"value":{"a":"b"}})", 0, "{\n  \"a\":\"b\"\n}", ""},
+        {R"({"value":["x"]})", 0, "[\n  \"x\"\n]", ""},
+        {R"({"value":null})", -1, "old",
+         "error Child 'value' has type 'none' in configd response: {\n  \"value\":null\n}\n"},
+        {R"({"status":"ok"})", -1, "old",
+         "error Child 'value' not found in configd response: {\n  \"status\":\"ok\"\n}\n"},
+        {"", -1, "old", "error Error: path (/a/b) reason (not found)\n"},
+        {"{garbage", -1, "old", "error Error: path (/a/b) reason (not found)\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.answer);
+        bus().answer_all = [&](const auto&) { return row.answer; };
+        std::string value = "old";
+        EXPECT_EQ(helper->getconf("/a/b", value), row.result);
+        EXPECT_EQ(value, row.value);
+        EXPECT_EQ(fake_log::take(), row.log);
+        EXPECT_EQ(take_record(),
+                  "start, send 1 {\"command\":\"get\",\"path\":\"/a/b\"}, wait "
+                  "get-response 20 Error: can't get config\nstop, ");
+    }
+    std::string value;
+    EXPECT_EQ(helper->getconf("", value), -1);
+    EXPECT_EQ(take_record() + fake_log::take(), "");
+}
+
+TEST_F(IpcHelper, GettersKnowTheirPathsAndValues) {
+    const auto text = [](bool b) { return std::string(b ? "true" : "false"); };
+    const auto& h = *helper;
+    const struct {
+        const char* path;
+        std::function<std::string()> get;
+        std::vector<std::pair<const char*, const char*>> values;  // null: no answer
+    } rows[] = {
+        {"/interface/wlan0/wlan/radio/country",
+         [&] { return h.get_country("wlan0"); },
+         {{"DE", "DE"}, {"", ""}, {nullptr, "RU"}}},
+        {"/interface/wlan0/wlan/radio/auto-channel",
+         [&] { return text(h.get_auto_channel("wlan0")); },
+         {{"true", "true"}, {"True", "false"}, {nullptr, "false"}}},
+        {"/interface/wlan1-vap2/vap/ap-security/mode",
+         [&] { return text(h.get_wpa2_or_wpa3_vap(1, 2)); },
+         {{"WPA2-PSK", "true"},
+          {"x WPA3", "true"},
+          {"WPA_WPA2", "false"},
+          {"OPEN", "false"},
+          {"wpa2", "false"},
+          {nullptr, "false"}}},
+        {"/interface/wlan1-vap2/vap/ap-security/mode",
+         [&] { return text(h.get_enterprise_vap("wlan1-vap2")); },
+         {{"WPA2_1X", "true"}, {"WPA2", "false"}, {nullptr, "false"}}},
+        {"/interface/wlan1-vap2/vap/w80211kv-config/enabled",
+         [&] { return text(h.get_802dot11k_vap("wlan1-vap2")); },
+         {{"true", "true"}, {"1", "false"}, {nullptr, "false"}}},
+        {"/interface/wlan1-vap2/common/enabled",
+         [&] { return text(h.get_vap_enabled_state("wlan1-vap2")); },
+         {{"true", "true"}, {nullptr, "false"}}},
+        {"/interface/wlan1-vap2/vap/captive-portal/enabled",
+         [&] { return text(h.get_captive_portal_state("wlan1-vap2")); },
+         {{"true", "true"}, {nullptr, "false"}}},
+        {"/interface/wlan1-vap2/vap/ssid",
+         [&] { return h.get_ssid("wlan1-vap2"); },
+         {{"my net", "my net"}, {nullptr, ""}}},
+    };
+    for (const auto& [path, get, values] : rows) {
+        for (const auto& [stored, got] : values) {
+            SCOPED_TRACE(std::string(path) + " " + (stored == nullptr ? "" : stored));
+            bus().store.clear();
+            if (stored != nullptr) bus().store[path] = "\"" + std::string(stored) + "\"";
+            EXPECT_EQ(get(), got);
+        }
+    }
+    EXPECT_FALSE(h.get_reserved_a("wlan0"));
+}
+
+TEST_F(IpcHelper, GettersLogTheirReads) {
+    bus().store["/interface/wlan1-vap2/vap/ssid"] = "\"net\"";
+    helper->get_ssid("wlan1-vap2");
+    helper->get_802dot11k_vap("v");
+    EXPECT_EQ(fake_log::take(),
+              "debug <get_ssid:480> /interface/wlan1-vap2/vap/ssid = net\n"
+              "error Error: path (/interface/v/vap/w80211kv-config/enabled) reason (not found)\n"
+              "error <get_802dot11k_vap:445> can't get value from "
+              "'/interface/v/vap/w80211kv-config/enabled'\n");
+    bus().store["/interface/wlan1-vap2/vap/ft-config/enabled"] = "\"false\"";
+    bus().store["/interface/wlan1-vap2/vap/ap-security/mode"] = "\"WPA2\"";
+    EXPECT_FALSE(helper->get_ft_enabled_vap(1, 2));
+    EXPECT_EQ(fake_log::take(),
+              "debug getconf '/interface/wlan1-vap2/vap/ft-config/enabled'\n"
+              "debug getconf '/interface/wlan1-vap2/vap/ap-security/mode'\n");
+    bus().store["/interface/wlan1-vap2/vap/ft-config/enabled"] = "\"true\"";
+    EXPECT_TRUE(helper->get_ft_enabled_vap(1, 2));
+    fake_log::take();
+    helper->get_country(std::string(80, 'x').c_str());
+    EXPECT_EQ(fake_log::take().substr(0, 80), "debug getconf '/interface/" + std::string(52, 'x') + "'\n")
+        << "cut to 63 characters";
+}
+
+TEST_F(IpcHelper, NetworkdAnswers) {
+    const struct {
+        const char* answer;
+        int result;
+        const char* update_log;
+        const char* list_log;
+    } rows[] = {
+        {R"({"status":"ok"})", 0, "", ""},
+        {R"({"status":"fail","reason":"busy"})", -1, "error Error: ifname (wlan0) reason (busy)\n",
+         "error Error: reason (busy)\n"},
+        {R"({"reason":7})", -1, "error Error: ifname (wlan0) reason (7)\n", "error Error: reason (7)\n"},
+        {R"({"status":"OK"})", -1, "error Error: ifname (wlan0) reason (invalid response)\n",
+         "error Error: reason (invalid response)\n"},
+        {"", -1, "error Error: no response (update_skylark)\n", "error Error: no response\n"},
+    };
+    fake_log::reset(7);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.answer);
+        bus().answer_all = [&](const auto&) { return row.answer; };
+        EXPECT_EQ(helper->update_skylark("wlan0", {{"b", "2"}, {"a", "1"}}), row.result);
+        EXPECT_EQ(fake_log::take(), row.update_log);
+        EXPECT_EQ(take_record(), R"(start, send 6 {"command":"update-skylark","ifname":"wlan0","params":)"
+                                 R"({"b":"2","a":"1"}}, wait update-skylark-response 20 )"
+                                 "Error: can't update SkyLark params\nstop, ");
+        EXPECT_EQ(helper->set_wisd_bw_list(R"({"command":"x","Name":"l","a":[1]})"), row.result);
+        EXPECT_EQ(fake_log::take(), row.list_log);
+        EXPECT_EQ(take_record(), R"(start, send 6 {"command":"update-wids-mac-lists","Name":"l","a":[1]}, )"
+                                 "wait update-wids-mac-lists-response 20 Error: can't update wids b/w params\n"
+                                 "stop, ");
+    }
+}
+
+TEST_F(IpcHelper, RequestsThatAreNotMade) {
+    EXPECT_EQ(helper->update_skylark("", {{"a", "1"}}), -1);
+    EXPECT_EQ(helper->update_skylark("wlan0", {}), -1);
+    EXPECT_EQ(fake_log::take(), "");
+    EXPECT_EQ(helper->set_wisd_bw_list("{no"), -1);
+    EXPECT_EQ(fake_log::take(),
+              "error int ipc_helper::set_wisd_bw_list(const string&) const:326> "
+              "can't parse json string '{no'\n");
+    EXPECT_EQ(helper->unlock_scan("wlan2"), 0);
+    EXPECT_EQ(take_record(), R"(send 34 {"command":"unlock-scan","interface":"wlan2"}, )") << "no exchange, no wait";
+}
+
+TEST(IpcHelperDeathTest, EndsTheProcessWithoutABus) {
+    fake_peermsg::reset();
+    fake_peermsg::bus().init_fails = true;
+    EXPECT_EXIT(helper_for_test(), testing::ExitedWithCode(255), "");
+    fake_peermsg::reset();
+}
+
+}  // namespace
+}  // namespace rfcd

@@ -1,0 +1,122 @@
+#include <gtest/gtest.h>
+
+#include "ipc/json_reader.h"
+#include "ipc/json_writer.h"
+#include "support/queues.h"
+
+namespace rfcd {
+namespace {
+
+TEST(JsonReader, ConvertsMembers) {
+    const json_reader reader(R"({"n":-7,"big":99999999999,"s":"12","t":true,"z":null,"o":{"k":1},
+                                 "x":"a/b"})");
+    const struct {
+        const char* key;
+        int number;
+        const char* text;
+        bool there;
+    } rows[] = {
+        {"n", -7, "-7", true},   {"big", 2147483647, "99999999999", true},
+        {"s", 12, "12", true},   {"t", 1, "true", true},
+        {"z", 0, nullptr, true}, {"missing", 0, nullptr, false},
+        {"x", 0, "a/b", true},   {"o", 0, R"({ "k": 1 })", true},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.key);
+        EXPECT_EQ(reader.get_int(row.key), row.number);
+        EXPECT_STREQ(reader.get_string(row.key), row.text);
+        EXPECT_EQ(reader.contains(row.key), row.there);
+    }
+}
+
+TEST(JsonReader, ViewsOfObjectsAndArrays) {
+    const json_reader reader(R"({"list":[10,null,{"k":"v"}],"object":{"0":1}})");
+    const auto list = reader.get_object("list");
+    EXPECT_EQ(list.array_length(), 3);
+    EXPECT_TRUE(list.get_array_item(1).empty());
+    EXPECT_STREQ(list.get_array_item(2).get_string("k"), "v");
+    for (const int index : {-1, 3, 2147483647}) EXPECT_TRUE(list.get_array_item(index).empty());
+    EXPECT_EQ(reader.get_object("object").array_length(), 0);
+    EXPECT_TRUE(reader.get_object("object").get_array_item(0).empty());
+    EXPECT_TRUE(reader.get_object("none").empty());
+    EXPECT_TRUE(list.get_object("of an array").empty());
+    EXPECT_EQ(reader.get_object("none").get_object("deeper").get_int("k"), 0);
+}
+
+TEST(JsonReader, TextsThatGiveNoMessage) {
+    const std::string deep(10'000, '[');
+    const std::string cut("{\"a\":1,\0\"b\":2}", 14);
+    const std::vector<const char*> rows{nullptr, "",           " ",        "{",        "not json",
+                                        "null",  deep.c_str(), "{\"a\":}", cut.c_str()};
+    for (const char* text : rows) {
+        const json_reader reader(text);
+        EXPECT_TRUE(reader.empty()) << (text == nullptr ? "null" : text);
+        EXPECT_EQ(reader.get_int("a"), 0);
+        EXPECT_EQ(reader.get_string("a"), nullptr);
+        EXPECT_EQ(reader.array_length(), 0);
+    }
+}
+
+// Two bytes each, and hundreds of times that in memory.
+TEST(JsonReader, RefusesWhatWouldTakeTooMuchMemory) {
+    const auto list = [](int count) {
+        std::string text = R"({"a":1,"list":[{})";
+        for (int i = 1; i < count; ++i) text += ",{}";
+        return text + R"(],"text":"[[,{\"{,"})";
+    };
+    EXPECT_EQ(json_reader(list(100'000).c_str()).get_int("a"), 1);
+    EXPECT_TRUE(json_reader(list(300'000).c_str()).empty());
+    const std::string harmless = R"({"a":1,"text":")" + std::string(1'000'000, '{') + "\"}";
+    EXPECT_EQ(json_reader(harmless.c_str()).get_int("a"), 1) << "brackets in strings cost nothing";
+}
+
+TEST(JsonReader, ReadsTwentyMegabytes) {
+    const std::string text = R"({"a":")" + std::string(20'000'000, 'x') + R"(","b":5})";
+    EXPECT_EQ(json_reader(text.c_str()).get_int("b"), 5);
+}
+
+TEST(JsonWriter, Envelope) {
+    const struct {
+        const char* service;
+        const char* cmd;
+        const char* mac;
+        const char* text;
+    } rows[] = {
+        {"", "", "", R"({"version":"2.4"})"},
+        {"fbt", "", "", R"({"version":"2.4","service":"fbt"})"},
+        {"rrm", "x", "00:11", R"({"version":"2.4","service":"rrm","cmd":"x","ap-mac":"00:11"})"},
+        {nullptr, "x", nullptr, R"({"version":"2.4","cmd":"x"})"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(json_writer(row.service, row.cmd, row.mac).text(), row.text);
+    }
+}
+
+TEST(JsonWriter, ChildrenStayInTheirRoot) {
+    json_writer root("s", "", "");
+    root.add_int("n", -5);
+    root.add_string("path", "a/b");
+    {
+        json_writer list(true, root, "list");
+        list.add_string("ignored", "a");
+        list.add_int("", 2);
+        json_writer item(false, list, "ignored too");
+        item.add_int("k", 1);
+        json_writer empty(true, list, nullptr);
+    }
+    root.add_int("n", 6);
+    EXPECT_EQ(root.text(), R"({"version":"2.4","service":"s","n":6,"path":"a\/b",)"
+                           R"("list":["a",2,{"k":1},[]]})");
+}
+
+TEST(JsonWriter, PushJsonQueuesTheText) {
+    safe_queue queue;
+    {
+        const json_writer message("s", "c", "");
+        push_json(queue, message);
+    }
+    EXPECT_EQ(drain(queue), texts{R"({"version":"2.4","service":"s","cmd":"c"})"});
+}
+
+}  // namespace
+}  // namespace rfcd

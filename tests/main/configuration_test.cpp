@@ -1,0 +1,126 @@
+#include "main/configuration.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "main/logging.h"
+#include "support/fake_log.h"
+
+namespace rfcd {
+namespace {
+
+class Configuration : public testing::Test {
+  protected:
+    Configuration() { fake_log::reset(log_mask_all); }
+    ~Configuration() override { unlink(config.file_path.c_str()); }
+
+    void read(const std::string& text) {
+        config.file_path = testing::TempDir() + "rfcd-" + std::to_string(getpid()) + ".conf";
+        std::ofstream(config.file_path, std::ios::binary) << text;
+        read_configuration_file(config);
+    }
+
+    const service_config& roaming() const { return config.services[roaming_service]; }
+    const service_config& rrm() const { return config.services[rrm_service]; }
+
+    configuration config;
+};
+
+TEST_F(Configuration, UrlForms) {
+    const struct {
+        const char* value;
+        bool accepted;
+        bool enabled;
+        const char* host;
+        int port;
+        const char* path;
+    } rows[] = {
+        {"ws://192.0.2.7:8080/roam", true, true, "192.0.2.7", 8080, "/roam"},
+        {"server:443/", true, true, "server", 443, "/"},
+        {"ws://h:1/a:b/c\r\n", true, true, "h", 1, "/a:b/c"},
+        {"ws://h:/x", true, true, "h", 0, "/x"},
+        {"ws://h:12ab/x", true, true, "h", 12, "/x"},
+        {"ws://a/b:7/c", true, true, "a/b", 7, "/c"},
+        {"://h:1/x", false, false, "", 0, ""},
+        {"ws://server:8080", true, false, "", 0, ""},
+        {"ws://server/x", true, false, "", 0, ""},
+        {"", true, false, "", 0, ""},
+        {"wss://server:443/x", false, false, "", 0, ""},
+        {"WS://h:1/x", false, false, "", 0, ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.value);
+        decltype(configuration::services) services;
+        const std::string line = std::string("key=") + row.value;
+        EXPECT_EQ(parse_service_url(services, 1, line.c_str(), 4), row.accepted);
+        EXPECT_EQ(services[1].enabled, row.enabled);
+        EXPECT_EQ(services[1].host.view(), row.host);
+        EXPECT_EQ(services[1].port, row.port);
+        EXPECT_EQ(services[1].path.view(), row.path);
+    }
+}
+
+TEST_F(Configuration, KeysAreReadWithoutRegardToCaseAndValuesCut) {
+    read(
+        "ROAM_SERVICE_URL=ws://h:1/x\r\n"
+        "# a comment\n\n"
+        " skylark_service_url=ws://blank:1/before\n"
+        "Initial_Connection_Delay= 5\n"
+        "max_connection_delay=300s\n"
+        "ap_location=hall 7\r\n"
+        "log_file=/tmp/x.log\r\n"
+        "mac-list-id=list-1\r\n"
+        "mac-list-id=list-2\r\n");
+    EXPECT_TRUE(roaming().enabled);
+    EXPECT_FALSE(rrm().enabled);
+    EXPECT_EQ(rrm().initial_connection_delay, 5U);
+    EXPECT_EQ(rrm().max_connection_delay, 300U);
+    EXPECT_EQ(rrm().location.view(), "hall 7");
+    EXPECT_EQ(config.log_file_path, "/tmp/x.log");
+    EXPECT_EQ(config.mac_list_id, "list-2");
+}
+
+TEST_F(Configuration, LogLevelForms) {
+    const struct {
+        const char* value;
+        unsigned level;
+    } rows[] = {{"0x0f", 15}, {"15", 15}, {"0X1f", 31}, {"0x10", 16}, {"what", 0}, {" 0x7", 0}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.value);
+        read(std::string("log_level=") + row.value + "\n");
+        EXPECT_EQ(config.log_level, row.level);
+        EXPECT_EQ(daemon_logger.mask, row.level) << "the mask follows at once";
+    }
+}
+
+TEST_F(Configuration, WrongSchemeEndsTheReading) {
+    read(
+        "skylark_service_url=ws://h:80/a\n"
+        "roam_service_url=wss://h:80/b\n"
+        "mac-list-id=never-read\n");
+    EXPECT_TRUE(rrm().enabled);
+    EXPECT_FALSE(roaming().enabled);
+    EXPECT_EQ(config.mac_list_id, "");
+    EXPECT_EQ(fake_log::take(), "debug Proto wss is invalid\n");
+}
+
+TEST_F(Configuration, LongLineIsReadInPieces) {
+    const std::string key = "ap_location=";
+    read(key + std::string(254 - key.size(), 'x') + "log_level=7\n");
+    EXPECT_EQ(rrm().location.view(), std::string(254 - key.size(), 'x'));
+    EXPECT_EQ(config.log_level, 7U);
+}
+
+TEST_F(Configuration, DefaultsDependOnAFileBeingNamed) {
+    read_configuration_file(config);
+    EXPECT_EQ(rrm().location.view(), "");
+    config.file_path = "/no/such/file";
+    read_configuration_file(config);
+    EXPECT_EQ(rrm().location.view(), "default-rrm-domain");
+    EXPECT_FALSE(rrm().enabled);
+}
+
+}  // namespace
+}  // namespace rfcd

@@ -1,0 +1,249 @@
+// Subscription, dispatch, the outgoing messages as whole texts.
+#include "support/rrm_fixture.h"
+
+namespace rfcd {
+namespace {
+
+using RrmDispatch = RrmTest;
+
+const std::string envelope = R"({"version":"2.4","service":"rrm","cmd":")";
+const std::string body = R"(","ap-mac":"00:11:22:33:44:50","domain":"dom")";
+const std::string factory = R"("factory":{"board":"AP","hw":"2","serial":"S1","mac":"00:11:22:33:44:50"})";
+
+std::string down_radio(int radio) {
+    return R"({"id":)" + std::to_string(radio) + R"(,"status":0,"mac-offset":)" + std::to_string(16 * radio) +
+           R"(,"radio-mac-count":16,"locked-for-dca":1,"locked-for-tpc":1,)"
+           R"("locked-for-balancer":1,"power":16,"power-max":16,"power-min":11,"channel":0,)"
+           R"("band":0,"bandwidth":20,"primary-channel":"none"})";
+}
+const std::string down_radios = R"("radios":[)" + down_radio(0) + "," + down_radio(1) + "," + down_radio(2) + "]";
+
+TEST_F(RrmDispatch, OutgoingMessages) {
+    receive(link("connected"));
+    EXPECT_EQ(drain(out), texts{envelope + "subscribe-request" + body +
+                                R"(,"ap-mac-count":48,"use-wildcard-80211r":0,)" + factory + "," + down_radios + "}"});
+    receive(rrm("rrm-request-mode"));
+    EXPECT_EQ(drain(out), texts{envelope + "rrm-mode-response" + body + "," + down_radios + "}"});
+    receive(rrm("rrm-info", "", "2.3"));
+    EXPECT_EQ(drain(out), (texts{envelope + "unsubscribe-request" + body + "," + factory + "}", link("unlink")}));
+}
+
+TEST_F(RrmDispatch, RadioDescriptions) {
+    drv->radios_up = true;
+    drv->sentry_radio = 2;
+    fake_peermsg::bus().store["/skylark/dca"] = "\"true\"";
+    const auto radio = [](const char* id, const char* locks, const char* channel, const char* ft) {
+        return R"({"id":)" + std::string(id) + R"(,"status":1,"mac-offset":)" + std::to_string(16 * std::atoi(id)) +
+               R"(,"radio-mac-count":16,)" + locks +
+               R"(,"locked-for-balancer":1,"power":17,"power-max":20,"power-min":5,"channel":36,)" + channel +
+               R"(,"available-channels":"1 6 11","vaps":[{"id":0,"ssid":"net",)"
+               R"("mac":"00:11:22:33:44:50","802dot11k":1,"802dot11r":)" +
+               ft + "}]}";
+    };
+    const auto radios = [&](const std::string& width) {
+        const std::string open = R"("locked-for-dca":0,"locked-for-tpc":1)";
+        return texts{envelope + "rrm-mode-response" + body + R"(,"radios":[)" +
+                     radio("0", open.c_str(), (R"("band":2,)" + width).c_str(), "0") + "," +
+                     radio("1", open.c_str(), (R"("band":5,)" + width).c_str(), "1") + "," +
+                     radio("2", R"("locked-for-dca":1,"locked-for-tpc":1)", (R"("band":6,)" + width).c_str(), "0") +
+                     "]}"};
+    };
+    receive(rrm("rrm-request-mode"));
+    EXPECT_EQ(drain(out), radios(R"("bandwidth":80,"primary-channel":"ll")"));
+    drv->auto_channel = true;
+    receive(rrm("rrm-request-mode"));
+    EXPECT_EQ(drain(out), radios(R"("bandwidth":40,"primary-channel":"upper")"))
+        << "width and place as configured, the channel as it is";
+}
+
+TEST_F(RrmDispatch, SubscriptionIsRepeatedWithGrowingDelay) {
+    receive(link("connected"));
+    EXPECT_EQ(sent(), "subscribe-request ");
+    EXPECT_EQ(pass_until(400),
+              "30 subscribe-request 90 subscribe-request 210 subscribe-request "
+              "330 subscribe-request ");
+    receive(rrm("subscribe-response", R"("status":"Success")"));
+    EXPECT_TRUE(there(flag_files::connected));
+    EXPECT_EQ(pass_until(200), "");
+    receive(link("disconnected"));
+    EXPECT_FALSE(there(flag_files::connected));
+    EXPECT_EQ(pass_until(200), "");
+}
+
+TEST_F(RrmDispatch, AnswersOtherThanSuccess) {
+    receive(link("connected"));
+    sent();
+    receive(rrm("subscribe-response", R"("code":503)"));
+    EXPECT_EQ(pass_until(40), "30 subscribe-request ") << "no status, nothing changes";
+    receive(rrm("subscribe-response", R"("status":"error","code":503)"));
+    EXPECT_EQ(pass_until(130), "120 subscribe-request ");
+    receive(link("connected"));
+    sent();
+    for (const char* expected : {"60 subscribe-request ", "120 subscribe-request ", "120 subscribe-request "}) {
+        receive(rrm("subscribe-response", R"("status":"error","code":503)"));
+        EXPECT_EQ(pass_until(120).substr(0, 22), std::string(expected).substr(0, 22));
+    }
+    receive(rrm("subscribe-response", R"("status":"error","code":500)"));
+    EXPECT_EQ(pass_until(300), "") << "given up until the next connection";
+    EXPECT_FALSE(there(flag_files::connected));
+}
+
+TEST_F(RrmDispatch, SuccessTakesDomainAndSettings) {
+    receive(link("connected"));
+    sent();
+    drv->radios_up = true;
+    receive(rrm("subscribe-response", R"("status":"success","domain":"other","config":)"
+                                      R"({"use-tpc":1,"radios":[{"id":1,"power":9}]})"));
+    EXPECT_EQ(drv->take(), "power wlan1 9, clear wlan0-vap0, clear wlan1-vap0, clear wlan2-vap0, ");
+    receive(rrm("rrm-request-mode"));
+    EXPECT_NE(drain(out)[0].find(R"("domain":"other")"), std::string::npos);
+    receive(rrm("subscribe-response", R"("status":"success","config":[1])"));
+    EXPECT_EQ(drv->take(), "") << "only an object is a configuration";
+}
+
+TEST_F(RrmDispatch, WaitsForHostapdToSubscribe) {
+    drv->initialized = false;
+    receive(link("connected"));
+    EXPECT_EQ(pass_until(100), "");
+    drv->sentry_all = true;
+    receive(link("connected"));
+    EXPECT_EQ(sent(), "subscribe-request ") << "widsd in sentry mode serves as well";
+    drv->sentry_all = false;
+    EXPECT_EQ(pass_until(40), "");
+}
+
+TEST_F(RrmDispatch, MessagesThatChangeNothing) {
+    const std::vector<std::string> rows{"",
+                                        "{",
+                                        "null",
+                                        "[]",
+                                        "5",
+                                        "{}",
+                                        R"({"service":5,"cmd":"rrm-request-mode"})",
+                                        R"({"service":null})",
+                                        R"({"service":"rrm"})",
+                                        R"({"service":"rrm","cmd":null})",
+                                        R"({"service":"other","cmd":"connected"})",
+                                        R"({"service":"internal-ipc"})",
+                                        link("status"),
+                                        link("unlink"),
+                                        rrm("rrm-unknown"),
+                                        rrm("rrm-response"),
+                                        rrm("subscribe-response"),
+                                        rrm("RRM-BLACKLIST"),
+                                        rrm("rrm-client-assoc-ack"),
+                                        std::string(20'000, '['),
+                                        R"({"service":["rrm"],"cmd":"rrm-request-mode"})"};
+    for (const auto& row : rows) {
+        receive(row);
+        EXPECT_EQ(sent() + drv->take(), "") << row.substr(0, 60);
+    }
+    fake_log::reset();
+    receive(rrm("RRM-Probe-Request"));
+    EXPECT_EQ(fake_log::take(), "debug Ignoring rrm-probe-request because load balancer is not yet supported\n");
+}
+
+TEST_F(RrmDispatch, HostapdIsNeededForRadioWork) {
+    drv->initialized = false;
+    fake_log::reset();
+    for (const char* cmd : {"rrm-info", "rrm-update", "rrm-request-mode"}) {
+        receive(rrm(cmd));
+        EXPECT_EQ(fake_log::take(), std::string("debug Ignoring ") + cmd + " because hostapd is not running\n");
+    }
+    receive(rrm("fbt-info"));
+    EXPECT_EQ(sent() + drv->take(), "fbt reset 0, ") << "fast transition does not need it";
+}
+
+TEST_F(RrmDispatch, Versions) {
+    const struct {
+        const char* version;
+        bool accepted;
+    } rows[] = {{R"("2.4")", true},
+                {R"("2.10")", true},
+                {R"("3.0")", true},
+                {"2.4", true},
+                {R"("2.3")", false},
+                {R"("1.9")", false},
+                {R"("2")", false},
+                {R"("new")", false},
+                {"null", false},
+                {R"("-1.99999")", false},
+                {R"("2147483647.2147483647")", true}};
+    for (const auto& row : rows) {
+        receive(std::string(R"({"service":"RRM","cmd":"RRM-Request-Mode","version":)") + row.version + "}");
+        EXPECT_EQ(sent(), row.accepted ? "rrm-mode-response " : "unsubscribe-request unlink ") << row.version;
+    }
+    touch(flag_files::connected);
+    receive(R"({"service":"rrm","cmd":"subscribe-response","status":"success"})");
+    EXPECT_EQ(sent(), "unsubscribe-request unlink ");
+    EXPECT_FALSE(there(flag_files::connected));
+}
+
+TEST_F(RrmDispatch, MessagesWaitForTheEndOfAScan) {
+    drv->scanning = true;
+    fake_log::reset();
+    receive(rrm("rrm-info", R"("use-80211r":1)"));
+    receive(rrm("fbt-info"));
+    receive(rrm("rrm-info", "", "2.3"));
+    receive(link("status"));
+    EXPECT_EQ(fake_log::take(),
+              "debug Pending message for delayed processing\n"
+              "debug Pending message for delayed processing\n"
+              "debug Pending message for delayed processing\n");
+    EXPECT_EQ(sent() + drv->take(), "");
+    drv->scanning = false;
+    worker->process();
+    EXPECT_NE(fake_log::take().find("debug From pended\n"), std::string::npos);
+    EXPECT_EQ(drv->take(), "") << "one a pass";
+    worker->process();
+    EXPECT_EQ(drv->take(), "fbt begin, fbt finish, ");
+    worker->process();
+    EXPECT_EQ(sent(), "unsubscribe-request unlink ");
+}
+
+TEST_F(RrmDispatch, AskingAboutTheRadiosEndsAScan) {
+    drv->scan_seconds = 5;
+    receive(rrm("rrm-update"));
+    drv->take();
+    fake_log::reset();
+    receive(rrm("Rrm-Request-Mode"));
+    EXPECT_TRUE(
+        fake_log::take().starts_with("debug Got Rrm-Request-Mode. turning off the current "
+                                     "scan.\n"));
+    EXPECT_EQ(drv->take(), "stop scan, ");
+    EXPECT_EQ(sent(), "rrm-mode-response ");
+    EXPECT_EQ(pass_until(60), "") << "the scan's timer is gone";
+}
+
+TEST_F(RrmDispatch, LostLinkEndsAScan) {
+    receive(rrm("rrm-update"));
+    drv->take();
+    receive(link("disconnected"));
+    EXPECT_EQ(drv->take(), "stop scan, ");
+    receive(link("connected"));
+    receive(rrm("subscribe-response", R"("status":"success")"));
+    EXPECT_TRUE(there(flag_files::connected)) << "the answer did not wait for the scan";
+}
+
+TEST_F(RrmDispatch, HostileSizesAreRefused) {
+    const std::string megabyte(1'000'000, 'd');
+    receive(rrm("subscribe-response", R"("status":"success","domain":")" + megabyte + "\""));
+    receive(rrm("rrm-request-mode"));
+    EXPECT_NE(drain(out)[0].find(R"("domain":"dom")"), std::string::npos);
+    for (int i = 0; i < 70; ++i) out.push(buffer_of(megabyte));
+    receive(rrm("rrm-request-mode"));
+    EXPECT_EQ(drain(out).size(), 70U) << "no answer for a service that does not read";
+    drv->scanning = true;
+    for (int i = 0; i < 70; ++i) receive(rrm("rrm-info", R"("x":")" + megabyte + "\""));
+    drv->scanning = false;
+    drv->take();
+    fake_log::reset();
+    for (int i = 0; i < 70; ++i) worker->process();
+    const std::string log = fake_log::take();
+    std::size_t acted = 0;
+    for (auto at = log.find("From pended"); at != std::string::npos; at = log.find("From pended", at + 1)) ++acted;
+    EXPECT_EQ(acted, 68U) << "what was put aside up to the limit";
+}
+
+}  // namespace
+}  // namespace rfcd

@@ -1,0 +1,79 @@
+#include "platform/kvtree.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+namespace {
+
+using tree = std::unique_ptr<cfg_tree, decltype(&cfg_release)>;
+
+tree parse(const std::string& text) { return {cfg_parse_buffer(text.c_str()), &cfg_release}; }
+
+TEST(Kvtree, BuildsWhatItPrints) {
+    const tree root(cfg_get_empty(), &cfg_release);
+    EXPECT_EQ(cfg_set_param(root.get(), "command", "get"), 0);
+    EXPECT_EQ(cfg_set_param(root.get(), "command", "set"), 0);
+    cfg_tree* child = cfg_insert_empty_subtree(root.get(), "params");
+    EXPECT_EQ(cfg_insert_child_string(child, "path", "/a/b"), 0);
+    EXPECT_EQ(cfg_insert_child(root.get(), "copy", child), 0);
+    EXPECT_EQ(cfg_set_param(child, "path", "/changed"), 0);
+    EXPECT_STREQ(cfg_serialize_compact(root.get()),
+                 R"({"command":"set","params":{"path":"/changed"},"copy":{"path":"/a/b"}})");
+    EXPECT_STREQ(cfg_serialize(child), "{\n  \"path\":\"/changed\"\n}");
+}
+
+TEST(Kvtree, TypesAndTexts) {
+    const auto root = parse(R"({"tree":{},"list":[1],"text":"x y","number":5,"flag":true,"none":null})");
+    ASSERT_TRUE(root);
+    const struct {
+        const char* name;
+        int type;
+        const char* parameter;
+        int contained;
+    } rows[] = {
+        {"tree", CFG_TYPE_TREE, nullptr, 1},    {"list", CFG_TYPE_LIST, nullptr, 1},
+        {"text", CFG_TYPE_VALUE, "x y", 1},     {"number", CFG_TYPE_VALUE, "5", 1},
+        {"flag", CFG_TYPE_VALUE, "true", 1},    {"none", CFG_TYPE_NONE, nullptr, 1},
+        {"missing", CFG_TYPE_NONE, nullptr, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(cfg_get_type(cfg_get_child(root.get(), row.name)), row.type);
+        EXPECT_STREQ(cfg_get_param(root.get(), row.name), row.parameter);
+        EXPECT_EQ(cfg_contain_param(root.get(), row.name), row.contained);
+    }
+    EXPECT_STREQ(cfg_object_to_string(cfg_get_child(root.get(), "text")), "x y");
+}
+
+TEST(Kvtree, TextsThatAreNoTree) {
+    for (const char* text : {"", " ", "{", "5", "\"x\"", "null", "{} more", "{\"a\":}", "[1,2"}) {
+        EXPECT_FALSE(parse(text)) << text;
+    }
+    EXPECT_FALSE(parse(std::string(10'000, '[')));
+    EXPECT_EQ(cfg_parse_buffer(nullptr), nullptr);
+    EXPECT_TRUE(parse(" {} \n"));
+    EXPECT_TRUE(parse("[]"));
+}
+
+TEST(Kvtree, NothingThereIsNoFault) {
+    const auto list = parse("[1]");
+    const auto root = parse(R"({"none":null,"text":"x"})");
+    cfg_tree* none = cfg_get_child(root.get(), "none");
+    EXPECT_EQ(cfg_object_to_string(none), nullptr);
+    EXPECT_STREQ(cfg_serialize(none), "null");
+    EXPECT_EQ(cfg_insert_child(root.get(), "again", none), 0);
+    for (cfg_tree* wrong : {static_cast<cfg_tree*>(nullptr), list.get(), none, cfg_get_child(root.get(), "text")}) {
+        EXPECT_EQ(cfg_get_child(wrong, "x"), nullptr);
+        EXPECT_EQ(cfg_set_param(wrong, "x", "y"), -1);
+        EXPECT_EQ(cfg_insert_empty_subtree(wrong, "x"), nullptr);
+    }
+    EXPECT_EQ(cfg_insert_child(root.get(), "x", nullptr), -1);
+    EXPECT_EQ(cfg_set_param(root.get(), "x", nullptr), -1);
+    cfg_release(none);
+    cfg_release(nullptr);
+    EXPECT_STREQ(cfg_serialize_compact(root.get()), R"({"none":null,"text":"x","again":null})");
+}
+
+}  // namespace

@@ -1,0 +1,50 @@
+#include "platform/replywait.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "lab/bus_peer.h"
+#include "lab/daemon.h"
+
+namespace lab {
+namespace {
+
+// Module 28 asks peer 1, who says something of another kind first, has peer 6 answer in its place,
+// and answers in the end.
+TEST(Replywait, TakesTheAnswerOfThePeerThatWasAskedAndKeepsTheRest) {
+    transcript story(nullptr);
+    const bus_broker broker(story);
+    bus_peer other(story, "other", 6);
+    const bus_peer asked(story, "asked", 1, [&](bus_peer& self, const bus_peer::message& request) {
+        self.send(request.source, "{\"command\":\"news\"}");
+        self.send(request.source, "not a tree");
+        other.send(request.source, R"({"command":"a","from":"other"})");
+        std::this_thread::sleep_for(50ms);
+        if (request.text == "ask") self.send(request.source, R"({"command":"a","from":"asked"})");
+    });
+    const peermsg_settings settings{PEERMSG_SETTINGS_CODE};
+    peermsg_ctx* ctx = peermsg_init(28, &settings, PEERMSG_MODE_PEER);
+    ASSERT_EQ(peermsg_peer_start(ctx), 0);
+    ASSERT_EQ(peermsg_msg_send(ctx, "ask", 1, 3), 0);
+    cfg_tree* answer = replywait_wait_answer(ctx, "a", "", 10);
+    EXPECT_STREQ(cfg_get_param(answer, "from"), "asked");
+    cfg_release(answer);
+    std::string aside;
+    while (auto* block = static_cast<char*>(peermsg_get_msg_from_queue_no_wait(ctx))) {
+        aside += block + PEERMSG_TEXT_OFFSET;
+        free(block);
+    }
+    EXPECT_EQ(aside, R"({"command":"news"}not a tree{"command":"a","from":"other"})");
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_EQ(peermsg_msg_send(ctx, "x", 1, 1), 0);
+    EXPECT_EQ(replywait_wait_answer(ctx, "a", "", 1), nullptr);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 1s);
+    peermsg_peer_stop(ctx);
+    EXPECT_EQ(replywait_wait_answer(ctx, "a", "", 10), nullptr) << "at once, without an exchange";
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+    peermsg_release(ctx);
+}
+
+}  // namespace
+}  // namespace lab

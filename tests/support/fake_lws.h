@@ -1,0 +1,29 @@
+// The WebSocket library of the unit tests: a test plays its events by calling the worker's callback
+// and reads back what the worker asked of it.
+#pragma once
+
+#include <libwebsockets.h>
+
+#include <string>
+
+namespace fake_lws {
+
+struct state {
+    bool context_fails = false;
+    bool connect_fails = false;
+    int room = 1000000;         // writes until the pipe chokes
+    int write_result = 1;       // negative: what lws_write answers; else it answers the length
+    std::size_t remaining = 0;  // of the frame being received
+    bool final_fragment = true;
+    std::string record;  // "create, connect h:1/p, write 0 text, ..."
+    lws_context_creation_info context_info{};
+    lws_client_connect_info connect_info{};
+    int log_level = -1;
+};
+
+state& library();
+void reset();
+std::string take_record();
+lws* connection();
+
+}  // namespace fake_lws

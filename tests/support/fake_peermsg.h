@@ -1,0 +1,34 @@
+// The local bus of the unit tests: hands out what a test put in, keeps what is sent, and answers
+// requests from a store of configuration values.
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace fake_peermsg {
+
+struct state {
+    bool init_fails = false;
+    bool loop_sticks = false;  // the loop value cannot be set to 0
+    int loop_after_start = 1;
+    int loop = 0;
+    std::deque<std::string> incoming;
+    std::string record;                        // "init 2 254 2, start, send 3 text, ..."; reads of the store leave none
+    int contexts = 0;                          // open now
+    std::map<std::string, std::string> store;  // JSON texts by configuration path
+    // What a request other than for the store is answered with; empty for no answer.
+    std::string answer = R"({"status":"ok"})";
+    // When set, what every request is answered with.
+    std::function<std::string(const std::string& request)> answer_all;
+};
+
+// Of the one context that a test may have; reset() makes it new.
+state& bus();
+void reset();
+// Everything since the last call.
+std::string take_record();
+
+}  // namespace fake_peermsg

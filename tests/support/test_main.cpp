@@ -1,0 +1,10 @@
+// The tests write where a machine keeps its own, so they run in the sandbox only.
+#include <gtest/gtest.h>
+
+#include "lab/child_process.h"
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    lab::require_sandbox();
+    return RUN_ALL_TESTS();
+}

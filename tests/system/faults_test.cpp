@@ -1,0 +1,228 @@
+// What must hold after things went wrong around the daemon.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "lab/raw_service.h"
+#include "lab/roaming_world.h"
+#include "lab/rrm_report.h"
+#include "lab/service_world.h"
+
+namespace lab {
+namespace {
+
+// The library that moves clocks does not go together with a sanitizer's.
+#define NEEDS_OWN_CLOCK \
+    if (TIME_SCALE != 1) GTEST_SKIP()
+
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+class RoamingFaults : public testing::Test {
+  protected:
+    void start(const std::vector<std::string>& prefix, unsigned delay = 1) {
+        agent = std::make_unique<daemon>(story,
+                                         daemon::settings{{"log_level", "9"},
+                                                          {"roam_service_url", loopback_url(raw_service::port, "/x")},
+                                                          {"initial_connection_delay", std::to_string(delay)},
+                                                          {"max_connection_delay", std::to_string(delay)}},
+                                         prefix);
+    }
+    // A message to the echoing service and back.
+    bool relays(const std::string& text) {
+        return wait_until([&] {
+            peer.send_quietly(bridge_module, text);
+            return peer.received().take_matching([&](const auto& m) { return m.text == text; }, 200ms).has_value();
+        });
+    }
+    pid_t pid() const { return agent->process().pid(); }
+
+    transcript story{nullptr};
+    bus_broker broker{story};
+    bus_peer peer{story, "peer 3", roaming_module};
+    std::unique_ptr<daemon> agent;
+};
+
+TEST_F(RoamingFaults, ServiceIsKilledAndComesBack) {
+    auto service = std::make_unique<raw_service>("echo");
+    start({});
+    EXPECT_TRUE(relays("before"));
+    service.reset();
+    service = std::make_unique<raw_service>("echo");
+    EXPECT_TRUE(relays("after"));
+}
+
+TEST_F(RoamingFaults, FrozenServiceIsLeftAfterThreePings) {
+    NEEDS_OWN_CLOCK;
+    raw_service service("echo");
+    start(faster(30));
+    EXPECT_TRUE(relays("before"));
+    service.process().signal(SIGSTOP);
+    EXPECT_TRUE(agent->wait_log("There are no 3 pong answer in a row from server"));
+    service.process().signal(SIGCONT);
+    EXPECT_TRUE(relays("after"));
+}
+
+TEST_F(RoamingFaults, ThousandReconnectsLeaveNothingBehind) {
+    NEEDS_OWN_CLOCK;
+    const raw_service service("close-frame");
+    start(faster(60));
+    const auto state = [&] {
+        const auto fds = std::filesystem::directory_iterator("/proc/" + std::to_string(pid()) + "/fd");
+        return std::pair(status_kilobytes(pid(), "Threads"), std::distance(begin(fds), end(fds)) <= 20);
+    };
+    service.wait_connections(100);
+    const long memory = status_kilobytes(pid(), "VmRSS");
+    ASSERT_TRUE(wait_until([&] { return service.connections() >= 1100; }, 100s));
+    EXPECT_EQ(state(), std::pair(2L, true));
+    EXPECT_LT(status_kilobytes(pid(), "VmRSS"), memory + 512);
+}
+
+TEST_F(RoamingFaults, ClockThatJumpsLosesNothing) {
+    NEEDS_OWN_CLOCK;
+    const raw_service service("echo");
+    write_file("/tmp/jump", "+0");
+    start(jumping("/tmp/jump"));
+    EXPECT_TRUE(relays("before"));
+    for (const char* jump : {"+45", "+4000", "+400000"}) {
+        write_file("/tmp/jump", jump);
+        EXPECT_TRUE(relays(jump));
+    }
+    EXPECT_EQ(agent->stop().status, 0);
+}
+
+TEST_F(RoamingFaults, DescriptorsRunOut) {
+    const raw_service service("echo");
+    start({"sh", "-c", "ulimit -S -n 6; exec \"$@\"", "sh"});
+    EXPECT_TRUE(agent->wait_log("Creating libwebsocket context failed"));
+    const rlimit plenty{1000, 1000};
+    prlimit(pid(), RLIMIT_NOFILE, &plenty, nullptr);
+    EXPECT_TRUE(relays("after"));
+}
+
+TEST_F(RoamingFaults, SignalsAtEveryStage) {
+    const raw_service service("echo");
+    for (int i = 0; i < 40; ++i) {
+        start({}, 0);
+        std::this_thread::sleep_for(milliseconds(i < 20 ? i : 100 * (i - 19)));
+        const auto ending = agent->stop();
+        // Until the handler is there, the signal has its default effect.
+        EXPECT_TRUE(ending.status == 0 || (i < 20 && ending.status == 128 + SIGTERM)) << i;
+        EXPECT_LT(ending.time, 2s * TIME_SCALE);
+    }
+}
+
+class RrmFaults : public testing::Test {
+  protected:
+    void TearDown() override { EXPECT_EQ(world.agent->stop().status, 0); }
+
+    std::string mode() {
+        world.cloud.send(message::request_mode());
+        return world.expect("rrm-mode-response", 60s);
+    }
+
+    transcript story{nullptr};
+    service_world world{story, service_world::service::rrm};
+};
+
+// Silence costs 20 seconds a request, of the daemon's own time.
+TEST_F(RrmFaults, LocalDaemonsThatDoNotAnswer) {
+    NEEDS_OWN_CLOCK;
+    world.subscribe(faster(100));
+    for (const mood m : {mood::silent, mood::garbled, mood::refusing}) {
+        world.point.config.set_mood(m);
+        EXPECT_TRUE(contains(radio_in(mode(), 1), R"("power":16,"power-max":16,"power-min":11)"));
+        world.point.config.set_mood(mood::helpful);
+        EXPECT_TRUE(contains(radio_in(mode(), 1), R"("power":20,"power-max":23,"power-min":8)"));
+        world.point.network.set_mood(m);
+        world.send_and_settle(message::move_radio(1, 44, 80, "ul", 14));
+        world.point.network.set_mood(mood::helpful);
+    }
+    EXPECT_TRUE(contains(world.agent->log(), "Error: no response (update_skylark)"));
+    EXPECT_TRUE(contains(world.agent->log(), "Error: ifname (wlan1) reason (not today)"));
+}
+
+TEST_F(RrmFaults, BrokerDiesAndComesBack) {
+    world.subscribe();
+    world.broker.process().signal(SIGKILL);
+    world.broker.process().wait();
+    EXPECT_TRUE(contains(radio_in(mode(), 1), R"("power":16)")) << "defaults, at once";
+    world.broker.restart();
+    std::this_thread::sleep_for(200ms);  // until the local daemons are back on it
+    EXPECT_TRUE(wait_until([&] { return contains(radio_in(mode(), 1), R"("power":20)"); }));
+    EXPECT_TRUE(is_connected_flag_set());
+}
+
+TEST_F(RrmFaults, HostapdIsKilledAndLeavesItsPidFile) {
+    world.subscribe();
+    kill(static_cast<pid_t>(std::stol(read_file("/run/hostapd.pid"))), SIGKILL);
+    world.send_and_settle(message::neighbour("02:00:00:00:00:01", 36, 5));
+    EXPECT_TRUE(contains(world.agent->log(), "set_rrm_nbr_ap_list: add neighbor failed"));
+    std::filesystem::remove("/run/hostapd.pid");
+    world.point.start_hostapd();
+    world.expect("rrm-config-changed");
+    world.send_and_settle(message::neighbour("02:00:00:00:00:02", 36, 5));
+    EXPECT_TRUE(contains(world.point.neighbours("wlan1"), "02:00:00:00:00:02"));
+}
+
+TEST_F(RrmFaults, LinkIsLostDuringAScanWhileHostapdRestarts) {
+    world.subscribe();
+    world.cloud.send(message::update(true));
+    ASSERT_TRUE(world.agent->wait_log("Start active scanning for radio 'wlan2'"));
+    world.cloud.go_down();
+    world.point.stop_hostapd();
+    world.point.start_hostapd();
+    world.cloud.come_up();
+    world.expect("subscribe-request");
+    world.cloud.send(message::subscribed());
+    EXPECT_TRUE(wait_until(is_connected_flag_set));
+    world.cloud.send(message::update(true));
+    EXPECT_TRUE(contains(world.expect("rrm-response", 30s), "02:00:00:00:05:15"));
+}
+
+TEST_F(RrmFaults, RadioLibraryThatLies) {
+    world.subscribe();
+    const struct {
+        const char* fault;
+        bool active;
+        const char* report;
+    } rows[] = {
+        {R"({"call":"radioctl_get_scan","field":"bandwidth"})", true, R"("bandwidth":888888)"},
+        {R"({"call":"radioctl_get_scan","result":-5})", true, R"("rf-environment":[])"},
+        {R"({"call":"radioctl_lock_and_stop_scan","result":3})", true, R"("rf-environment":[)"},
+    };
+    for (const auto& row : rows) {
+        world.point.scene.set("faults", "[" + std::string(row.fault) + "]");
+        world.cloud.send(message::update(row.active));
+        EXPECT_TRUE(contains(world.expect("rrm-response", 30s), row.report)) << row.fault;
+    }
+    world.point.scene.set("faults", "[]");
+    EXPECT_TRUE(contains(mode(), R"("status":1)"));
+}
+
+// Documented ends: an exception leaves the worker, with its line and status.
+TEST(RrmEnds, MessageOrValueThatLeavesTheWorker) {
+    transcript story(nullptr);
+    service_world world(story, service_world::service::rrm);
+    const struct {
+        const char* power;
+        std::string message;
+    } rows[] = {
+        {"20", message::rrm("rrm-update", R"("rrm-scan-channels-list":[{"2":"1"}])")},
+        {"much", message::request_mode()},
+    };
+    for (const auto& row : rows) {
+        world.point.store.set("/interface/wlan1/wlan/radio/tx-power-max", "20");
+        world.subscribe();
+        world.point.store.set("/interface/wlan1/wlan/radio/tx-power-max", row.power);
+        world.cloud.send(row.message);
+        EXPECT_EQ(world.agent->process().wait(), 255);
+        EXPECT_TRUE(contains(world.agent->log(), "Unhandled exception at worker 'rrm'\n"));
+        world.point.stop_hostapd();
+        std::filesystem::remove("/tmp/.skylark-connected");
+    }
+}
+
+}  // namespace
+}  // namespace lab

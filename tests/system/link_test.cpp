@@ -1,0 +1,139 @@
+// The whole daemon against services that are no part of the lab.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+
+#include "lab/raw_service.h"
+#include "lab/roaming_world.h"
+
+namespace lab {
+namespace {
+
+daemon::settings roaming_to(const std::string& url) {
+    return {{"log_level", "15"},
+            {"roam_service_url", url},
+            {"initial_connection_delay", "1"},
+            {"max_connection_delay", "1"}};
+}
+
+// A bus with peer 3 on it, and a daemon that is pointed at a raw service.
+class Link : public testing::Test {
+  protected:
+    void start(const std::string& url = loopback_url(raw_service::port, roaming_path)) {
+        agent = std::make_unique<daemon>(story, roaming_to(url));
+    }
+    void TearDown() override {
+        if (!agent || !agent->process().running()) return;
+        EXPECT_EQ(agent->stop().status, 0);
+    }
+    // What peer 3 gets up to `last`, without the notices of the link.
+    std::vector<std::string> bus_until(const std::string& last) {
+        std::vector<std::string> got;
+        while (got.empty() || got.back() != last) {
+            auto arrived = peer.received().take();
+            if (!arrived) break;
+            if (arrived->text.find("internal-ipc") == std::string::npos) {
+                got.push_back(arrived->text);
+            }
+        }
+        return got;
+    }
+    bool hears(const std::string& command) {
+        return peer.received().take_matching([&](const auto& m) { return m.text == link_notice(command); }).has_value();
+    }
+
+    transcript story{nullptr};
+    bus_broker broker{story};
+    bus_peer peer{story, "peer 3", roaming_module};
+    std::unique_ptr<daemon> agent;
+};
+
+TEST_F(Link, MessagesAreWholeHoweverTheyAreCut) {
+    const std::string message = R"({"text":"0123456789"})";
+    const struct {
+        const char* behaviour;
+        std::size_t copies;
+        bool binary;
+    } rows[] = {{"every-split", 2 * message.size() + 2, true},
+                {"one-byte-at-a-time", 1, false},
+                {"with-the-handshake", 20, false}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.behaviour);
+        const raw_service service(row.behaviour);
+        start();
+        std::vector<std::string> expected(row.copies, message);
+        if (row.binary) expected.emplace_back("\x01\xff\x00\xfe", 4);
+        expected.emplace_back("end");
+        EXPECT_EQ(bus_until("end"), expected);
+        agent.reset();
+        peer.received().clear();
+    }
+}
+
+TEST_F(Link, ConnectionsThatBreakAreMadeAnewAndLeaveNothing) {
+    for (const char* behaviour :
+         {"half-then-reset", "garbage-frames", "huge-announcement", "endless-message", "half-close", "close-frame"}) {
+        SCOPED_TRACE(behaviour);
+        const raw_service service(behaviour);
+        start();
+        EXPECT_TRUE(hears("connected"));
+        EXPECT_TRUE(hears("disconnected"));
+        EXPECT_TRUE(service.wait_connections(2));
+        EXPECT_LT(status_kilobytes(agent->process().pid(), "VmHWM"), 300'000 * MEMORY_SCALE);
+        EXPECT_EQ(agent->stop().status, 0);
+        while (auto m = peer.received().take(0ms)) {
+            EXPECT_NE(m->text.find("internal-ipc"), std::string::npos) << m->text;
+        }
+    }
+}
+
+TEST_F(Link, FailedAttemptsEndOnceAndAreRepeated) {
+    for (const char* behaviour : {"http-200", "http-401", "http-404", "not-http", "wrong-accept", "end-before-answer",
+                                  "reset-before-answer", "silence"}) {
+        SCOPED_TRACE(behaviour);
+        const raw_service service(behaviour);
+        start();
+        EXPECT_TRUE(service.wait_connections(2));
+        EXPECT_EQ(agent->stop().status, 0);
+        // Each attempt that was given up said so once; the last may have been cut by the stop.
+        const auto attempts = agent->count_log("Try to establish connect");
+        const auto ends =
+            agent->count_log("process_client_connection_error:90") + agent->count_log("process_closed:122");
+        EXPECT_GE(ends + 1, attempts);
+        EXPECT_LE(ends, attempts);
+        EXPECT_EQ(agent->count_log("websock-roaming->Stopping"), attempts);
+        while (auto m = peer.received().take(0ms)) {
+            EXPECT_EQ(m->text, link_notice("disconnected"));
+        }
+    }
+}
+
+TEST_F(Link, AddressesThatLeadNowhere) {
+    for (const char* url :
+         {"ws://127.0.0.1:1/refused", "ws://no-such-host.invalid:80/x", "ws://:80/no-host", "ws://127.0.0.1:0/x"}) {
+        SCOPED_TRACE(url);
+        start(url);
+        EXPECT_TRUE(wait_until([&] { return agent->count_log("Try to establish connect") >= 2; }));
+        EXPECT_EQ(agent->stop().status, 0);
+    }
+}
+
+TEST_F(Link, IndependentServiceEchoes) {
+    const raw_service service("echo");
+    start();
+    ASSERT_TRUE(hears("connected"));
+    const std::vector<std::string> sent{"{}",
+                                        std::string(125, 'a'),
+                                        std::string(126, 'b'),
+                                        std::string(65535, 'c'),
+                                        std::string(65536, 'd'),
+                                        "\xc3\xa9\xe2\x82\xac",
+                                        std::string(1'000'000, 'e'),
+                                        "end"};
+    for (const auto& text : sent) peer.send_quietly(bridge_module, text);
+    EXPECT_EQ(bus_until("end"), sent);
+}
+
+}  // namespace
+}  // namespace lab

@@ -1,0 +1,197 @@
+// The whole daemon between the lab's service and the local bus.
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "lab/raw_service.h"
+#include "lab/roaming_world.h"
+
+namespace lab {
+namespace {
+
+const std::string unlink_request = R"({"service":"internal-ipc","cmd":"unlink"})";
+
+class Roaming : public testing::Test {
+  protected:
+    void make(const roaming_world::options& options) {
+        story = std::make_unique<transcript>(nullptr);
+        world = std::make_unique<roaming_world>(*story, options);
+        world->cloud.narrate(false);
+        world->peer.narrate(false);
+    }
+    void TearDown() override {
+        if (!world || !world->agent->process().running()) return;
+        EXPECT_EQ(world->agent->stop().status, 0);
+    }
+    void link() {
+        make({.log_level = "1"});
+        ASSERT_TRUE(world->wait_linked());
+    }
+    pid_t pid() { return world->agent->process().pid(); }
+
+    std::unique_ptr<transcript> story;
+    std::unique_ptr<roaming_world> world;
+};
+
+TEST_F(Roaming, SlowReaderGetsEverythingInOrder) {
+    link();
+    world->cloud.pause_reading();
+    constexpr int small = 200'000;
+    constexpr int large = 20;
+    const std::string filler(42, '.');
+    for (int i = 0; i < small; ++i) {
+        char text[64];
+        std::snprintf(text, sizeof text, "%08d %s", i, filler.c_str());
+        ASSERT_TRUE(world->peer.send_quietly(bridge_module, text));
+        if (i % 50'000 == 0) std::this_thread::sleep_for(50ms);  // the bus is no queue without end
+    }
+    for (int i = 0; i < large; ++i) {
+        world->peer.send_quietly(bridge_module, std::to_string(i) + std::string(1'000'000, 'x'));
+    }
+    std::this_thread::sleep_for(500ms);
+    world->cloud.resume_reading();
+    for (int i = 0; i < small; ++i) {
+        const auto text = world->cloud.received().take();
+        ASSERT_TRUE(text) << "message " << i;
+        ASSERT_EQ(std::stoi(*text), i);
+    }
+    for (int i = 0; i < large; ++i) {
+        EXPECT_EQ(world->cloud.expect(), std::to_string(i) + std::string(1'000'000, 'x'));
+    }
+}
+
+TEST_F(Roaming, EightMegabytesReachTheBusAtOnce) {
+    link();
+    const std::string text = R"({"blob":")" + std::string(8'000'000, 'x') + "\"}";
+    const auto start = std::chrono::steady_clock::now();
+    world->cloud.send(text);
+    EXPECT_EQ(world->next_on_bus(), text);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s * TIME_SCALE);
+}
+
+TEST_F(Roaming, LostConnectionsComeBack) {
+    link();
+    for (unsigned round = 1; round <= 2; ++round) {
+        round == 1 ? world->cloud.close_all() : world->cloud.reset_all();
+        EXPECT_TRUE(world->bus_hears(link_notice("disconnected")));
+        world->peer.send_quietly(bridge_module, "lost while nobody is there");
+        ASSERT_TRUE(world->wait_linked(round + 1));
+        world->peer.send_quietly(bridge_module, "after it");
+        EXPECT_EQ(world->cloud.expect(), "after it");
+    }
+}
+
+TEST_F(Roaming, BrokerMayGoAndComeBack) {
+    link();
+    world->broker.process().signal(SIGKILL);
+    world->broker.process().wait();
+    std::this_thread::sleep_for(300ms);
+    world->broker.restart();
+    // The daemon joins again after its pause; until then what the service sends waits for it.
+    world->cloud.send("through the new broker");
+    EXPECT_EQ(world->next_on_bus(), "through the new broker");
+    world->peer.send_quietly(bridge_module, "and back");
+    EXPECT_EQ(world->cloud.expect(), "and back");
+    EXPECT_EQ(world->cloud.connections_so_far(), 1U) << "the link never noticed";
+}
+
+TEST_F(Roaming, ServiceIsHeldBackWhileTheBusIsDown) {
+    link();
+    world->broker.stop();
+    std::string megabyte(1'000'000, 'm');
+    for (int i = 0; i < 150; ++i) {
+        megabyte.replace(0, 3, std::to_string(100 + i));
+        world->cloud.send(megabyte);
+    }
+    std::this_thread::sleep_for(1500ms);
+    EXPECT_LT(status_kilobytes(pid(), "VmRSS"), 100'000 * MEMORY_SCALE);
+    world->broker.restart();
+    // The bus drops what its peer cannot take, and nothing changes its order.
+    int arrived = 0;
+    int last = 0;
+    while (const auto m = world->peer.received().take(3s)) {
+        if (m->text.size() != megabyte.size()) continue;
+        EXPECT_GT(std::stoi(m->text.substr(0, 3)), last);
+        last = std::stoi(m->text.substr(0, 3));
+        ++arrived;
+    }
+    EXPECT_GE(arrived, 60);
+}
+
+TEST_F(Roaming, GrowsNoLargerThanItMust) {
+    link();
+    EXPECT_LT(status_kilobytes(pid(), "VmRSS"), 8'000 * MEMORY_SCALE);
+}
+
+// In each state: no spinning, and the stop within a second or so.
+TEST_F(Roaming, EveryStateIsQuietAndStops) {
+    struct row {
+        const char* state;
+        std::function<void()> enter;
+    };
+    std::unique_ptr<raw_service> silent;
+    const black_hole hole;
+    const row rows[] = {
+        {"waiting", [this] { make({.initial_delay = 1000, .max_delay = 1000}); }},
+        {"connected", [this] { link(); }},
+        {"unlinked",
+         [this] {
+             link();
+             world->peer.send_quietly(bridge_module, unlink_request);
+             world->cloud.wait_disconnected();
+         }},
+        {"without a bus",
+         [this] {
+             link();
+             world->broker.stop();
+         }},
+        {"handshake not answered",
+         [&, this] {
+             make({.start_daemon = false});
+             silent = std::make_unique<raw_service>("silence");
+             world->agent = std::make_unique<daemon>(
+                 *story, daemon::settings{{"roam_service_url", loopback_url(raw_service::port, "/x")},
+                                          {"initial_connection_delay", "1"}});
+             silent->wait_connections(1);
+         }},
+        {"ended by the service while sending is blocked",
+         [&, this] {
+             make({.start_daemon = false});
+             silent = std::make_unique<raw_service>("end-while-sending-is-blocked");
+             world->agent = std::make_unique<daemon>(
+                 *story, daemon::settings{{"roam_service_url", loopback_url(raw_service::port, "/x")},
+                                          {"initial_connection_delay", "1"}});
+             ASSERT_TRUE(world->bus_hears(link_notice("connected")));
+             for (int i = 0; i < 20; ++i) {
+                 world->peer.send_quietly(bridge_module, std::string(1'000'000, 'x'));
+             }
+             std::this_thread::sleep_for(1s);
+         }},
+        {"connecting to a black hole",
+         [&, this] {
+             make({.start_daemon = false});
+             world->agent = std::make_unique<daemon>(
+                 *story, daemon::settings{{"log_level", "8"},
+                                          {"roam_service_url", loopback_url(hole.port(), "/x")},
+                                          {"initial_connection_delay", "1"}});
+             world->agent->wait_log("->Connected");
+         }},
+    };
+    for (const auto& [state, enter] : rows) {
+        SCOPED_TRACE(state);
+        enter();
+        const long switches = context_switches(pid());
+        const double cpu = cpu_seconds(pid());
+        std::this_thread::sleep_for(1500ms);
+        EXPECT_LT(context_switches(pid()) - switches, 150) << "wake-ups in 1.5 s";
+        EXPECT_LT(cpu_seconds(pid()) - cpu, 0.04 * TIME_SCALE);
+        const auto ending = world->agent->stop();
+        EXPECT_EQ(ending.status, 0);
+        EXPECT_LT(ending.time, 1500ms * TIME_SCALE);
+        world.reset();
+        silent.reset();
+    }
+}
+
+}  // namespace
+}  // namespace lab

@@ -1,0 +1,75 @@
+// The pieces around the worker: delays, the callback slot, names of reasons.
+#include <gtest/gtest.h>
+
+#include "support/fake_log.h"
+#include "support/fake_lws.h"
+#include "websock/connection_delay.h"
+#include "websock/lws_callback.h"
+
+namespace rfcd {
+namespace {
+
+std::string ranges(std::uint64_t initial, std::uint64_t maximum, int reset_after = -1) {
+    connection_delay delay(initial, maximum);
+    std::string text;
+    for (int i = 0; i < 7; ++i) {
+        if (i == reset_after) delay.reset();
+        const auto range = delay.next_range();
+        text += std::to_string(range.begin) + "-" + std::to_string(range.end) + " ";
+    }
+    return text;
+}
+
+TEST(ConnectionDelay, RangesGrowToTheMaximum) {
+    EXPECT_EQ(ranges(5, 60), "2-7 5-15 10-30 20-60 30-90 30-90 30-90 ");
+    EXPECT_EQ(ranges(10, 300), "5-15 10-30 20-60 40-120 80-240 150-450 150-450 ");
+    EXPECT_EQ(ranges(0, 0), "1-3 1-3 1-3 1-3 1-3 1-3 1-3 ");
+    EXPECT_EQ(ranges(0, 10), "1-3 1-3 2-6 4-12 5-15 5-15 5-15 ");
+    EXPECT_EQ(ranges(1, 0), "0-1 1-3 1-3 1-3 1-3 1-3 1-3 ");
+    EXPECT_EQ(ranges(5, 60, 4), "2-7 5-15 10-30 20-60 2-7 5-15 10-30 ");
+}
+
+TEST(LwsCallback, SlotServesWhoeverIsInstalled) {
+    fake_log::reset();
+    int seen = -1;
+    const auto call = [] { return lws_static_callback(nullptr, LWS_CALLBACK_CLIENT_RECEIVE, nullptr, nullptr, 7); };
+    set_lws_dispatcher([&](lws*, int reason, void*, void*, std::size_t) { return seen = reason; });
+    EXPECT_EQ(call(), LWS_CALLBACK_CLIENT_RECEIVE);
+    remove_lws_dispatcher();
+    seen = -1;
+    EXPECT_EQ(call(), 0);
+    EXPECT_EQ(seen, -1);
+    EXPECT_EQ(fake_log::take(), "debug No function to process lws callback((nil), 8, (nil), (nil), 7)\n");
+}
+
+TEST(LwsCallback, ReasonNames) {
+    const struct {
+        int reason;
+        const char* name;
+    } rows[] = {
+        {LWS_CALLBACK_ESTABLISHED, "LWS_CALLBACK_ESTABLISHED"},
+        {LWS_CALLBACK_PROTOCOL_INIT, "LWS_CALLBACK_PROTOCOL_INIT"},
+        {LWS_CALLBACK_WSI_CREATE, "LWS_CALLBACK_WSI_CREATE"},
+        {LWS_CALLBACK_OPENSSL_CONTEXT_REQUIRES_PRIVATE_KEY, "LWS_CALLBACK_OPENSSL_CONTEXT_REQUIRES_PRIVATE_KEY"},
+        {LWS_CALLBACK_HTTP_BIND_PROTOCOL, "LWS_CALLBACK_HTTP_BIND_PROTOCOL"},
+        {LWS_CALLBACK_CLIENT_HTTP_WRITEABLE, "LWS_CALLBACK_CLIENT_HTTP_WRITEABLE"},
+        {LWS_CALLBACK_USER, "LWS_CALLBACK_USER"},
+        {28, "UNKNOWN_LWS_CALLBACK_REASON"},
+        {58, "UNKNOWN_LWS_CALLBACK_REASON"},
+        {999, "UNKNOWN_LWS_CALLBACK_REASON"},
+        {-1, "UNKNOWN_LWS_CALLBACK_REASON"},
+    };
+    for (const auto& row : rows) EXPECT_STREQ(lws_reason_name(row.reason), row.name);
+}
+
+TEST(LwsCallback, EveryServiceHasItsPrefix) {
+    fake_log::reset();
+    for (const std::size_t index : {0U, 1U, 2U}) log_emitter(index)(4, "line\n");
+    EXPECT_EQ(fake_log::take(),
+              "debug portal->libwebsocket-debug> 4: line\n"
+              "debug rrm->libwebsocket-debug> 4: line\n"
+              "debug wids->libwebsocket-debug> 4: line\n");
+}
+
+}  // namespace
+}  // namespace rfcd

@@ -1,0 +1,318 @@
+#include "websock/websock_worker.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "support/fake_clock.h"
+#include "support/fake_log.h"
+#include "support/fake_lws.h"
+#include "support/queues.h"
+
+namespace rfcd {
+namespace {
+
+using fake_lws::library;
+using fake_lws::take_record;
+
+const std::string connected = R"({"version":"2.4","service":"internal-ipc","cmd":"connected"})";
+const std::string disconnected = R"({"version":"2.4","service":"internal-ipc","cmd":"disconnected"})";
+
+class WebsockWorker : public testing::Test {
+  protected:
+    WebsockWorker() {
+        fake_clock::reset();
+        fake_lws::reset();
+        fake_log::reset(1);
+        std::srand(0);
+    }
+
+    void event(int reason, std::string data = {}) {
+        worker.worker_lws_callback(fake_lws::connection(), reason, nullptr, data.data(), data.size());
+    }
+    void receive(const std::string& piece, std::size_t remaining, bool final_fragment) {
+        library().remaining = remaining;
+        library().final_fragment = final_fragment;
+        event(LWS_CALLBACK_CLIENT_RECEIVE, piece);
+    }
+    // Up to the completed handshake, with both queues and the record empty.
+    void establish() {
+        ASSERT_TRUE(worker.start_check());
+        event(LWS_CALLBACK_CLIENT_ESTABLISHED);
+        drain(received);
+        take_record();
+        fake_log::take();
+    }
+    bool wanted() { return worker.keep_running(&running); }
+
+    running_flag running = true;
+    safe_queue to_send;
+    safe_queue received;
+    websock_worker worker{to_send, received, "host", "/path", 80, &running, 10, 300, 1};
+};
+
+TEST_F(WebsockWorker, AttemptFollowsTheDelay) {
+    fake_log::reset();
+    EXPECT_TRUE(worker.start_check());
+    const auto& info = library().connect_info;
+    EXPECT_STREQ(info.host, "host");
+    EXPECT_STREQ(info.origin, "host");
+    EXPECT_STREQ(info.protocol, "websock-rrm");
+    EXPECT_EQ(info.ssl_connection, 0);
+    EXPECT_EQ(info.ietf_version_or_minus_one, -1);
+    EXPECT_EQ(library().context_info.port, CONTEXT_PORT_NO_LISTEN);
+    EXPECT_EQ(library().log_level, 1023);
+    EXPECT_EQ(take_record(), "create, connect host:80/path, ");
+    EXPECT_EQ(drain(received), texts{disconnected});
+    const auto log = fake_log::take();
+    const auto seconds = fake_clock::pauses().size() / 10;  // pauses of 100 ms
+    EXPECT_GE(seconds, 5U);
+    EXPECT_LT(seconds, 15U);
+    EXPECT_EQ(log, "debug Generate delay into [5;15) range\ndebug Delay before connection: " + std::to_string(seconds) +
+                       " sec\ndebug websock-rrm-> _connect: Try to establish connect with server "
+                       "host:80/path\ndebug websock-rrm->Connected\n");
+    EXPECT_TRUE(wanted());
+    running = false;
+    EXPECT_FALSE(wanted());
+}
+
+TEST_F(WebsockWorker, FailedAttemptsLeaveNothingBehind) {
+    library().context_fails = true;
+    EXPECT_FALSE(worker.start_check());
+    EXPECT_EQ(fake_log::take(), "error websock-rrm->Creating libwebsocket context failed\n");
+    EXPECT_EQ(library().log_level, 0) << "no library lines without the debug level";
+    library().context_fails = false;
+    library().connect_fails = true;
+    take_record();
+    EXPECT_FALSE(worker.start_check());
+    EXPECT_EQ(take_record(), "create, connect host:80/path, destroy, ");
+    running = false;
+    EXPECT_FALSE(worker.start_check());
+    EXPECT_EQ(take_record(), "") << "a daemon that stops does not connect any more";
+}
+
+TEST_F(WebsockWorker, WaitingTakesLinkCommandsAndDropsTheRest) {
+    to_send.push(buffer_of("not for anybody"));
+    to_send.push(buffer_of(R"({"service":"INTERNAL-IPC","cmd":"Status"})"));
+    EXPECT_TRUE(worker.start_check());
+    EXPECT_EQ(drain(received), (texts{disconnected, disconnected}));
+    EXPECT_TRUE(to_send.empty());
+    EXPECT_EQ(take_record(), "create, connect host:80/path, ");
+}
+
+TEST_F(WebsockWorker, EstablishedConnectionStartsOver) {
+    establish();
+    event(LWS_CALLBACK_CLIENT_CLOSED);
+    EXPECT_FALSE(wanted());
+    to_send.push(buffer_of("woken"));
+    EXPECT_EQ(take_record(), "cancel, ");
+    worker.on_stop();
+    EXPECT_EQ(drain(received), texts{disconnected});
+    to_send.push(buffer_of("nobody to wake"));
+    EXPECT_EQ(take_record(), "destroy, ");
+    fake_log::reset();
+    worker.start_check();
+    EXPECT_NE(fake_log::take().find("[5;15)"), std::string::npos) << "the delay is reset";
+}
+
+TEST_F(WebsockWorker, ReasonsThatEndTheConnection) {
+    const struct {
+        int reason;
+        const char* log;
+    } rows[] = {
+        {LWS_CALLBACK_CLIENT_CONNECTION_ERROR, "process_client_connection_error:90"},
+        {LWS_CALLBACK_CLOSED, "process_closed:122"},
+        {LWS_CALLBACK_CLOSED_HTTP, "process_closed:122"},
+        {LWS_CALLBACK_CLOSED_CLIENT_HTTP, "process_closed:122"},
+        {LWS_CALLBACK_CLIENT_CLOSED, "process_closed:122"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.reason);
+        worker.start_check();
+        fake_log::reset();
+        event(row.reason);
+        EXPECT_EQ(fake_log::take(), std::string("debug websock-rrm->") + row.log + "\n");
+        EXPECT_FALSE(wanted());
+        worker.on_stop();
+    }
+}
+
+TEST_F(WebsockWorker, MessagesAreJoinedAndHandedOverWhole) {
+    establish();
+    receive("one ", 8, true);
+    receive("mess", 4, false);
+    receive("", 0, false);
+    EXPECT_TRUE(received.empty());
+    receive("age!", 0, true);
+    receive("second", 0, true);
+    receive("", 0, true);
+    EXPECT_EQ(drain(received), (texts{"one message!", "second", ""}));
+    fake_log::reset();
+    worker.worker_lws_callback(fake_lws::connection(), LWS_CALLBACK_CLIENT_RECEIVE, nullptr, nullptr, 0);
+    EXPECT_EQ(fake_log::take(),
+              "debug websock-rrm->process_client_receive:129\n"
+              "debug process_client_receive: Bad Input data\n");
+    EXPECT_TRUE(received.empty());
+}
+
+TEST_F(WebsockWorker, PartOfAMessageDoesNotReachTheNextConnection) {
+    establish();
+    receive("half of", 100, true);
+    event(LWS_CALLBACK_CLIENT_CLOSED);
+    worker.on_stop();
+    establish();
+    receive("whole", 0, true);
+    EXPECT_EQ(drain(received), texts{"whole"});
+}
+
+TEST_F(WebsockWorker, EndlessMessageIsDroppedWithItsConnection) {
+    establish();
+    receive("x", websock_worker::max_message_size - 1, true);
+    EXPECT_TRUE(wanted());
+    receive("x", websock_worker::max_message_size, true);
+    EXPECT_FALSE(wanted());
+    EXPECT_EQ(fake_log::take(), "error websock-rrm->process_client_receive: Message too long, drop the connection\n");
+    EXPECT_TRUE(received.empty());
+}
+
+TEST_F(WebsockWorker, WriteableSendsEverythingInOrder) {
+    establish();
+    for (const char* text : {"a", "", R"({"service":"rrm"})", "c"}) to_send.push(buffer_of(text));
+    take_record();
+    fake_log::reset(7);
+    event(LWS_CALLBACK_CLIENT_WRITEABLE);
+    EXPECT_EQ(take_record(), R"(write 0 a, write 0 , write 0 {"service":"rrm"}, write 0 c, ask, )");
+    const auto log = fake_log::take();
+    EXPECT_EQ(log.substr(0, log.find('\n')), "info websock-rrm->lws_send:Send msg type [0] len [1/1]  to websocket");
+    event(LWS_CALLBACK_CLIENT_WRITEABLE);
+    EXPECT_EQ(take_record(), "ask, ");
+}
+
+TEST_F(WebsockWorker, ChokedPipeKeepsTheRestForTheNextEvent) {
+    establish();
+    library().room = 2;
+    for (const char* text : {"a", "b", "c"}) to_send.push(buffer_of(text));
+    take_record();
+    event(LWS_CALLBACK_CLIENT_WRITEABLE);
+    EXPECT_EQ(take_record(), "write 0 a, write 0 b, ask, ");
+    fake_clock::advance(31);
+    event(LWS_CALLBACK_CLIENT_WRITEABLE);
+    EXPECT_EQ(take_record(), "ask, ") << "no ping on top of a buffered message either";
+    library().room = 5;
+    event(LWS_CALLBACK_CLIENT_WRITEABLE);
+    EXPECT_EQ(take_record(), "write 5 , ask, write 0 c, ask, ");
+}
+
+TEST_F(WebsockWorker, FailedSendIsLoggedAndLost) {
+    establish();
+    library().write_result = -1;
+    to_send.push(buffer_of("a"));
+    event(LWS_CALLBACK_CLIENT_WRITEABLE);
+    EXPECT_EQ(fake_log::take(), "error websock-rrm->lws_send:Can't send msg type [0] to websocket\n");
+    EXPECT_TRUE(to_send.empty());
+    EXPECT_TRUE(wanted());
+}
+
+// Seconds go by with a writeable event each; what is written is counted.
+TEST_F(WebsockWorker, ThreeUnansweredPingsEndTheConnection) {
+    establish();
+    int second = 0;
+    std::string pings;
+    const auto pass_until = [&](int end) {
+        while (second < end) {
+            fake_clock::advance(1);
+            ++second;
+            event(LWS_CALLBACK_CLIENT_WRITEABLE);
+            if (take_record().find("write 5") != std::string::npos) {
+                pings += std::to_string(second) + " ";
+            }
+        }
+    };
+    pass_until(61);
+    EXPECT_EQ(pings, "30 60 ");
+    event(LWS_CALLBACK_CLIENT_RECEIVE_PONG, "any payload");
+    pass_until(150);
+    EXPECT_EQ(pings, "30 60 90 120 150 ");
+    EXPECT_TRUE(wanted());
+    fake_log::reset();
+    event(LWS_CALLBACK_CLIENT_RECEIVE_PONG);
+    EXPECT_EQ(fake_log::take(), "debug websock-rrm->There are no 3 pong answer in a row from server\n")
+        << "a pong after the third ping is too late";
+    EXPECT_FALSE(wanted());
+}
+
+TEST_F(WebsockWorker, WatchdogEndsAConnectionWithoutWriteableEvents) {
+    establish();
+    fake_log::reset();
+    fake_clock::advance(59);
+    worker.process();
+    EXPECT_EQ(fake_log::take(), "");
+    fake_clock::advance(1);
+    worker.process();
+    EXPECT_EQ(fake_log::take(), "debug websock-rrm->ping_timeout:281\n");
+}
+
+TEST_F(WebsockWorker, LinkCommands) {
+    const struct {
+        const char* text;
+        bool sent;
+        const char* answer;
+    } rows[] = {
+        {R"({"service":"internal-ipc","cmd":"status"})", false, connected.c_str()},
+        {R"({"service":"INTERNAL-ipc","cmd":"STATUS","more":1})", false, connected.c_str()},
+        {R"({"service":"internal-ipc"})", false, nullptr},
+        {R"({"service":"internal-ipc","cmd":"whatever"})", false, nullptr},
+        {R"({"service":"internal-ipc","cmd":null})", false, nullptr},
+        {R"({"service":"rrm","cmd":"status"})", true, nullptr},
+        {R"({"cmd":"status"})", true, nullptr},
+        {R"({"command":"update-timezone"})", true, nullptr},
+        {"[1,2]", true, nullptr},
+        {"5", true, nullptr},
+        {"", true, nullptr},
+        {"{broken", true, nullptr},
+    };
+    establish();
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        to_send.push(buffer_of(row.text));
+        take_record();
+        event(LWS_CALLBACK_CLIENT_WRITEABLE);
+        EXPECT_EQ(take_record(), row.sent ? std::string("write 0 ") + row.text + ", ask, " : "ask, ");
+        EXPECT_EQ(drain(received), row.answer != nullptr ? texts{row.answer} : texts{});
+        EXPECT_TRUE(wanted());
+    }
+}
+
+TEST_F(WebsockWorker, TimeZoneIsTakenUpOnItsExactCommand) {
+    const char* before = tzname[0];
+    const std::string utc = before == nullptr ? "" : before;
+    establish();
+    setenv("TZ", "XYZ-3", 1);
+    to_send.push(buffer_of(R"({"command":"UPDATE-TIMEZONE"})"));
+    event(LWS_CALLBACK_CLIENT_WRITEABLE);
+    EXPECT_STRNE(tzname[0], "XYZ");
+    to_send.push(buffer_of(R"({"command":"update-timezone"})"));
+    event(LWS_CALLBACK_CLIENT_WRITEABLE);
+    EXPECT_STREQ(tzname[0], "XYZ");
+    unsetenv("TZ");
+    tzset();
+}
+
+TEST_F(WebsockWorker, UnlinkIsForGood) {
+    establish();
+    to_send.push(buffer_of(R"({"service":"internal-ipc","cmd":"unlink"})"));
+    fake_log::reset();
+    event(LWS_CALLBACK_CLIENT_WRITEABLE);
+    EXPECT_NE(fake_log::take().find("debug websock-rrm->process_internal_unlink:69\n"), std::string::npos);
+    EXPECT_FALSE(wanted());
+    worker.on_stop();
+    take_record();
+    drain(received);
+    to_send.push(buffer_of(R"({"service":"internal-ipc","cmd":"status"})"));
+    EXPECT_FALSE(worker.start_check());
+    EXPECT_EQ(take_record(), "");
+    EXPECT_EQ(drain(received), (texts{disconnected, disconnected}));
+}
+
+}  // namespace
+}  // namespace rfcd

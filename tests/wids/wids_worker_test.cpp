@@ -1,0 +1,61 @@
+#include "wids/wids_worker.h"
+
+#include <gtest/gtest.h>
+
+#include "main/logging.h"
+#include "support/fake_log.h"
+#include "support/fake_peermsg.h"
+#include "support/queues.h"
+
+namespace rfcd {
+namespace {
+
+struct helper_for_test final : ipc_helper {};
+
+TEST(WidsWorker, AnswersEachList) {
+    const struct {
+        const char* list;
+        const char* message;
+        const char* reply;     // command and name; null for none
+        const char* networkd;  // what it gets; null for nothing
+    } rows[] = {
+        {"l1", R"({"service":"WIDS-Mac-Service","Name":"L1","a":[1]})", R"(received","Name":"L1"})",
+         R"({"service":"WIDS-Mac-Service","Name":"L1","a":[1],"command":"update-wids-mac-lists"})"},
+        {"l1", R"({"service":"wids-mac-service","Name":"l1","command":"x"})", R"(received","Name":"l1"})",
+         R"({"service":"wids-mac-service","Name":"l1","command":"update-wids-mac-lists"})"},
+        {"l1", R"({"service":"wids-mac-service","Name":"l2"})", R"(rejected","Name":"l2"})", nullptr},
+        {"l1", R"({"service":"wids-mac-service"})", R"(rejected","Name":"empty-name"})", nullptr},
+        {"", R"({"service":"wids-mac-service","Name":null})", R"(rejected","Name":"empty-name"})", nullptr},
+        {"", R"({"service":"wids-mac-service","Name":""})", R"(received","Name":""})",
+         R"({"service":"wids-mac-service","Name":"","command":"update-wids-mac-lists"})"},
+        {"5", R"({"service":"wids-mac-service","Name":5})", R"(received","Name":"5"})",
+         R"({"service":"wids-mac-service","Name":5,"command":"update-wids-mac-lists"})"},
+        {"l1", R"({"service":"internal-ipc","cmd":"connected","Name":"l1"})", nullptr, nullptr},
+        {"l1", R"({"service":"rrm","Name":"l1"})", nullptr, nullptr},
+        {"l1", R"({"Name":"l1"})", nullptr, nullptr},
+        {"l1", "{broken", nullptr, nullptr},
+    };
+    for (const bool networkd_answers : {true, false}) {
+        for (const auto& row : rows) {
+            SCOPED_TRACE(row.message);
+            fake_peermsg::reset();
+            fake_log::reset(log_mask_none);
+            if (!networkd_answers) fake_peermsg::bus().answer = "";
+            const running_flag running = true;
+            safe_queue in;
+            safe_queue out;
+            const helper_for_test ipc;
+            wids_worker worker(out, in, ipc, row.list, &running);
+            fake_peermsg::take_record();
+            in.push(buffer_of(row.message));
+            EXPECT_TRUE(worker.process());
+            const std::string head = R"({"version":"2.4","service":"wids-mac-service","cmd":"mac-list-)";
+            EXPECT_EQ(drain(out), row.reply != nullptr ? texts{head + row.reply} : texts{});
+            EXPECT_EQ(fake_peermsg::take_record(),
+                      row.networkd != nullptr ? std::string("start, send 6 ") + row.networkd + ", stop, " : "");
+        }
+    }
+}
+
+}  // namespace
+}  // namespace rfcd
