@@ -25,6 +25,8 @@ child_process::child_process(const std::vector<std::string>& arguments,
     posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, output_path.c_str(),
                                      O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0644);
     posix_spawn_file_actions_adddup2(&files, STDOUT_FILENO, STDERR_FILENO);
+    // Whatever the caller was started with, the child begins with three descriptors.
+    posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
     const int error = posix_spawnp(&pid_, argv[0], &files, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&files);
     if (error != 0) throw std::system_error(error, std::generic_category(), arguments[0]);
