@@ -39,7 +39,9 @@ bus.on('data', (piece) => {
     while (bytes.length >= HEAD) {
         const end = HEAD + bytes.readUInt32LE(4);
         if (bytes.length < end) break;
-        if (bytes[8] === TEXT) service.send(bytes.subarray(HEAD, end), {binary: false});
+        if (bytes[8] === TEXT && service.readyState === WebSocket.OPEN) {
+            service.send(bytes.subarray(HEAD, end), {binary: false});
+        }
         bytes = bytes.subarray(end);
     }
     waiting = bytes.length ? [bytes] : [];

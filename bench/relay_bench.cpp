@@ -26,6 +26,18 @@ constexpr load loads[] = {{"200 B", 200, 60'000},
                           {"64 KB", 64'000, 600},
                           {"1 MB", 1'000'000, 40}};
 
+struct cost {
+    double seconds;
+    double processor_seconds;
+};
+
+// JSON, as the services speak it.
+std::string message_of(const load& l) {
+    const std::string head = R"({"service":"roaming","cmd":"bench","text":")";
+    const std::string tail = "\"}";
+    return head + std::string(l.size - head.size() - tail.size(), 'x') + tail;
+}
+
 enum class relay { daemon, node, none };
 
 // The bus, the service, peer 3, and whatever relays between them.
@@ -59,48 +71,37 @@ class arena {
         clear();
     }
 
-    // Seconds for `l` from the bus to the service.
-    double to_service(const load& l) {
+    // `l` from the bus to the service.
+    cost to_service(const load& l) {
         clear();
-        const std::string text(l.size, 'x');
-        const auto start = clock_type::now();
-        for (int i = 0; i < l.count; ++i) peer_.send_quietly(bridge_module, text);
-        return since(
-            start, wait_until([&] { return cloud_.received().size() >= unsigned(l.count); }, 60s));
+        const std::string text = message_of(l);
+        return measure(relay_pid(), [&] {
+            for (int i = 0; i < l.count; ++i) peer_.send_quietly(bridge_module, text);
+            return at_service(l);
+        });
     }
 
-    double to_bus(const load& l) {
+    cost to_bus(const load& l) {
         clear();
-        const auto start = clock_type::now();
-        cloud_.send_many(std::string(l.size, 'x'), l.count);
-        return since(start,
-                     wait_until([&] { return peer_.received().size() >= unsigned(l.count); }, 60s));
+        return measure(relay_pid(), [&] {
+            cloud_.send_many(message_of(l), l.count);
+            return wait_until([&] { return peer_.received().size() >= unsigned(l.count); }, 60s);
+        });
     }
 
     // The bare library in place of a relay; its process is started anew for every run, and the
     // clock runs from its connection on.
-    double bare_sends(const load& l) {
-        clear();
-        const unsigned before = cloud_.connections_so_far();
-        const child_process client({BARE_CLIENT, std::to_string(cloud_.port()), "send",
-                                    std::to_string(l.count), std::to_string(l.size)},
-                                   "/tmp/bare.out");
-        cloud_.wait_connections(before + 1);
-        const auto start = clock_type::now();
-        return since(
-            start, wait_until([&] { return cloud_.received().size() >= unsigned(l.count); }, 60s));
+    cost bare_sends(const load& l) {
+        const auto client = bare_client({"send", std::to_string(l.count), std::to_string(l.size)});
+        return measure(client->pid(), [&] { return at_service(l); });
     }
 
-    double bare_receives(const load& l) {
-        clear();
-        const unsigned before = cloud_.connections_so_far();
-        const child_process client(
-            {BARE_CLIENT, std::to_string(cloud_.port()), "receive", std::to_string(l.count)},
-            "/tmp/bare.out");
-        cloud_.wait_connections(before + 1);
-        const auto start = clock_type::now();
-        cloud_.send_many(std::string(l.size, 'x'), l.count);
-        return since(start, cloud_.received().take(60s).has_value());
+    cost bare_receives(const load& l) {
+        const auto client = bare_client({"receive", std::to_string(l.count)});
+        return measure(client->pid(), [&] {
+            cloud_.send_many(message_of(l), l.count);
+            return cloud_.received().take(60s).has_value();
+        });
     }
 
   private:
@@ -108,9 +109,26 @@ class arena {
         cloud_.received().clear();
         peer_.received().clear();
     }
-    static double since(clock_type::time_point start, bool complete) {
-        if (!complete) throw std::runtime_error("messages were lost");
-        return std::chrono::duration<double>(clock_type::now() - start).count();
+    pid_t relay_pid() const { return (daemon_ ? daemon_->process() : *other_).pid(); }
+    bool at_service(const load& l) {
+        return wait_until([&] { return cloud_.received().size() >= unsigned(l.count); }, 60s);
+    }
+    std::unique_ptr<child_process> bare_client(std::vector<std::string> arguments) {
+        clear();
+        const unsigned before = cloud_.connections_so_far();
+        arguments.insert(arguments.begin(), {BARE_CLIENT, std::to_string(cloud_.port())});
+        auto client = std::make_unique<child_process>(arguments, "/tmp/bare.out");
+        cloud_.wait_connections(before + 1);
+        return client;
+    }
+    // What `transfer` takes of the clock and of the processor time of `pid`.
+    template <typename Transfer>
+    static cost measure(pid_t pid, const Transfer& transfer) {
+        const double processor = cpu_seconds(pid);
+        const auto start = clock_type::now();
+        if (!transfer()) throw std::runtime_error("messages were lost");
+        const std::chrono::duration<double> time = clock_type::now() - start;
+        return {time.count(), cpu_seconds(pid) - processor};
     }
 
     transcript story_;
@@ -128,23 +146,34 @@ double rate(const load& l, double seconds) {
     return amount / seconds;
 }
 
-using measurement = double (arena::*)(const load&);
+using measurement = cost (arena::*)(const load&);
+
+struct runs {
+    std::vector<double> rates;
+    std::vector<double> microseconds;  // of the processor, a message
+    void add(const load& l, const cost& c) {
+        rates.push_back(rate(l, c.seconds));
+        microseconds.push_back(c.processor_seconds * 1e6 / l.count);
+    }
+};
 
 // The three in turn, so that the machine's moods meet them alike.
 void measure_direction(results& r, const char* title, measurement relayed, measurement bare) {
-    r.table(title, {"daemon", "limit", "node", "daemon/limit", "daemon/node"});
+    r.table(title, {"daemon", "limit", "node", "daemon/limit", "daemon/node", "daemon us",
+                    "limit us", "node us"});
     for (const auto& l : loads) {
-        std::vector<double> rates[3];
+        runs own;
+        runs limit;
+        runs node;
         for (int round = 0; round < rounds; ++round) {
-            rates[0].push_back(rate(l, (arena(relay::daemon).*relayed)(l)));
-            rates[1].push_back(rate(l, (arena(relay::none).*bare)(l)));
-            rates[2].push_back(rate(l, (arena(relay::node).*relayed)(l)));
+            own.add(l, (arena(relay::daemon).*relayed)(l));
+            limit.add(l, (arena(relay::none).*bare)(l));
+            node.add(l, (arena(relay::node).*relayed)(l));
         }
-        const double own = median(rates[0]);
-        const double limit = median(rates[1]);
-        const double node = median(rates[2]);
+        const double rates[] = {median(own.rates), median(limit.rates), median(node.rates)};
         r.row(std::string(l.name) + (l.size < 10'000 ? ", messages/s" : ", MB/s"),
-              {own, limit, node, own / limit, own / node});
+              {rates[0], rates[1], rates[2], rates[0] / rates[1], rates[0] / rates[2],
+               median(own.microseconds), median(limit.microseconds), median(node.microseconds)});
     }
 }
 
@@ -154,6 +183,7 @@ void measure_relay(results& r) {
     measure_direction(r, "roaming relay, bus to service", &arena::to_service, &arena::bare_sends);
     measure_direction(r, "roaming relay, service to bus", &arena::to_bus, &arena::bare_receives);
     r.note("limit: the bare WebSocket library that only sends, or only receives; no bus");
+    r.note("us: processor time of that process, a message");
 }
 
 }  // namespace bench
