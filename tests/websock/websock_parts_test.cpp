@@ -32,14 +32,18 @@ TEST(ConnectionDelay, RangesGrowToTheMaximum) {
 TEST(LwsCallback, SlotServesWhoeverIsInstalled) {
     fake_log::reset();
     int seen = -1;
-    const auto call = [] { return lws_static_callback(nullptr, LWS_CALLBACK_CLIENT_RECEIVE, nullptr, nullptr, 7); };
+    const auto place = [](std::uintptr_t number) { return reinterpret_cast<void*>(number); };
+    const auto call = [&] {
+        return lws_static_callback(static_cast<lws*>(place(0x10)), LWS_CALLBACK_CLIENT_RECEIVE, place(0x20),
+                                   place(0x30), 7);
+    };
     set_lws_dispatcher([&](lws*, int reason, void*, void*, std::size_t) { return seen = reason; });
     EXPECT_EQ(call(), LWS_CALLBACK_CLIENT_RECEIVE);
     remove_lws_dispatcher();
     seen = -1;
     EXPECT_EQ(call(), 0);
     EXPECT_EQ(seen, -1);
-    EXPECT_EQ(fake_log::take(), "debug No function to process lws callback((nil), 8, (nil), (nil), 7)\n");
+    EXPECT_EQ(fake_log::take(), "debug No function to process lws callback(0x10, 8, 0x20, 0x30, 7)\n");
 }
 
 TEST(LwsCallback, ReasonNames) {
