@@ -227,7 +227,7 @@ bool broker::flush(client& c) {
         }
         msghdr message{};
         message.msg_iov = parts.data();
-        message.msg_iovlen = count;
+        message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(count);  // an int in musl
         const ssize_t sent = sendmsg(c.descriptor, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent < 0) return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
         c.sent_of_first += static_cast<std::size_t>(sent);

@@ -10,7 +10,7 @@
 namespace standin {
 namespace {
 
-std::string line(int code, const char* format, ...) {
+[[gnu::format(printf, 2, 3)]] std::string line(int code, const char* format, ...) {
     setenv("TZ", "UTC", 1);
     tzset();
     std::va_list args;
