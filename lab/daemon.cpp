@@ -7,10 +7,22 @@
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "platform/peermsg.h"
 
 namespace lab {
+
+namespace {
+
+std::vector<std::string>& daemon_command() {
+    static std::vector<std::string> command{RFCD_BINARY};
+    return command;
+}
+
+}  // namespace
+
+void use_daemon(std::vector<std::string> command) { daemon_command() = std::move(command); }
 
 daemon::daemon(transcript& story, const settings& lines, const std::vector<std::string>& prefix,
                const std::string& folder)
@@ -20,7 +32,8 @@ daemon::daemon(transcript& story, const settings& lines, const std::vector<std::
     for (const auto& [key, value] : lines) text += key + "=" + value + "\n";
     write_file(configuration_path, text);
     auto command = prefix;
-    command.insert(command.end(), {RFCD_BINARY, "-f", configuration_path});
+    command.insert(command.end(), daemon_command().begin(), daemon_command().end());
+    command.insert(command.end(), {"-f", configuration_path});
     process_ = std::make_unique<child_process>(command, output_path_);
     story_.add("rfcd", "", "started, process " + std::to_string(process_->pid()));
 }

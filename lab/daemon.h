@@ -42,6 +42,10 @@ class daemon {
     std::unique_ptr<child_process> process_;
 };
 
+// Has every later daemon started as `command` (a program and its first arguments), for one that is
+// built for another machine. Without it that is the daemon of this build.
+void use_daemon(std::vector<std::string> command);
+
 // A prefix under which a process lives `speed` times as fast, or whose clock jumps to what the file
 // at `jump_path` says ("+3600").
 std::vector<std::string> faster(unsigned speed);

@@ -1,9 +1,11 @@
-// rfcd-lab SCENARIO: plays one scenario in this sandbox and prints it.
+// rfcd-lab SCENARIO [--daemon COMMAND ...]: plays one scenario in this sandbox and prints it. With
+// --daemon the daemon is started as this command, "qemu-aarch64-static path/rfcd" say.
 #include <cstdio>
 #include <cstring>
 #include <exception>
 
 #include "lab/child_process.h"
+#include "lab/daemon.h"
 #include "lab/scenarios.h"
 
 namespace {
@@ -21,7 +23,7 @@ constexpr struct {
 };
 
 int usage() {
-    std::fprintf(stderr, "usage: rfcd-lab SCENARIO\n");
+    std::fprintf(stderr, "usage: rfcd-lab SCENARIO [--daemon COMMAND ...]\n");
     for (const auto& s : scenarios) std::fprintf(stderr, "  %-10s %s\n", s.name, s.summary);
     return 2;
 }
@@ -29,7 +31,9 @@ int usage() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) return usage();
+    const bool other_daemon = argc > 3 && std::strcmp(argv[2], "--daemon") == 0;
+    if (argc != 2 && !other_daemon) return usage();
+    if (other_daemon) lab::use_daemon({argv + 3, argv + argc});
     for (const auto& scenario : scenarios) {
         if (std::strcmp(argv[1], scenario.name) != 0) continue;
         lab::transcript story(stdout);
