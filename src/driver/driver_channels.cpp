@@ -1,11 +1,10 @@
 // Channel specifications and transmit power: what is configured, what the radio does, and the two
 // requests that change it.
 #include <array>
-#include <fstream>
-#include <sstream>
 
 #include "driver/driver.h"
 #include "driver/radio_context.h"
+#include "driver/text_file.h"
 #include "main/logging.h"
 
 namespace rfcd {
@@ -24,12 +23,6 @@ std::string radio_path(const std::string& ifname, const char* setting) {
 
 std::string radio_path(int radio, const char* setting) {
     return radio_path("wlan" + std::to_string(radio), setting);
-}
-
-std::string whole_file(const std::string& path) {
-    std::ostringstream text;
-    if (const std::ifstream file(path, std::ios::binary); file) text << file.rdbuf();
-    return text.str();
 }
 
 }  // namespace
@@ -150,7 +143,7 @@ void driver::fill_chanspecs(const char* radio_name, std::string& out) {
     if (getconf(limit_path, use_limit) == 0 && use_limit == "true") {
         if (getconf(radio_path(radio_name, "limit-channels"), out) != 0) return;
     } else {
-        out = whole_file(std::string("/var/run/hostapd-channels-") + radio_name);
+        out = read_text_file(std::string("/var/run/hostapd-channels-") + radio_name).value_or("");
         if (!out.empty()) out.pop_back();  // the file ends with a line end
     }
     log_debug(daemon_logger, "<%s:%d> chanspecs == %s\n", __func__, __LINE__, out.c_str());

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <fstream>
 
+#include "driver/text_file.h"
 #include "main/logging.h"
 
 namespace rfcd {
@@ -36,20 +36,20 @@ bool is_if_exists(const char* ifname) {
 bool interface_is_up(const std::string& ifname) {
     const std::string name = vap_to_ifname(ifname);
     const std::string path = device_directory + name + "/flags";
-    std::ifstream file(path);
-    if (!file.good()) {
+    const auto text = read_text_file(path);
+    if (!text) {
         log_error(daemon_logger, "<%s:%d> cannot open entry from sysfs(%s)\n", __func__, __LINE__,
                   path.c_str());
         return false;
     }
-    std::string line;
-    std::getline(file, line);
-    if (!file.good()) {
+    const auto line_end = text->find('\n');
+    if (line_end == std::string::npos) {
         log_error(daemon_logger, "<%s:%d> cannot read entry from sysfs(%s)\n", __func__, __LINE__,
                   path.c_str());
         return false;
     }
-    const auto flags = static_cast<std::uint32_t>(std::strtol(line.c_str(), nullptr, 16));
+    const auto flags =
+        static_cast<std::uint32_t>(std::strtol(text->substr(0, line_end).c_str(), nullptr, 16));
     log_debug(daemon_logger, "<%s:%d> /sys/class/net/%s/flags == 0x%0x\n", __func__, __LINE__,
               name.c_str(), flags);
     return flags != unreadable_flags && (flags & IFF_UP) != 0;

@@ -1,7 +1,10 @@
 // Scans and their reports: what "rrm-update" sets in motion, and what the radios heard.
 #include <syslog.h>
 
-#include <sstream>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <optional>
 #include <string>
 
 #include "main/logging.h"
@@ -19,6 +22,16 @@ constexpr struct {
     int band;
     const char* key;
 } bands[] = {{2, "2"}, {5, "5"}, {6, "6"}};
+
+// The number that the text begins with, and the text after it; null when there is none.
+std::optional<int> next_number(const char*& text) {
+    char* end = nullptr;
+    errno = 0;
+    const long number = std::strtol(text, &end, 10);
+    if (end == text || errno == ERANGE || number < INT_MIN || number > INT_MAX) return std::nullopt;
+    text = end;
+    return static_cast<int>(number);
+}
 
 void add_scan_result(json_writer& list, const scan_result& result, const char* primary_channel) {
     json_writer object(false, list, nullptr);
@@ -59,10 +72,9 @@ void rrm_worker::rebuild_scan_channels(const json_reader& message) {
         for (const auto& [band, key] : bands) {
             const char* text = element.get_string(key);
             if (text == nullptr) continue;
-            std::istringstream numbers(text);
-            for (int channel = 0; numbers >> channel;) {
+            while (const auto channel = next_number(text)) {
                 auto& channels = scan_channels_[band];
-                if (channel > 0 && channel <= max_channel) channels.insert(channel);
+                if (*channel > 0 && *channel <= max_channel) channels.insert(*channel);
             }
         }
     }

@@ -8,9 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <map>
-#include <sstream>
+#include <memory>
 #include <string>
 
 #include "radioctl/radio_scene.h"
@@ -44,9 +43,14 @@ std::map<std::string, radio_state>& states() {
 }
 
 radio_scene read_scene() {
-    std::ostringstream text;
-    if (const std::ifstream file(standin::scene_path); file) text << file.rdbuf();
-    return standin::parse_scene(text.str()).value_or(radio_scene{});
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
+        std::fopen(standin::scene_path, "re"), &std::fclose);
+    std::string text;
+    char piece[512];
+    while (const auto count = file ? std::fread(piece, 1, sizeof piece, file.get()) : 0) {
+        text.append(piece, count);
+    }
+    return standin::parse_scene(text).value_or(radio_scene{});
 }
 
 // "wlan1-vap2" is an interface of the radio "wlan1".

@@ -15,7 +15,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -30,9 +29,13 @@ constexpr std::size_t max_output = 4096;  // what is kept for the log; the rest 
 void (*log_writer)(const char* line) = nullptr;
 
 std::vector<std::string> words_of(const std::string& command) {
-    std::istringstream text(command);
+    constexpr const char* blanks = " \t\n\v\f\r";
     std::vector<std::string> words;
-    for (std::string word; text >> word;) words.push_back(word);
+    for (auto at = command.find_first_not_of(blanks); at != std::string::npos;) {
+        const auto end = command.find_first_of(blanks, at);
+        words.push_back(command.substr(at, end - at));
+        at = command.find_first_not_of(blanks, end);
+    }
     return words;
 }
 

@@ -1,0 +1,12 @@
+// Small files of the system, read at once.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace rfcd {
+
+// The whole file; null when it cannot be opened.
+std::optional<std::string> read_text_file(const std::string& path);
+
+}  // namespace rfcd
