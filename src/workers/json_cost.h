@@ -2,10 +2,16 @@
 // takes two bytes to write and the better part of a kilobyte to hold.
 #pragma once
 
+#include <cstddef>
+
 namespace rfcd {
 
-// True when the tree of the zero-terminated text would stay within 128 MiB. An estimate from the
-// text's brackets and commas; the text need not be JSON. Linear in its length.
+// The most bytes that the tree of the zero-terminated text takes beside its strings, by the text's
+// brackets, commas and colons. Beyond 128 MiB it is not counted to the end. The text need not be
+// JSON. Linear in its length.
+std::size_t json_cost(const char* text);
+
+// True when that stays within 128 MiB.
 bool is_affordable_json(const char* text);
 
 }  // namespace rfcd

@@ -66,6 +66,10 @@ TEST(JsonReader, RefusesWhatWouldTakeTooMuchMemory) {
     };
     EXPECT_EQ(json_reader(list(100'000).c_str()).get_int("a"), 1);
     EXPECT_TRUE(json_reader(list(300'000).c_str()).empty());
+    for (const char* unseen : {"/*\"*/", "//\"\n", "/***/\"*/"}) {
+        EXPECT_TRUE(json_reader((unseen + list(300'000)).c_str()).empty())
+            << "a quote that begins no string: " << unseen;
+    }
     const std::string harmless = R"({"a":1,"text":")" + std::string(1'000'000, '{') + "\"}";
     EXPECT_EQ(json_reader(harmless.c_str()).get_int("a"), 1) << "brackets in strings cost nothing";
 }

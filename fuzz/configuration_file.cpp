@@ -1,0 +1,54 @@
+// Any bytes as the configuration file, and as the board's factory file.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <memory>
+
+#include "driver/board_identity.h"
+#include "fuzz/fuzz.h"
+#include "main/configuration.h"
+#include "main/logging.h"
+#include "support/fake_log.h"
+
+namespace {
+
+bool is_one_line(std::string_view text) {
+    return text.find_first_of("\r\n") == std::string_view::npos;
+}
+
+void look_at(const rfcd::configuration& config) {
+    for (const auto& service : config.services) {
+        fuzz::require(is_one_line(service.host.view()) && is_one_line(service.path.view()),
+                      "a URL is one line");
+        fuzz::require(!service.enabled || service.path.view().starts_with('/'),
+                      "a path begins with a slash", service.path.view());
+        fuzz::require(is_one_line(service.location.view()), "a location is one line");
+    }
+    fuzz::require(is_one_line(config.mac_list_id) && is_one_line(config.log_file_path),
+                  "a text is one line");
+}
+
+void read_board(const char* path) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path, "re"),
+                                                               &std::fclose);
+    const auto board = rfcd::parse_board_identity(file.get());
+    const std::string bssid = rfcd::vap_bssid(board.board_mac.c_str(), "wlan2-vap15");
+    fuzz::require(bssid.size() == 17, "every board gives its VAPs an address", bssid);
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const int file = memfd_create("input", MFD_CLOEXEC);
+    static const std::string path = "/proc/self/fd/" + std::to_string(file);
+    fuzz::require(
+        ftruncate(file, 0) == 0 && pwrite(file, data, size, 0) == static_cast<ssize_t>(size),
+        "the file is written");
+    fake_log::reset(rfcd::log_mask_all);
+    rfcd::configuration config;
+    config.file_path = path;
+    rfcd::read_configuration_file(config);
+    look_at(config);
+    read_board(path.c_str());
+    return 0;
+}

@@ -1,0 +1,100 @@
+// Any text as a message: its tree costs no more than was foreseen, and what it says is the same
+// after it was written and read again.
+#include "ipc/json_reader.h"
+
+#include <malloc.h>
+
+#include <algorithm>
+
+#include "fuzz/fuzz.h"
+#include "ipc/json_writer.h"
+#include "workers/json_cost.h"
+
+// Of the sanitizers' runtime, which other builds lack.
+extern "C" {
+[[gnu::weak]] int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const volatile void*,
+                                                                              std::size_t),
+                                                            void (*freed)(const volatile void*));
+[[gnu::weak]] std::size_t __sanitizer_get_allocated_size(const volatile void*);
+}
+
+namespace {
+
+// The heap, counted as the C library would: with its overhead of each block. Without a sanitizer
+// the library itself is asked, and the highest is what there is in the end.
+class heap {
+  public:
+    static void begin() {
+        static const bool counts =
+            __sanitizer_install_malloc_and_free_hooks != nullptr &&
+            __sanitizer_install_malloc_and_free_hooks(&allocated, &freed) != 0;
+        start_ = counts ? 0 : in_use();
+        now_ = highest_ = start_;
+        counting_ = counts;
+    }
+    // Bytes since the beginning.
+    static std::size_t highest() {
+        return (counting_ ? highest_ : std::max(in_use(), start_)) - start_;
+    }
+
+  private:
+    static std::size_t in_use() {
+        const auto info = mallinfo2();
+        return info.uordblks + info.hblkhd;
+    }
+    static std::size_t block(std::size_t size) {
+        return std::max<std::size_t>(32, (size + 8 + 15) / 16 * 16);
+    }
+    static void allocated(const volatile void* /*block*/, std::size_t size) {
+        now_ += block(size);
+        highest_ = std::max(highest_, now_);
+    }
+    static void freed(const volatile void* start) {
+        if (start != nullptr) now_ -= std::min(now_, block(__sanitizer_get_allocated_size(start)));
+    }
+
+    static inline bool counting_ = false;
+    static inline std::size_t start_ = 0;
+    static inline std::size_t now_ = 0;
+    static inline std::size_t highest_ = 0;
+};
+
+void look_up(const rfcd::json_reader& reader, int depth) {
+    for (const char* key : {"service", "cmd", "radios", "id", ""}) {
+        reader.get_int(key);
+        fuzz::require(reader.get_string(key) == nullptr || reader.contains(key),
+                      "a text has its member");
+        if (depth > 0) look_up(reader.get_object(key), depth - 1);
+    }
+    for (std::int32_t i = -1; i <= std::min(reader.array_length(), 3); ++i) {
+        if (depth > 0) look_up(reader.get_array_item(i), depth - 1);
+    }
+}
+
+std::string written_again(const std::string& text) {
+    const rfcd::json_reader reader(text.c_str());
+    fuzz::require(!reader.empty(), "what is written can be read", text);
+    return rfcd::json_text(reader.object());
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    constexpr std::size_t parser = 4096;  // what reading takes for itself
+    constexpr std::size_t of_a_byte =
+        4;  // a string is collected in a buffer that doubles, then copied
+    const std::string text(fuzz::text_of(data, size));
+    const auto foreseen = rfcd::json_cost(text.c_str()) + of_a_byte * text.size() + parser;
+    heap::begin();
+    const rfcd::json_reader reader(text.c_str());
+    const auto taken = heap::highest();
+    fuzz::require(
+        taken <= foreseen, "the cost is foreseen",
+        std::to_string(taken) + " bytes where " + std::to_string(foreseen) + " were foreseen");
+    if (reader.empty()) return 0;
+    look_up(reader, 3);
+    // The library keeps how a number was written, so that it may change once ("012e", "012", "12").
+    const std::string written = written_again(rfcd::json_text(reader.object()));
+    fuzz::require(written_again(written) == written, "what is written reads the same", written);
+    return 0;
+}

@@ -1,0 +1,65 @@
+// Messages of the RRM service, and what goes on around them, over a scripted driver. See
+// rrm_session.h for the script; its "=" lines set the driver's answers:
+//   =u =a =y      radios up or down, automatic channel, all radios for widsd
+//   =oN =pN       the sentry radio, seconds that setting the power takes
+//   =cN =CN       channel specification in use, configured
+//   =eN =sN       an event of the radios, seconds that a scan takes
+//   =rN           N results of the next scan
+//   =x            the two readings throw that may
+#include "fuzz/rrm_session.h"
+#include "support/fake_peermsg.h"
+#include "support/scripted_driver.h"
+
+namespace {
+
+void change(scripted_driver& drv, std::string_view text) {
+    const char what = fuzz::cut_character(text);
+    const int number = fuzz::cut_number<int>(text);
+    switch (what) {
+        case 'u': drv.radios_up = !drv.radios_up; break;
+        case 'a': drv.auto_channel = !drv.auto_channel; break;
+        case 'y': drv.sentry_all = !drv.sentry_all; break;
+        case 'o': drv.sentry_radio = number; break;
+        case 'p': drv.power_takes_seconds = std::clamp(number, 0, 1000); break;
+        case 'c': drv.current = static_cast<rfcd::chanspec_t>(number); break;
+        case 'C': drv.configured = static_cast<rfcd::chanspec_t>(number); break;
+        case 'e': drv.events.push_back({static_cast<std::uint32_t>(number)}); break;
+        case 's': drv.scan_seconds = std::clamp(number, 0, 100); break;
+        case 'r': {
+            rfcd::scan_result result;
+            result.rssi = result.sideband = number;
+            result.bandwidth = 80;
+            drv.heard.emplace_back(static_cast<std::size_t>(std::clamp(number, 0, 100)), result);
+            break;
+        }
+        case 'x': drv.throws = true; break;
+        default: break;
+    }
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    [[maybe_unused]] static const bool alone = (lab::require_sandbox(), true);
+    fuzz::rrm_session::start_over();
+    fake_peermsg::reset();
+    scripted_driver drv;
+    {
+        fuzz::rrm_session session(drv);
+        bool alive = session.pass();
+        fuzz::play_lines(fuzz::text_of(data, size), [&](std::string_view line) {
+            alive = session.play(line, [&](std::string_view text) { change(drv, text); });
+            fake_peermsg::take_record();
+            drv.take();
+            fuzz::require(alive || drv.throws, "nothing throws over a driver that does not");
+            return alive;
+        });
+        // Nothing but a hostapd that went away leaves a scan without an end.
+        for (int i = 0; i < 20 && alive && drv.scanning; ++i) {
+            fake_clock::advance(drv.scan_seconds + 1);
+            alive = session.pass();
+        }
+        fuzz::require(!alive || !drv.scanning || session.hostapd_went(), "a scan ends");
+    }
+    return 0;
+}

@@ -1,0 +1,98 @@
+// What the radio library hands to the driver. The input is bytes: one that switches between the
+// layouts and lies about counts, the radio information record, then entries.
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+
+#include "driver/driver.h"
+#include "fuzz/fuzz.h"
+#include "lab/child_process.h"
+#include "main/logging.h"
+#include "support/fake_log.h"
+#include "support/fake_peermsg.h"
+#include "support/fake_radio.h"
+
+namespace {
+
+using fake_radio::bytes;
+using rfcd::scan_result;
+
+constexpr std::size_t most_active = 4096;  // docs/limits.md
+
+rfcd::driver& driver_of_three_radios() {
+    lab::require_sandbox();
+    for (const char* name : {"wlan0", "wlan1", "wlan2"}) {
+        const std::string device = std::string("/sys/class/net/") + name;
+        std::filesystem::create_directories(device);
+        lab::write_file(device + "/flags", "0x1003\n");
+        fake_peermsg::bus().store["/interface/" + std::string(name) + "-vap0/common/enabled"] =
+            "\"true\"";
+    }
+    lab::write_file("/tmp/factory", "MAC: 00:11:22:33:44:50\n");
+    static const rfcd::running_flag enabled = true;
+    static rfcd::driver drv(&enabled);
+    drv.init_interface_context();
+    return drv;
+}
+
+bytes take(std::string_view& text, std::size_t size) {
+    bytes taken(text.begin(),
+                text.begin() + static_cast<std::ptrdiff_t>(std::min(size, text.size())));
+    text.remove_prefix(taken.size());
+    taken.resize(size);
+    return taken;
+}
+
+// What a report says of a result.
+void look_at(rfcd::driver& drv, const std::vector<scan_result>& table) {
+    for (const auto& result : table) {
+        const std::string text = drv.primary_channel_to_string(result.sideband, result.bandwidth);
+        fuzz::require(!text.empty() && text.size() <= 5, "there is a word for the primary channel",
+                      text);
+        fuzz::require(result.bssid.text().size() == 17, "a BSSID has a text");
+    }
+}
+
+void read_channel(rfcd::driver& drv, std::string_view& text) {
+    fake_radio::library().info = take(text, RADIOCTL_INFO_CENTRE + 1);
+    fake_radio::library().info.resize(RADIOCTL_INFO_SIZE);
+    const auto chanspec = drv.get_chanspec("wlan0");
+    fuzz::require(drv.chanspec_bw(chanspec) >= 20 && drv.chanspec_channel(chanspec) <= 255,
+                  "a channel specification holds a channel");
+    drv.chanspec_sideband_string(chanspec);
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static rfcd::driver& drv = driver_of_three_radios();
+    fake_radio::reset();
+    fake_peermsg::take_record();
+    fake_log::reset(rfcd::log_mask_all);
+    auto text = fuzz::text_of(data, size);
+    const auto first = static_cast<std::uint8_t>(fuzz::cut_character(text));
+    auto& library = fake_radio::library();
+    read_channel(drv, text);
+    std::vector<scan_result> table;
+    if (first % 2 == 0) {
+        // Whole entries, and a count that is right or beyond belief.
+        const std::size_t count = text.size() / RADIOCTL_ENTRY_SIZE;
+        library.active["wlan1"] = take(text, count * RADIOCTL_ENTRY_SIZE);
+        library.active_count_lie = first >= 128 ? most_active - count + first : 0;
+        drv._fill_ap_table(table);
+        fuzz::require(table.size() == (first >= 128 ? 0 : count),
+                      "a believable count of results is read");
+    } else {
+        // The buffer has one size; all in it may lie.
+        for (const char* name : {"wlan0", "wlan1", "wlan2"})
+            library.rrm[name] = take(text, RADIOCTL_RRM_SIZE);
+        if (first >= 128) library.results["result wlan1"] = -first;
+        const std::uint32_t magic = RADIOCTL_RRM_MAGIC;
+        if (first >= 64) std::memcpy(library.rrm["wlan0"].data(), &magic, sizeof magic);
+        drv.fill_rrm_ap_table(table);
+        fuzz::require(table.size() <= 3 * std::size_t{RADIOCTL_RRM_MAX_ENTRIES},
+                      "results stay within their buffer");
+    }
+    look_at(drv, table);
+    return 0;
+}
