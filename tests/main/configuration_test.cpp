@@ -4,7 +4,11 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <regex>
+#include <set>
+#include <sstream>
 
+#include "lab/child_process.h"
 #include "main/logging.h"
 #include "support/fake_log.h"
 
@@ -27,6 +31,15 @@ class Configuration : public testing::Test {
 
     configuration config;
 };
+
+std::multiset<std::string> matches(const std::string& text, const char* pattern) {
+    const std::regex expression(pattern, std::regex::ECMAScript | std::regex::multiline);
+    std::multiset<std::string> found;
+    for (std::sregex_iterator at(text.begin(), text.end(), expression), end; at != end; ++at) {
+        found.insert((*at)[1]);
+    }
+    return found;
+}
 
 TEST_F(Configuration, UrlForms) {
     const struct {
@@ -120,6 +133,43 @@ TEST_F(Configuration, DefaultsDependOnAFileBeingNamed) {
     read_configuration_file(config);
     EXPECT_EQ(rrm().location.view(), "default-rrm-domain");
     EXPECT_FALSE(rrm().enabled);
+}
+
+TEST_F(Configuration, ExampleAndManualHaveEveryKey) {
+    const std::string folder = PROJECT_FOLDER;
+    const auto keys =
+        matches(lab::read_file(folder + "/src/main/configuration.cpp"), R"(^ +\{"([a-z_-]+)=",)");
+    ASSERT_FALSE(keys.empty());
+    const std::string example = lab::read_file(folder + "/packaging/rfcd.conf");
+    EXPECT_EQ(matches(example, "^#?([a-z_-]+)="), keys) << "each once";
+    EXPECT_EQ(matches(lab::read_file(folder + "/packaging/rfcd.8"), "^\\.It Cm (.+)$"), keys);
+}
+
+TEST_F(Configuration, ExampleIsReadAsItSays) {
+    const std::string example =
+        lab::read_file(std::string(PROJECT_FOLDER) + "/packaging/rfcd.conf");
+    read(example);
+    for (const auto& service : config.services) {
+        EXPECT_FALSE(service.enabled) << "a fresh installation calls nobody";
+        EXPECT_EQ(service.location.view(), "default-rrm-domain");
+        EXPECT_EQ(service.initial_connection_delay, 5U);
+        EXPECT_EQ(service.max_connection_delay, 300U);
+    }
+    EXPECT_EQ(config.log_level, 7U);
+    EXPECT_EQ(config.log_file_path, "");
+
+    const configuration defaults = config;
+    read(std::regex_replace(example, std::regex("\n#([a-z_-]+=)"), "\n$1"));
+    for (const auto& service : config.services) {
+        EXPECT_TRUE(service.enabled);
+        EXPECT_EQ(service.host.view(), "cloud.example");
+        EXPECT_EQ(service.location.view(), defaults.services[0].location.view());
+    }
+    EXPECT_EQ(config.log_file_path, "/var/log/rfcd/rfcd.log");
+    EXPECT_EQ(config.mac_list_id, "list-of-this-building");
+    EXPECT_EQ(config.log_level, 7U);
+    std::istringstream lines(example);
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 253U) << line;
 }
 
 }  // namespace
