@@ -97,7 +97,7 @@ class link_session {
             case 'r': receive(text); break;
             case 'b': call(LWS_CALLBACK_CLIENT_RECEIVE, nullptr, 0); break;
             case 'w': writeable(fuzz::cut_number<unsigned>(text) % 16); break;
-            case 'o': other(fuzz::cut_number<int>(text)); break;
+            case 'o': other(fuzz::cut_number<unsigned>(text)); break;
             default: break;
         }
     }
@@ -113,15 +113,15 @@ class link_session {
         }
         call(LWS_CALLBACK_CLIENT_ESTABLISHED);
     }
-    // The same events go elsewhere above.
-    static void other(int reason) {
+    // Those that have lines of their own above are left out.
+    static void other(unsigned number) {
+        const auto reason = static_cast<int>(number % (LWS_CALLBACK_USER + 1U));
         switch (reason) {
             case LWS_CALLBACK_CLIENT_ESTABLISHED:
             case LWS_CALLBACK_CLIENT_RECEIVE:
             case LWS_CALLBACK_CLIENT_RECEIVE_PONG:
             case LWS_CALLBACK_CLIENT_WRITEABLE: return;
-            default:
-                call(static_cast<int>(static_cast<unsigned>(reason) % (LWS_CALLBACK_USER + 1U)));
+            default: call(reason);
         }
     }
     void receive(std::string_view text) {
