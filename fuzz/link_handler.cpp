@@ -2,7 +2,7 @@
 //   c x           a connection attempt; the end of the connection
 //   e             the handshake is complete
 //   rN,F,TEXT     a piece of a message: N bytes of the frame remain, F is 1 for the last fragment
-//   b             a piece without data
+//   b             the last piece of a message, without data
 //   qTEXT         the service worker queues a message
 //   wN            the socket is writeable, with room for N messages
 //   f             sending fails from now on, or no longer
@@ -95,7 +95,7 @@ class link_session {
             case 'e': established(); break;
             case 'p': call(LWS_CALLBACK_CLIENT_RECEIVE_PONG); break;
             case 'r': receive(text); break;
-            case 'b': call(LWS_CALLBACK_CLIENT_RECEIVE, nullptr, 0); break;
+            case 'b': receive_nothing(); break;
             case 'w': writeable(fuzz::cut_number<unsigned>(text) % 16); break;
             case 'o': other(fuzz::cut_number<unsigned>(text)); break;
             default: break;
@@ -145,6 +145,11 @@ class link_session {
         call(LWS_CALLBACK_CLIENT_RECEIVE, data.data(), data.size());
         fuzz::require(!linked_ || partial_ || !worker_.keep_running(&running_),
                       "an endless message is cut off");
+    }
+    static void receive_nothing() {
+        library().remaining = 0;
+        library().final_fragment = true;
+        call(LWS_CALLBACK_CLIENT_RECEIVE);
     }
     void writeable(unsigned room) {
         library().room = static_cast<int>(room);

@@ -137,8 +137,7 @@ TEST_F(Configuration, DefaultsDependOnAFileBeingNamed) {
 
 TEST_F(Configuration, ExampleAndManualHaveEveryKey) {
     const std::string folder = PROJECT_FOLDER;
-    const auto keys =
-        matches(lab::read_file(folder + "/src/main/configuration.cpp"), R"(^ +\{"([a-z_-]+)=",)");
+    const auto keys = matches(lab::read_file(folder + "/src/main/configuration.cpp"), R"(^ +\{"([a-z_-]+)=",)");
     ASSERT_FALSE(keys.empty());
     const std::string example = lab::read_file(folder + "/packaging/rfcd.conf");
     EXPECT_EQ(matches(example, "^#?([a-z_-]+)="), keys) << "each once";
@@ -146,8 +145,7 @@ TEST_F(Configuration, ExampleAndManualHaveEveryKey) {
 }
 
 TEST_F(Configuration, ExampleIsReadAsItSays) {
-    const std::string example =
-        lab::read_file(std::string(PROJECT_FOLDER) + "/packaging/rfcd.conf");
+    const std::string example = lab::read_file(std::string(PROJECT_FOLDER) + "/packaging/rfcd.conf");
     read(example);
     for (const auto& service : config.services) {
         EXPECT_FALSE(service.enabled) << "a fresh installation calls nobody";
