@@ -2,7 +2,7 @@
 //   c x           a connection attempt; the end of the connection
 //   e             the handshake is complete
 //   rN,F,TEXT     a piece of a message: N bytes of the frame remain, F is 1 for the last fragment
-//   b             the last piece of a message, without data
+//   b             a piece without data
 //   qTEXT         the service worker queues a message
 //   wN            the socket is writeable, with room for N messages
 //   f             sending fails from now on, or no longer
@@ -95,9 +95,13 @@ class link_session {
             case 'e': established(); break;
             case 'p': call(LWS_CALLBACK_CLIENT_RECEIVE_PONG); break;
             case 'r': receive(text); break;
-            case 'b': receive_nothing(); break;
+            case 'b':
+                library().remaining = 0;
+                library().final_fragment = true;
+                call(LWS_CALLBACK_CLIENT_RECEIVE);
+                break;
             case 'w': writeable(fuzz::cut_number<unsigned>(text) % 16); break;
-            case 'o': other(fuzz::cut_number<unsigned>(text)); break;
+            case 'o': other(fuzz::cut_number<unsigned>(text) % (LWS_CALLBACK_USER + 1)); break;
             default: break;
         }
     }
@@ -113,15 +117,14 @@ class link_session {
         }
         call(LWS_CALLBACK_CLIENT_ESTABLISHED);
     }
-    // Those that have lines of their own above are left out.
-    static void other(unsigned number) {
-        const auto reason = static_cast<int>(number % (LWS_CALLBACK_USER + 1U));
+    // The same events go elsewhere above.
+    static void other(unsigned reason) {
         switch (reason) {
             case LWS_CALLBACK_CLIENT_ESTABLISHED:
             case LWS_CALLBACK_CLIENT_RECEIVE:
             case LWS_CALLBACK_CLIENT_RECEIVE_PONG:
             case LWS_CALLBACK_CLIENT_WRITEABLE: return;
-            default: call(reason);
+            default: call(static_cast<int>(reason));
         }
     }
     void receive(std::string_view text) {
@@ -145,11 +148,6 @@ class link_session {
         call(LWS_CALLBACK_CLIENT_RECEIVE, data.data(), data.size());
         fuzz::require(!linked_ || partial_ || !worker_.keep_running(&running_),
                       "an endless message is cut off");
-    }
-    static void receive_nothing() {
-        library().remaining = 0;
-        library().final_fragment = true;
-        call(LWS_CALLBACK_CLIENT_RECEIVE);
     }
     void writeable(unsigned room) {
         library().room = static_cast<int>(room);

@@ -68,7 +68,7 @@ void change(std::string_view text) {
         }
         case '@': fill(fake_radio::library().info, RADIOCTL_INFO_SIZE, text); break;
         case '*':
-            fill(fake_radio::library().active["wlan1"], 2 * RADIOCTL_ENTRY_SIZE, text);
+            fill(fake_radio::library().active["wlan1"], std::size_t{2} * RADIOCTL_ENTRY_SIZE, text);
             fill(fake_radio::library().rrm["wlan1"], RADIOCTL_RRM_SIZE, text);
             break;
         default: break;
