@@ -2,9 +2,11 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <iostream>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -49,9 +51,28 @@ unsigned daemon::count_log(const std::string& text) const {
     return count;
 }
 
+namespace {
+
+// What a process that should have ended waits for, by thread, and what it said last.
+void show_stuck(pid_t pid, const std::string& log) {
+    const std::string tasks = "/proc/" + std::to_string(pid) + "/task";
+    for (const auto& task : std::filesystem::directory_iterator(tasks)) {
+        for (const char* file : {"comm", "wchan", "syscall"}) {
+            std::cerr << read_file(task.path() / file) << ' ';
+        }
+        std::cerr << '\n';
+    }
+    std::cerr << log.substr(log.size() - std::min<std::size_t>(log.size(), 4000)) << '\n';
+}
+
+}  // namespace
+
 daemon::ending daemon::stop() {
     const auto start = std::chrono::steady_clock::now();
-    const int status = process_->stop();
+    process_->signal(SIGTERM);
+    process_->signal(SIGCONT);
+    if (!process_->wait()) show_stuck(process_->pid(), log());
+    const int status = process_->stop(0ms);
     const auto time =
         std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
     story_.add("rfcd", "",

@@ -144,8 +144,13 @@ void rrm_worker::process_disconnected() {
     log_debug(daemon_logger, "Disconnected from RRM service - stop all timers\n");
     stop_all_timers();
     // Nothing else would end a scan whose timer is gone, and the answer to the next subscription
-    // would wait for its end.
-    abandon_scan();
+    // would wait for its end. What waited for it came over the link that is gone: an acceptance
+    // among it must not subscribe now.
+    if (drv_->is_scan_in_progress()) {
+        abandon_scan();
+        while (pending_.try_pop([](const buffer_ptr& /*message*/) {})) {
+        }
+    }
     subscribed_ = false;
     subscribing_ = false;
     flag_files::remove(flag_files::connected);

@@ -217,9 +217,12 @@ TEST_F(RrmDispatch, AskingAboutTheRadiosEndsAScan) {
 
 TEST_F(RrmDispatch, LostLinkEndsAScan) {
     receive(rrm("rrm-update"));
+    receive(rrm("subscribe-response", R"("status":"success")"));
     drv->take();
     receive(link("disconnected"));
     EXPECT_EQ(drv->take(), "stop scan, ");
+    worker->process();
+    EXPECT_FALSE(there(flag_files::connected)) << "what was put aside went with the link";
     receive(link("connected"));
     receive(rrm("subscribe-response", R"("status":"success")"));
     EXPECT_TRUE(there(flag_files::connected)) << "the answer did not wait for the scan";
