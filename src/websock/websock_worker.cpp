@@ -53,6 +53,8 @@ bool websock_worker::keep_running(const running_flag* running) { return *running
 // end of the stream while something is left to send, say): when two calls for a ready socket
 // neither handled an event, nor read or wrote a byte, it is left alone for the rest of the pass.
 void websock_worker::serve_until(std::int64_t deadline_ms) {
+    // The loop takes the wake-ups that come between passes.
+    woken_ = false;
     constexpr int not_known = -1;
     int unread = not_known;
     bool watch_socket = true;
@@ -86,8 +88,8 @@ short websock_worker::wait_for_activity(int timeout_ms, bool watch_socket) {
     pollfd waits[] = {{wake_fd(), POLLIN, 0},
                       {watched ? lws_get_socket_fd(connection_) : -1, wanted_events(), 0}};
     if (poll(waits, std::size(waits), timeout_ms) > 0 && (waits[0].revents & POLLIN) != 0) {
-        woken_ = false;
         reset_wake();
+        woken_ = false;
     }
     return waits[1].revents;
 }
