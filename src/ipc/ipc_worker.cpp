@@ -1,7 +1,5 @@
 #include "ipc/ipc_worker.h"
 
-#include <algorithm>
-
 #include "ipc/bus_message.h"
 #include "workers/monotonic_clock.h"
 
@@ -13,8 +11,7 @@ constexpr std::int32_t poll_timeout_us = 100'000;
 constexpr std::uint32_t idle_pause_us = 1'000'000;
 constexpr std::uint8_t roaming_peer = 3;
 constexpr std::uint32_t shortest_gap_us = 100;
-constexpr std::uint32_t longest_gap_us = 800;
-constexpr std::uint32_t burst_end_us = 25'000;
+constexpr std::uint32_t longest_gap_us = 12'800;
 constexpr peermsg_settings settings{PEERMSG_SETTINGS_CODE};
 
 }  // namespace
@@ -43,17 +40,14 @@ bool ipc_worker::start_check() {
 
 bool ipc_worker::process() {
     if (bus_ == nullptr) return false;
-    // A burst is seldom over at its first gap, and the loop's wait is long. The gaps stay short,
-    // since a large message comes in pieces, and only a look at the bus makes room for the next.
-    std::uint32_t gap_us = shortest_gap_us;
-    for (std::uint32_t waited_us = 0; waited_us < burst_end_us; waited_us += gap_us) {
+    // A burst is seldom over at its first gap, and the loop's wait is long.
+    for (std::uint32_t gap_us = shortest_gap_us; gap_us <= longest_gap_us; gap_us *= 2) {
         if (move_one()) {
             in_burst_ = true;
             return false;
         }
         if (!in_burst_) break;
         pause_microseconds(gap_us);
-        gap_us = std::min(2 * gap_us, longest_gap_us);
     }
     in_burst_ = false;
     return true;
