@@ -85,7 +85,6 @@ bool rrm_worker::dispatch_rrm(const json_reader& message) {
 
 // Ends a running scan and forgets what it heard.
 void rrm_worker::abandon_scan() {
-    if (!drv_->is_scan_in_progress()) return;
     drv_->stop_scan(true);
     clear_scan_results();
     for (const auto identifier : {timer_scan_delay, timer_scan_sweep, timer_response_delay}) {
