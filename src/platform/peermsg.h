@@ -54,10 +54,10 @@ int peermsg_get_moduleloop(const peermsg_ctx* ctx);
 void peermsg_set_moduleloop(peermsg_ctx* ctx, int value);
 
 /*
- * The next text addressed to the module, or null, at once. The block is the caller's, to be given
- * to free(). It holds the length of the text as an unsigned 32-bit number at PEERMSG_LENGTH_OFFSET
- * and the text at PEERMSG_TEXT_OFFSET; a zero byte that the length does not count follows it. The
- * other bytes are the library's.
+ * The next text addressed to the module, or null when none has begun to come. The block is the
+ * caller's, to be given to free(). It holds the length of the text as an unsigned 32-bit number at
+ * PEERMSG_LENGTH_OFFSET and the text at PEERMSG_TEXT_OFFSET; a zero byte that the length does not
+ * count follows it. The other bytes are the library's.
  */
 void* peermsg_get_msg_from_queue_no_wait(peermsg_ctx* ctx);
 

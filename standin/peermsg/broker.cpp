@@ -15,7 +15,9 @@ namespace standin {
 
 namespace {
 
-constexpr int frames_per_turn = 256;  // so that a busy module does not hold up the others
+// What is taken of a module before the others have their turn and what it sent goes out.
+constexpr int frames_per_turn = 256;
+constexpr std::size_t bytes_per_turn = std::size_t{256} << 10;
 constexpr std::size_t max_parts = 64;
 
 int open_spare() { return open("/dev/null", O_RDONLY | O_CLOEXEC); }
@@ -139,12 +141,14 @@ void broker::mark_unfinished(client& c, bool unfinished) {
 }
 
 bool broker::read_frames(client& c) {
-    for (int i = 0; i < frames_per_turn; ++i) {
+    std::size_t bytes = 0;
+    for (int i = 0; i < frames_per_turn && bytes < bytes_per_turn; ++i) {
         frame_block frame;
         switch (c.reader.next(c.descriptor, frame)) {
             case frame_reader::state::nothing: mark_unfinished(c, false); return true;
             case frame_reader::state::closed: return false;
             case frame_reader::state::frame:
+                bytes += size_of(frame);
                 if (!handle(c, std::move(frame))) return false;
         }
     }

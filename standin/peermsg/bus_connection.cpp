@@ -14,6 +14,7 @@ namespace standin {
 namespace {
 
 constexpr int stall_limit_ms = 1000;
+constexpr std::chrono::milliseconds rest_limit{10};
 
 }  // namespace
 
@@ -75,7 +76,13 @@ bool bus_connection::send(const frame_head& head, std::string_view text) {
 
 frame_block bus_connection::receive() {
     frame_block frame;
-    if (is_open() && reader_.next(descriptor_, frame) == frame_reader::state::closed) close();
+    if (!is_open()) return frame;
+    auto state = frame_reader::state::nothing;
+    do {
+        state = reader_.next(descriptor_, frame);
+    } while (state == frame_reader::state::nothing && reader_.in_frame() &&
+             wait_readable(rest_limit));
+    if (state == frame_reader::state::closed) close();
     return frame;
 }
 

@@ -27,7 +27,9 @@ class bus_connection {
     // False, and the connection closed, when the frame did not go out whole.
     bool send(const frame_head& head, std::string_view text);
 
-    // The next frame, or none; never waits. Closes a connection that has ended.
+    // The next frame, or none; never waits for one to begin. The broker has the whole of a frame
+    // before it sends any of it, so the rest of one that has begun is waited for, while it comes.
+    // Closes a connection that has ended.
     frame_block receive();
 
     // Waits until there is something to read, or the time is over. False when nothing came.

@@ -31,6 +31,8 @@ class frame_reader {
 
     // The next frame of the stream on `descriptor`. Never waits.
     state next(int descriptor, frame_block& frame);
+    // Part of a frame is here, and its rest is on its way.
+    bool in_frame() const { return partial_ || begin_ != end_; }
 
   private:
     state read_more(int descriptor, char* into, std::size_t room, std::size_t& count);
