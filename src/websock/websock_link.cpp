@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <ctime>
+#include <string_view>
 
 #include "ipc/json_reader.h"
 #include "ipc/json_writer.h"
@@ -15,6 +16,25 @@ namespace rfcd {
 namespace {
 
 constexpr const char* link_service = "internal-ipc";
+constexpr const char* timezone_command = "update-timezone";
+
+// True when `word` stands in `text` with its hyphen at `hyphen`, in any case.
+bool stands_around(std::string_view text, std::size_t hyphen, std::string_view word) {
+    const auto before = word.find('-');
+    return hyphen >= before && text.size() - hyphen >= word.size() - before &&
+           strncasecmp(text.data() + hyphen - before, word.data(), word.size()) == 0;
+}
+
+// False when no parsing could find one of the two words that the link listens to, which is true of
+// nearly every message and far quicker to see. Only an escape "\u" could hide a word from this.
+bool may_be_for_link(std::string_view text) {
+    for (auto at = text.find('-'); at != text.npos; at = text.find('-', at + 1)) {
+        if (stands_around(text, at, link_service) || stands_around(text, at, timezone_command)) {
+            return true;
+        }
+    }
+    return text.find("\\u") != text.npos;
+}
 
 }  // namespace
 
@@ -34,10 +54,11 @@ bool websock_worker::take_from_queue(const buffer_ptr& message) {
 }
 
 bool websock_worker::process_internal(const buffer_info_t& message) {
+    if (!may_be_for_link(message.data)) return false;
     const json_reader reader(message.data.c_str());
     if (reader.empty()) return false;
     const char* command = reader.get_string("command");
-    if (command != nullptr && std::strcmp(command, "update-timezone") == 0) tzset();
+    if (command != nullptr && std::strcmp(command, timezone_command) == 0) tzset();
     const char* service = reader.get_string("service");
     if (service == nullptr || strcasecmp(service, link_service) != 0) return false;
     const char* cmd = reader.get_string("cmd");

@@ -263,6 +263,11 @@ TEST_F(WebsockWorker, LinkCommands) {
         {R"({"service":"internal-ipc"})", false, nullptr},
         {R"({"service":"internal-ipc","cmd":"whatever"})", false, nullptr},
         {R"({"service":"internal-ipc","cmd":null})", false, nullptr},
+        {R"({"s\u0065rvice":"int\u0045rnal-ipc","cmd":"stat\u0075s"})", false, connected.c_str()},
+        {R"({"service":"internal-ipc-2","cmd":"status"})", true, nullptr},
+        {R"({"cmd":"internal-ipc","service":"status"})", true, nullptr},
+        {"internal-ip", true, nullptr},
+        {"-ipc", true, nullptr},
         {R"({"service":"rrm","cmd":"status"})", true, nullptr},
         {R"({"cmd":"status"})", true, nullptr},
         {R"({"command":"update-timezone"})", true, nullptr},
@@ -294,6 +299,10 @@ TEST_F(WebsockWorker, TimeZoneIsTakenUpOnItsExactCommand) {
     to_send.push(buffer_of(R"({"command":"update-timezone"})"));
     event(LWS_CALLBACK_CLIENT_WRITEABLE);
     EXPECT_STREQ(tzname[0], "XYZ");
+    setenv("TZ", "ABC-3", 1);
+    to_send.push(buffer_of(R"({"command":"update\u002dtimezone"})"));
+    event(LWS_CALLBACK_CLIENT_WRITEABLE);
+    EXPECT_STREQ(tzname[0], "ABC");
     unsetenv("TZ");
     tzset();
 }
