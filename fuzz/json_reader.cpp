@@ -75,8 +75,8 @@ void look_up(const rfcd::json_reader& reader, int depth) {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     constexpr std::size_t parser = 4096;  // what reading takes for itself
-    constexpr std::size_t of_a_byte =
-        4;  // a string is collected in a buffer that doubles, then copied
+    // A string is collected in a buffer that doubles, then copied.
+    constexpr std::size_t of_a_byte = 4;
     const std::string text(fuzz::text_of(data, size));
     const auto foreseen = rfcd::json_cost(text.c_str()) + of_a_byte * text.size() + parser;
     heap::begin();
