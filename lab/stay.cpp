@@ -5,6 +5,7 @@
 #include <sstream>
 #include <thread>
 
+#include "lab/child_process.h"
 #include "lab/rrm_report.h"
 #include "lab/scenarios.h"
 #include "lab/service_world.h"
@@ -66,7 +67,7 @@ class playground {
         const char* meaning;
         void (playground::*act)(std::istream& rest);
     };
-    static const row words[16];
+    static const row words[17];
 
     // As a service that accepts every access point would.
     void answer_subscriptions() {
@@ -115,6 +116,19 @@ class playground {
         rest >> ifname;
         story_.add("hostapd", "", world_.point.neighbours(ifname));
     }
+    void shell(std::istream& rest) {
+        std::string command;
+        std::getline(rest, command);
+        child_process child({"sh", "-c", command}, "/tmp/sh.out");
+        const auto status = child.wait(60s);
+        std::istringstream all(read_file("/tmp/sh.out"));
+        for (std::string line; std::getline(all, line);) story_.add("sh", "", line);
+        if (!status) {
+            story_.add("sh", "", "ended: it took more than a minute");
+        } else if (*status != 0) {
+            story_.add("sh", "", "status " + std::to_string(*status));
+        }
+    }
     // The library's own lines are too many to read.
     void log(std::istream& rest) {
         std::size_t most = 20;
@@ -152,6 +166,7 @@ const playground::row playground::words[] = {
     {"set", "PATH VALUE: change the configuration store", &playground::set},
     {"list", "IFNAME: the neighbours that hostapd holds", &playground::list},
     {"log", "[LINES]: the end of the daemon's log", &playground::log},
+    {"sh", "COMMAND: run a shell line beside the daemon", &playground::shell},
 };
 
 }  // namespace
