@@ -135,7 +135,7 @@ class driver final : public driver_interface {
     vap_info* up_vap(int radio, int vap);
 
     bool is_usable_for_scan(int radio);
-    std::string get_active_ifname(const std::string& radio_name);
+    std::string get_active_ifname(const std::string& radio_name, const char* function, int line);
     void start_on_radio(const scan_kind& kind, const std::string& name,
                         const scan_channel_map& channels, int* wait_seconds);
     bool start_active_scan(const std::string& name, const scan_channel_map& channels,
@@ -144,6 +144,7 @@ class driver final : public driver_interface {
                         int* wait_seconds);
     int stop_active_scan(const std::string& name);
     int stop_rrm_scan(const std::string& name);
+    int end_scan(const std::string& name, bool abort_first, const char* function);
     void stop_on_radio(const scan_kind& kind, const std::string& name);
     int get_ch_to_freq(int band, int channel);
     int _fill_ap_table_norda_rrm(const std::string& name, std::vector<scan_result>& table);

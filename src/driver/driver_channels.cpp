@@ -83,12 +83,8 @@ chanspec_t driver::get_chanspec(const char* radio_name) {
     if (!is_radio_up(ifname_to_radio_id(name))) return 0;
     radioctl_ctx* const context = radioctl_context();
     if (context == nullptr) return 0;
-    const std::string iface = get_active_ifname(name);
-    if (iface.empty()) {
-        log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", __func__, __LINE__,
-                  name.c_str());
-        return 0;
-    }
+    const std::string iface = get_active_ifname(name, __func__, __LINE__);
+    if (iface.empty()) return 0;
     std::array<std::uint8_t, RADIOCTL_INFO_SIZE> record{};
     const int result = radioctl_get_radio_info(context, iface.c_str(), record.data());
     if (result < 0) {

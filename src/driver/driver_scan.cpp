@@ -51,13 +51,16 @@ constexpr driver::scan_kind driver::scan_kind::rrm{"RRM", &driver::rrm_scans_,
 bool driver::is_usable_for_scan(int radio) { return is_radio_up(radio) && !is_sentry_radio(radio); }
 
 // The system interface through which the radio library reaches a radio: that of its first VAP that
-// is up. Empty when there is none.
-std::string driver::get_active_ifname(const std::string& radio_name) {
-    const int radio = ifname_to_radio_id(radio_name);
-    if (!is_radio_up(radio)) return "";
-    for (const auto& vap : get_radio(radio)->vaps) {
-        if (vap.up) return vap_to_ifname(vap.ifname);
+// is up. Empty when there is none, which is logged as from the caller's `function` and `line`.
+std::string driver::get_active_ifname(const std::string& radio_name, const char* function,
+                                      int line) {
+    if (const int radio = ifname_to_radio_id(radio_name); is_radio_up(radio)) {
+        for (const auto& vap : get_radio(radio)->vaps) {
+            if (vap.up) return vap_to_ifname(vap.ifname);
+        }
     }
+    log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", function, line,
+              radio_name.c_str());
     return "";
 }
 
@@ -90,6 +93,7 @@ void driver::start_on_radio(const scan_kind& kind, const std::string& name,
     }
     log_error(daemon_logger, "Failed to start %s scanning for radio '%s'\n", kind.name,
               name.c_str());
+    // As in stop_on_radio, but here the last line comes after the unlocking.
     if ((this->*kind.stop)(name) != 0) {
         log_error(daemon_logger, "Cannot stop %s scanning for radio '%s'", kind.name, name.c_str());
         return;
@@ -125,12 +129,8 @@ bool driver::start_active_scan(const std::string& name, const scan_channel_map& 
 
     radioctl_ctx* const context = radioctl_context();
     if (context == nullptr) return false;
-    const std::string iface = get_active_ifname(name);
-    if (iface.empty()) {
-        log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", __func__, __LINE__,
-                  name.c_str());
-        return false;
-    }
+    const std::string iface = get_active_ifname(name, __func__, __LINE__);
+    if (iface.empty()) return false;
     int result = radioctl_lock_and_stop_scan(context, iface.c_str(), lock_purpose_active);
     if (result == 0) result = radioctl_start_scan(context, iface.c_str(), &params);
     if (result != 0) {
@@ -151,12 +151,8 @@ bool driver::start_rrm_scan(const std::string& name, const scan_channel_map& cha
         log_error(daemon_logger, "<%s:%d> Channel list is empty!\n", __func__, __LINE__);
         return false;
     }
-    const std::string iface = get_active_ifname(name);
-    if (iface.empty()) {
-        log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", __func__, __LINE__,
-                  name.c_str());
-        return false;
-    }
+    const std::string iface = get_active_ifname(name, __func__, __LINE__);
+    if (iface.empty()) return false;
     const int channel = *list.begin();
     *wait_seconds = rrm_scan_seconds;
     const int result = radioctl_lock_and_stop_scan(context, iface.c_str(), lock_purpose_rrm);
@@ -169,36 +165,21 @@ bool driver::start_rrm_scan(const std::string& name, const scan_channel_map& cha
     return true;
 }
 
-int driver::stop_active_scan(const std::string& name) {
+int driver::stop_active_scan(const std::string& name) { return end_scan(name, true, __func__); }
+
+int driver::stop_rrm_scan(const std::string& name) { return end_scan(name, false, __func__); }
+
+// An active scan has to be aborted first. `function` is what the log lines are to name.
+int driver::end_scan(const std::string& name, bool abort_first, const char* function) {
     radioctl_ctx* const context =
         is_radio_up(ifname_to_radio_id(name)) ? radioctl_context() : nullptr;
     if (context == nullptr) return -1;
-    const std::string iface = get_active_ifname(name);
-    if (iface.empty()) {
-        log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", __func__, __LINE__,
-                  name.c_str());
-        return -1;
-    }
-    int result = radioctl_scan_abort(context, iface.c_str());
+    const std::string iface = get_active_ifname(name, function, __LINE__);
+    if (iface.empty()) return -1;
+    int result = abort_first ? radioctl_scan_abort(context, iface.c_str()) : 0;
     if (result == 0) result = radioctl_stop_rrm_and_unlock_scan(context, iface.c_str());
     if (result == 0) return 0;
-    log_error(daemon_logger, "<%s:%d> ret=%d\n", __func__, __LINE__, result);
-    return -1;
-}
-
-int driver::stop_rrm_scan(const std::string& name) {
-    radioctl_ctx* const context =
-        is_radio_up(ifname_to_radio_id(name)) ? radioctl_context() : nullptr;
-    if (context == nullptr) return -1;
-    const std::string iface = get_active_ifname(name);
-    if (iface.empty()) {
-        log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", __func__, __LINE__,
-                  name.c_str());
-        return -1;
-    }
-    const int result = radioctl_stop_rrm_and_unlock_scan(context, iface.c_str());
-    if (result == 0) return 0;
-    log_error(daemon_logger, "<%s:%d> ret=%d\n", __func__, __LINE__, result);
+    log_error(daemon_logger, "<%s:%d> ret=%d\n", function, __LINE__, result);
     return -1;
 }
 

@@ -46,12 +46,8 @@ int driver::_fill_ap_table(std::vector<scan_result>& table) {
         radioctl_ctx* const context = radioctl_context();
         if (context == nullptr) continue;
         active_results results;
-        const std::string iface = get_active_ifname(radio.ifname);
-        if (iface.empty()) {
-            log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", __func__,
-                      __LINE__, radio.ifname.c_str());
-            continue;
-        }
+        const std::string iface = get_active_ifname(radio.ifname, __func__, __LINE__);
+        if (iface.empty()) continue;
         const int result = radioctl_get_scan(context, iface.c_str(), results.get());
         if (result < 0) {
             log_error(daemon_logger, "<%s:%d> ret=%d\n", __func__, __LINE__, result);
@@ -82,12 +78,8 @@ int driver::_fill_ap_table_norda_rrm(const std::string& name, std::vector<scan_r
         log_error(daemon_logger, "<%s:%d> Cannot get Radioctl context!\n", __func__, __LINE__);
         return -1;
     }
-    const std::string iface = get_active_ifname(name);
-    if (iface.empty()) {
-        log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", __func__, __LINE__,
-                  name.c_str());
-        return -1;
-    }
+    const std::string iface = get_active_ifname(name, __func__, __LINE__);
+    if (iface.empty()) return -1;
     std::array<std::uint8_t, RADIOCTL_RRM_SIZE> buffer{};
     const int result = radioctl_rrm_scan_get_result(context, iface.c_str(), buffer.data());
     const auto head = read_rrm_head(buffer);

@@ -135,6 +135,11 @@ TEST_F(DriverScan, StopThatFailsLeavesTheScanRunning) {
     library().results.clear();
     drv->stop_scan(true);
     EXPECT_FALSE(drv->is_scan_in_progress());
+    start(false);
+    library().results = {{"unlock wlan0", 8}};
+    drv->stop_scan(true);
+    EXPECT_NE(log().find("error <stop_rrm_scan> ret=8\n"), std::string::npos);
+    EXPECT_TRUE(drv->is_scan_in_progress());
 }
 
 TEST_F(DriverScan, BandWithoutAnEntryLeavesTheCall) {
