@@ -126,8 +126,6 @@ class driver final : public driver_interface {
     struct scan_kind;
 
     bool guard() const { return initialized_ && *enabled_flag_; }
-    // Logs the path, then reads it. 0 on success.
-    int read_setting(const std::string& path, std::string& value) const;
     int read_number(const std::string& path, int otherwise) const;
     bool in_sentry_mode() const;
     void init_radio(int index, int sentry_interface);

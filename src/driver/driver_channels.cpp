@@ -11,11 +11,7 @@ namespace rfcd {
 
 namespace {
 
-constexpr int default_tx_power = 16;      // dBm
-constexpr int default_tx_power_min = 11;  // dBm
 constexpr std::size_t path_buffer_size = 64;
-
-constexpr int sideband_code_upper = 2;  // of set_channel; 0 is none, anything else lower
 
 std::string radio_path(const std::string& ifname, const char* setting) {
     return "/interface/" + ifname + "/wlan/radio/" + setting;
@@ -155,8 +151,8 @@ int driver::set_channel(const std::string& ifname, int channel, int bandwidth, i
     parameters pairs{{"auto-channel", "false"},
                      {"channel", std::to_string(channel)},
                      {"bandwidth", std::to_string(bandwidth)}};
-    if (sideband != 0) {
-        pairs.emplace_back("control-sideband", sideband == sideband_code_upper ? "upper" : "lower");
+    if (sideband != sideband_none) {
+        pairs.emplace_back("control-sideband", sideband == sideband_upper ? "upper" : "lower");
     }
     return update_skylark(ifname, pairs);
 }

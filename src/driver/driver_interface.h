@@ -29,6 +29,13 @@ using scan_channel_map = std::map<int, std::set<int>>;  // channels by band
 // For each usable VAP: its index, SSID, BSSID, and whether it gives 802.11k neighbour reports.
 using vap_callback = std::function<void(int vap, const char* ssid, const char* bssid, bool dot11k)>;
 
+// Transmit powers in dBm where the settings name none; the first is the greatest, too.
+inline constexpr int default_tx_power = 16;
+inline constexpr int default_tx_power_min = 11;
+
+// What set_channel is told of the primary channel.
+enum sideband_code { sideband_none = 0, sideband_lower = 1, sideband_upper = 2 };
+
 // Something that happened on the radios.
 struct driver_event_desc {
     std::uint32_t type;
@@ -76,7 +83,7 @@ class driver_interface : public ipc_helper {
     // Transmit power in dBm. The numbers come from the configuration store; std::invalid_argument
     // or std::out_of_range leaves the operation when a text there is none.
     virtual int set_tx_power(const std::string& ifname, int power) = 0;  // guarded, else 0
-    virtual int get_tx_power(const std::string& ifname) = 0;             // guarded, else 16
+    virtual int get_tx_power(const std::string& ifname) = 0;             // guarded, else default
     virtual void get_min_max_tx_power(const char* ignored, int* min, int* max, int band) = 0;
     virtual int get_tx_power_max(int radio) = 0;
     virtual int get_tx_power_min(int radio) = 0;
@@ -90,8 +97,8 @@ class driver_interface : public ipc_helper {
     virtual chanspec_t get_config_chanspec(int radio) = 0;
     virtual bool get_radio_reserved_b(int radio) = 0;
     virtual bool is_auto_channel(int radio) = 0;
-    // Asks the network daemon for a channel switch; `sideband` is 0 for none, 2 for upper, anything
-    // else for lower. 0 on success, -1 on failure. Guarded, else 0.
+    // Asks the network daemon for a channel switch; `sideband` is a sideband_code, any other number
+    // counts as lower. 0 on success, -1 on failure. Guarded, else 0.
     virtual int set_channel(const std::string& ifname, int channel, int bandwidth,
                             int sideband) = 0;
     // The current channel specification; 0 when it cannot be had.

@@ -87,11 +87,6 @@ bool driver::vap_is_up(const std::string& vap_ifname) {
            get_vap_enabled_state(vap_ifname);
 }
 
-int driver::read_setting(const std::string& path, std::string& value) const {
-    log_debug(daemon_logger, "getconf '%s'\n", path.c_str());
-    return getconf(path, value);
-}
-
 bool driver::in_sentry_mode() const {
     std::string value;
     if (read_setting("/wids/enabled", value) != 0 || value != "true") return false;

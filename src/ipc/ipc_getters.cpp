@@ -45,18 +45,13 @@ std::string read_vap_setting(const ipc_helper& helper, const vap_setting& settin
     return value;
 }
 
-bool read_logged(const ipc_helper& helper, const char* path, std::string& value) {
-    log_debug(daemon_logger, "getconf '%s'\n", path);
-    return helper.getconf(path, value) == 0;
-}
-
 }  // namespace
 
 std::string ipc_helper::get_country(const char* ifname) const {
     char path[path_buffer_size];
     std::snprintf(path, sizeof path, "/interface/%s/wlan/radio/country", ifname);
     std::string value;
-    return read_logged(*this, path, value) ? value : "RU";
+    return read_setting(path, value) == 0 ? value : "RU";
 }
 
 bool ipc_helper::get_reserved_a(const char* /*ifname*/) const { return false; }
@@ -65,14 +60,14 @@ bool ipc_helper::get_auto_channel(const char* ifname) const {
     char path[path_buffer_size];
     std::snprintf(path, sizeof path, "/interface/%s/wlan/radio/auto-channel", ifname);
     std::string value;
-    return read_logged(*this, path, value) && value == "true";
+    return read_setting(path, value) == 0 && value == "true";
 }
 
 bool ipc_helper::get_wpa2_or_wpa3_vap(std::int32_t radio, std::int32_t vap) const {
     char path[path_buffer_size];
     std::snprintf(path, sizeof path, "/interface/wlan%d-vap%d/vap/ap-security/mode", radio, vap);
     std::string mode;
-    if (!read_logged(*this, path, mode) || contains(mode, "WPA_")) return false;
+    if (read_setting(path, mode) != 0 || contains(mode, "WPA_")) return false;
     return contains(mode, "WPA2") || contains(mode, "WPA3");
 }
 
@@ -80,7 +75,7 @@ bool ipc_helper::get_ft_enabled_vap(std::int32_t radio, std::int32_t vap) const 
     char path[path_buffer_size];
     std::snprintf(path, sizeof path, "/interface/wlan%d-vap%d/vap/ft-config/enabled", radio, vap);
     std::string value;
-    if (!read_logged(*this, path, value)) return false;
+    if (read_setting(path, value) != 0) return false;
     const bool secured = get_wpa2_or_wpa3_vap(radio, vap);
     return value == "true" && secured;
 }

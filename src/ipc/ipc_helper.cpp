@@ -95,6 +95,11 @@ int ipc_helper::getconf(const std::string& path, std::string& value) const {
     }
 }
 
+int ipc_helper::read_setting(const std::string& path, std::string& value) const {
+    log_debug(daemon_logger, "getconf '%s'\n", path.c_str());
+    return getconf(path, value);
+}
+
 int ipc_helper::update_skylark(const std::string& ifname, const parameters& pairs) const {
     if (ifname.empty() || pairs.empty()) return -1;
     cfg_ptr request(cfg_get_empty());

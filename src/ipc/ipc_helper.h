@@ -41,6 +41,8 @@ class ipc_helper {
     // Reads the value at a configuration path: a plain value's text, or a subtree serialized. 0 on
     // success; -1, and the failure logged, without one. `value` may be left as it was.
     int getconf(const std::string& path, std::string& value) const;
+    // The same, with the path logged first.
+    int read_setting(const std::string& path, std::string& value) const;
 
     // Has the network daemon apply parameters to an interface. 0 when it answered "ok", else -1
     // with the reason logged; -1 at once when there is no name or no parameter.

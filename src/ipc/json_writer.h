@@ -15,6 +15,9 @@ struct json_object;
 
 namespace rfcd {
 
+// The service of the messages that tell the state of the link, or tell it what to do.
+inline constexpr const char* link_service = "internal-ipc";
+
 class json_writer {
   public:
     // A message: an object with "version", then "service", "cmd" and "ap-mac" where the argument is

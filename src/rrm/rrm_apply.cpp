@@ -16,9 +16,6 @@ namespace {
 constexpr std::int32_t default_bandwidth = 20;
 constexpr std::int64_t max_apply_seconds = 120;
 
-// Codes of the driver's set_channel.
-enum sideband_code { sideband_none = 0, sideband_lower = 1, sideband_upper = 2 };
-
 sideband_code sideband_code_of(std::int32_t bandwidth, const char* primary) {
     if (bandwidth != 40 || primary == nullptr) return sideband_none;
     if (strcasecmp(primary, "upper") == 0) return sideband_upper;

@@ -14,7 +14,6 @@ namespace rfcd {
 namespace {
 
 constexpr const char* rrm_service = "rrm";
-constexpr const char* link_service = "internal-ipc";
 
 constexpr std::int64_t last_refused_version = 0x20003;  // 2.3
 constexpr std::int32_t try_later_code = 503;

@@ -11,9 +11,7 @@ namespace {
 constexpr std::int32_t ap_mac_count = 48;
 constexpr std::int32_t no_wildcard_80211r = 0;
 
-// What a radio that is not up is described with.
-constexpr int down_power = 16;
-constexpr int down_power_min = 11;
+// What a radio that is not up is described with, beside the default powers.
 constexpr struct {
     int band;
     int channel;
@@ -91,9 +89,9 @@ void rrm_worker::add_radio_description(json_writer& radios, const char* ifname, 
     const bool auto_channel = drv_->is_auto_channel(radio);
     const auto mac_offset = drv_->get_mac_offset(radio);
     const auto mac_count = drv_->get_radio_mac_count(radio);
-    const int power = status ? drv_->get_tx_power(ifname) : down_power;
-    const int power_max = status ? drv_->get_tx_power_max(radio) : down_power;
-    const int power_min = status ? drv_->get_tx_power_min(radio) : down_power_min;
+    const int power = status ? drv_->get_tx_power(ifname) : default_tx_power;
+    const int power_max = status ? drv_->get_tx_power_max(radio) : default_tx_power;
+    const int power_min = status ? drv_->get_tx_power_min(radio) : default_tx_power_min;
     const chanspec_t current = drv_->get_chanspec(ifname);
     const chanspec_t configured = status ? drv_->get_config_chanspec(radio) : chanspec_t{0};
     const chanspec_t described = auto_channel ? configured : current;
@@ -139,9 +137,8 @@ void rrm_worker::add_vap_description(int vap, const char* ssid, const char* mac,
 
 // A setting that is on when it reads "true", off when it cannot be read.
 bool rrm_worker::read_switch(const char* path) {
-    log_debug(daemon_logger, "getconf '%s'\n", path);
     std::string value;
-    return drv_->getconf(path, value) == 0 && value == "true";
+    return drv_->read_setting(path, value) == 0 && value == "true";
 }
 
 }  // namespace rfcd

@@ -15,7 +15,6 @@ namespace rfcd {
 
 namespace {
 
-constexpr const char* link_service = "internal-ipc";
 constexpr const char* timezone_command = "update-timezone";
 
 // True when `word` stands in `text` with its hyphen at `hyphen`, in any case.
