@@ -72,7 +72,7 @@ const char* json_text(json_object* value) {
 }
 
 void push_json(safe_queue& queue, const json_writer& message) {
-    const char* text = json_text(message.object());
+    const char* text = message.made() ? json_text(message.object()) : nullptr;
     if (text == nullptr) return;
     const auto buffer = buffer_info_t::make();
     buffer->append(text, std::strlen(text));

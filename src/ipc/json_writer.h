@@ -60,7 +60,8 @@ class json_writer {
 // lack of memory null.
 const char* json_text(json_object* value);
 
-// Puts the message's text onto the queue, in a buffer of its own.
+// Puts the message's text onto the queue, in a buffer of its own; nothing when the message could
+// not be made.
 void push_json(safe_queue& queue, const json_writer& message);
 
 }  // namespace rfcd
