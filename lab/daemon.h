@@ -1,4 +1,6 @@
-// The unmodified daemon in the lab, run from a configuration file that the lab writes.
+// The unmodified daemon as a process of the lab, run from a configuration file that the lab writes;
+// beside it the broker of its bus, and what a process uses of the machine. For the thread that
+// plays the scenario or runs the test.
 #pragma once
 
 #include <cstdint>

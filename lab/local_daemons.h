@@ -40,14 +40,14 @@ class config_store {
     std::map<std::string, std::string> values_;  // guarded by lock_
 };
 
+// Answers "get". The command "set", which gets no answer, sets a plain value by hand:
+// {"command":"set","path":"/a/b","value":"c"}.
 class configd {
   public:
     configd(transcript& story, config_store& store);
 
     void set_mood(mood m) { mood_ = m; }
     unsigned requests() const { return requests_; }
-    // Another "command" than "get" sets a value by hand:
-    // {"command":"set","path":"/a/b","value":"c"}.
 
   private:
     void answer(bus_peer& self, const bus_peer::message& request);

@@ -1,5 +1,5 @@
 // A roaming access point: the local bus with the daemon's peer on it, a cloud, and the daemon
-// between them. For the scenario and for the system tests.
+// between them. For the scenario, the system tests and the benchmarks, each on its own thread.
 #pragma once
 
 #include <memory>

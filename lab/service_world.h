@@ -1,5 +1,5 @@
 // A whole access point with its daemon as the client of the RRM or of the WIDS service of a cloud.
-// For the scenarios and for the system tests.
+// For the scenarios, the system tests and the benchmarks, each on its own thread.
 #pragma once
 
 #include <memory>

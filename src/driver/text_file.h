@@ -1,4 +1,5 @@
-// Small files of the system, read at once.
+// Small files in which the driver finds what the system and hostapd say, read at once on its
+// thread.
 #pragma once
 
 #include <optional>

@@ -1,4 +1,5 @@
-// The block in which the bus hands over a text: owned here, read through two accessors.
+// What the roaming bridge takes from the bus: the block in which it hands over a text, owned here
+// and read through two accessors. Lives for one pass, on the thread of the ipc_worker.
 #pragma once
 
 #include <cstdint>

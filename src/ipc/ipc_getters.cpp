@@ -15,7 +15,8 @@ bool contains(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
 }
 
-// The getters of one VAP setting: where it stands, and how the getter calls itself in the log.
+// The getters of one VAP setting: where it stands, and how the getter calls itself in the log. The
+// line numbers belong to the fixed text of the log lines; they are no lines of this file.
 struct vap_setting {
     const char* getter;
     const char* path_end;

@@ -22,7 +22,8 @@ class ipc_worker : public abstract_worker {
 
     // Opens the bus. False when it cannot be had; nothing is logged.
     bool start_check() override;
-    // Moves at most one message, those of the bus first. True when both sides were empty.
+    // Moves at most one message, those of the bus first. True when both sides were empty; after a
+    // message that is said only when eight looks, 25.5 ms in all, have found nothing.
     bool process() override;
     void on_stop() override;
     // False also when the bus is gone.

@@ -1,5 +1,6 @@
 /*
- * The reply-wait library: waits on the bus for the answer to a request.
+ * The reply-wait library: waits on the bus for the answer to a request. It works on the caller's
+ * thread, which is the one that uses the context.
  */
 #ifndef RFCD_PLATFORM_REPLYWAIT_H
 #define RFCD_PLATFORM_REPLYWAIT_H

@@ -1,5 +1,6 @@
 /*
- * The command-execution library.
+ * The command-execution library, by which the driver has wpa_cli tell hostapd about neighbours. All
+ * calls come from the driver's thread.
  */
 #ifndef RFCD_PLATFORM_RUNPROC_H
 #define RFCD_PLATFORM_RUNPROC_H

@@ -1,5 +1,5 @@
 // The files by which other processes of the access point and the RRM client tell each other what
-// happens. Only their existence counts.
+// happens. Only their existence counts. Looked at and changed on the main thread alone.
 #pragma once
 
 namespace rfcd::flag_files {

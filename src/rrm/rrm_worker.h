@@ -8,7 +8,7 @@
 //
 //   link "connected"      -> subscribing: "subscribe-request", again after 30, 60, 120, 120 s
 //   "subscribe-response"  -> subscribed ("success"), subscribing (503), or stopped
-//   link "disconnected"   -> unlinked
+//   link "disconnected"   -> without a link
 //
 // While a scan runs, messages are put aside, except those that end the scan.
 #pragma once

@@ -31,6 +31,8 @@ int websock_worker::worker_lws_callback(lws* connection, int reason, void* /*use
     return 0;
 }
 
+// The line numbers in the worker's log lines, in all its files, belong to their fixed text; they
+// are no lines of these files.
 void websock_worker::handle_event(lws* connection, int reason, const void* in, std::size_t length) {
     if (missed_pongs_ > max_missed_pongs) {
         log_debug(daemon_logger, "%s->There are no %d pong answer in a row from server\n",

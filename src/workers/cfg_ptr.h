@@ -1,4 +1,5 @@
-// The owner of a configuration tree.
+// The owner of a configuration tree, such as a request to a local daemon or its answer. It goes
+// with its tree, which is used by one thread at a time.
 #pragma once
 
 #include <memory>

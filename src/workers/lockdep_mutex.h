@@ -1,4 +1,5 @@
-// A plain, non-recursive mutex whose `lock` reports its failure.
+// The lock of the queues between workers, taken by the threads at both ends: a plain, non-recursive
+// mutex whose `lock` reports its failure.
 #pragma once
 
 #include <pthread.h>

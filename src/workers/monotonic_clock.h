@@ -1,5 +1,5 @@
-// The one place where the daemon reads the time and sleeps. Unit tests link a clock of their own
-// under these names and move it by hand.
+// The one place where the daemon reads the time and sleeps, on any of its threads. Unit tests link
+// a clock of their own under these names and move it by hand.
 #pragma once
 
 #include <cstdint>

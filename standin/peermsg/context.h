@@ -1,5 +1,5 @@
-// The library's context, and the two operations on it that the reply-wait library needs beside the
-// public ones.
+// A module's place on the bus, which is the messaging library's context, and the two operations on
+// it that the reply-wait library needs beside the public ones. For one thread at a time.
 #pragma once
 
 #include <chrono>
