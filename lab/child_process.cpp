@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -26,7 +27,10 @@ child_process::child_process(const std::vector<std::string>& arguments,
                                      O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0644);
     posix_spawn_file_actions_adddup2(&files, STDOUT_FILENO, STDERR_FILENO);
     // Whatever the caller was started with, the child begins with three descriptors.
-    posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        const int descriptor = std::stoi(entry.path().filename());
+        if (descriptor > STDERR_FILENO) posix_spawn_file_actions_addclose(&files, descriptor);
+    }
     const int error = posix_spawnp(&pid_, argv[0], &files, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&files);
     if (error != 0) throw std::system_error(error, std::generic_category(), arguments[0]);
