@@ -153,7 +153,7 @@ TEST_F(Configuration, ExampleIsReadAsItSays) {
         EXPECT_EQ(service.initial_connection_delay, 5U);
         EXPECT_EQ(service.max_connection_delay, 300U);
     }
-    EXPECT_EQ(config.log_level, 7U);
+    EXPECT_EQ(config.log_level, 3U);
     EXPECT_EQ(config.log_file_path, "");
 
     const configuration defaults = config;
@@ -165,7 +165,7 @@ TEST_F(Configuration, ExampleIsReadAsItSays) {
     }
     EXPECT_EQ(config.log_file_path, "/var/log/rfcd/rfcd.log");
     EXPECT_EQ(config.mac_list_id, "list-of-this-building");
-    EXPECT_EQ(config.log_level, 7U);
+    EXPECT_EQ(config.log_level, 3U);
     std::istringstream lines(example);
     for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 253U) << line;
 }
