@@ -60,13 +60,10 @@ TEST_F(DriverScan, ActiveScanRunsOnUsableRadiosUntilStopped) {
 }
 
 TEST_F(DriverScan, TimesOfActiveScans) {
-    const struct {
-        std::set<int> band_2;
-        std::set<int> band_5;
-        int seconds;
-    } rows[] = {{{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}, {36}, 10}, {{1}, {}, 15}, {{}, {36}, 10}, {{1}, {36}, 1}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(start(true, {{2, row.band_2}, {5, row.band_5}}), row.seconds);
+    const std::tuple<std::set<int>, std::set<int>, int> rows[] = {
+        {{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}, {36}, 10}, {{1}, {}, 15}, {{}, {36}, 10}, {{1}, {36}, 1}};
+    for (const auto& [band_2, band_5, seconds] : rows) {
+        EXPECT_EQ(start(true, {{2, band_2}, {5, band_5}}), seconds);
         drv->stop_scan(true);
     }
     EXPECT_EQ(start(true, channels, 20), 20) << "raised, never lowered";
@@ -84,13 +81,7 @@ TEST_F(DriverScan, RrmScanTakesTheLowestChannel) {
 }
 
 TEST_F(DriverScan, FailuresOfOneRadioLeaveTheOthers) {
-    const struct {
-        bool active;
-        const char* call;
-        scan_channel_map list;
-        const char* radio_calls;
-        const char* log_part;
-    } rows[] = {
+    const std::tuple<bool, const char*, scan_channel_map, const char*, const char*> rows[] = {
         {true, "lock wlan0", channels, "lock wlan0 22, abort wlan0, unlock wlan0, lock wlan1 22, ",
          "error <start_active_scan> ret=9\nerror Failed to start active scanning for radio "
          "'wlan0'\ninfo Stop active scanning for radio 'wlan0'\ninfo Start active"},
@@ -105,13 +96,13 @@ TEST_F(DriverScan, FailuresOfOneRadioLeaveTheOthers) {
          "unlock wlan0, lock wlan1 13, ",
          "error <start_rrm_scan> Channel list is empty!\n"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.call);
-        library().results = {{row.call, 9}};
+    for (const auto& [active, call, list, radio_calls, log_part] : rows) {
+        SCOPED_TRACE(call);
+        library().results = {{call, 9}};
         fake_peermsg::take_record();
-        start(row.active, row.list);
-        EXPECT_TRUE(fake_radio::take_record().starts_with(row.radio_calls));
-        EXPECT_NE(log().find(row.log_part), std::string::npos);
+        start(active, list);
+        EXPECT_TRUE(fake_radio::take_record().starts_with(radio_calls));
+        EXPECT_NE(log().find(log_part), std::string::npos);
         EXPECT_TRUE(fake_peermsg::take_record().starts_with(notice("lock", "wlan0") + notice("unlock", "wlan0")));
         library().results.clear();
         drv->stop_scan(true);
@@ -171,34 +162,26 @@ TEST_F(DriverScan, ActiveResults) {
 TEST_F(DriverScan, RrmResults) {
     const auto entry = fake_radio::rrm_entry(17 << 2, 0x2000 | 42, -240, 4);
     const auto unset = fake_radio::rrm_entry(0, 0x0024, 0, 0);
-    struct row {
-        const char* name;
-        std::vector<std::uint8_t> wlan0;
-        int result;
-        std::size_t found;
-        const char* log_part;
-    };
-    const row rows[] = {
-        {"found", fake_radio::rrm_buffer(2, 5, {entry, unset}), 0, 2,
+    const std::tuple<fake_radio::bytes, int, std::size_t, const char*> rows[] = {
+        {fake_radio::rrm_buffer(2, 5, {entry, unset}), 0, 2,
          "info \t - mac(cd:cd:cd:cd:cd:cd), channel(36), bw(80), rssi(-60), power(17), band(5), "
          "prim_ch(0);\nerror <chanspec_bw> bandwidth is not set in chanspec\n"},
-        {"none", fake_radio::rrm_buffer(0, 2, {}), 0, 0, "debug No rrm scan AP data for wlan0.\n"},
-        {"wrong magic", fake_radio::rrm_buffer(1, 2, {entry}, 0x1234), -1, 0,
-         "debug Scan results for wlan0 incorrect magic 1234\n"},
-        {"still running", fake_radio::rrm_buffer(1, 2, {entry}, RADIOCTL_RRM_MAGIC, 1), -1, 0,
+        {fake_radio::rrm_buffer(0, 2, {}), 0, 0, "debug No rrm scan AP data for wlan0.\n"},
+        {fake_radio::rrm_buffer(1, 2, {entry}, 0x1234), -1, 0, "debug Scan results for wlan0 incorrect magic 1234\n"},
+        {fake_radio::rrm_buffer(1, 2, {entry}, RADIOCTL_RRM_MAGIC, 1), -1, 0,
          "debug Can't get rrm scan results, it is still in progress!\n"},
-        {"lying count", fake_radio::rrm_buffer(300, 5, {entry}), 0, 256, "debug Added AP data"},
+        {fake_radio::rrm_buffer(300, 5, {entry}), 0, 256, "debug Added AP data"},
     };
     library().rrm["wlan1"] = fake_radio::rrm_buffer(0, 5, {});
     drv->get_radio(2)->sentry = true;  // or its missing VAP would answer for it
     fake_log::reset();
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        library().rrm["wlan0"] = row.wlan0;
+    for (const auto& [wlan0, result, found, log_part] : rows) {
+        SCOPED_TRACE(log_part);
+        library().rrm["wlan0"] = wlan0;
         std::vector<scan_result> table(1);
-        EXPECT_EQ(drv->fill_rrm_ap_table(table), row.result);
-        EXPECT_EQ(table.size(), row.found);
-        EXPECT_NE(log().find(row.log_part), std::string::npos);
+        EXPECT_EQ(drv->fill_rrm_ap_table(table), result);
+        EXPECT_EQ(table.size(), found);
+        EXPECT_NE(log().find(log_part), std::string::npos);
     }
     library().results["result wlan0"] = 4;
     std::vector<scan_result> table;
