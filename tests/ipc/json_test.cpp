@@ -2,7 +2,6 @@
 
 #include "ipc/json_reader.h"
 #include "ipc/json_writer.h"
-#include "support/queues.h"
 
 namespace rfcd {
 namespace {
@@ -10,22 +9,17 @@ namespace {
 TEST(JsonReader, ConvertsMembers) {
     const json_reader reader(R"({"n":-7,"big":99999999999,"s":"12","t":true,"z":null,"o":{"k":1},
                                  "x":"a/b"})");
-    const struct {
-        const char* key;
-        int number;
-        const char* text;
-        bool there;
-    } rows[] = {
+    const std::tuple<const char*, int, const char*, bool> rows[] = {
         {"n", -7, "-7", true},   {"big", 2147483647, "99999999999", true},
         {"s", 12, "12", true},   {"t", 1, "true", true},
         {"z", 0, nullptr, true}, {"missing", 0, nullptr, false},
         {"x", 0, "a/b", true},   {"o", 0, R"({ "k": 1 })", true},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.key);
-        EXPECT_EQ(reader.get_int(row.key), row.number);
-        EXPECT_STREQ(reader.get_string(row.key), row.text);
-        EXPECT_EQ(reader.contains(row.key), row.there);
+    for (const auto& [key, number, text, there] : rows) {
+        SCOPED_TRACE(key);
+        EXPECT_EQ(reader.get_int(key), number);
+        EXPECT_STREQ(reader.get_string(key), text);
+        EXPECT_EQ(reader.contains(key), there);
     }
 }
 
@@ -80,19 +74,14 @@ TEST(JsonReader, ReadsTwentyMegabytes) {
 }
 
 TEST(JsonWriter, Envelope) {
-    const struct {
-        const char* service;
-        const char* cmd;
-        const char* mac;
-        const char* text;
-    } rows[] = {
+    const std::tuple<const char*, const char*, const char*, const char*> rows[] = {
         {"", "", "", R"({"version":"2.4"})"},
         {"fbt", "", "", R"({"version":"2.4","service":"fbt"})"},
         {"rrm", "x", "00:11", R"({"version":"2.4","service":"rrm","cmd":"x","ap-mac":"00:11"})"},
         {nullptr, "x", nullptr, R"({"version":"2.4","cmd":"x"})"},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(json_writer(row.service, row.cmd, row.mac).text(), row.text);
+    for (const auto& [service, cmd, mac, text] : rows) {
+        EXPECT_EQ(json_writer(service, cmd, mac).text(), text);
     }
 }
 
@@ -111,15 +100,6 @@ TEST(JsonWriter, ChildrenStayInTheirRoot) {
     root.add_int("n", 6);
     EXPECT_EQ(root.text(), R"({"version":"2.4","service":"s","n":6,"path":"a\/b",)"
                            R"("list":["a",2,{"k":1},[]]})");
-}
-
-TEST(JsonWriter, PushJsonQueuesTheText) {
-    safe_queue queue;
-    {
-        const json_writer message("s", "c", "");
-        push_json(queue, message);
-    }
-    EXPECT_EQ(drain(queue), texts{R"({"version":"2.4","service":"s","cmd":"c"})"});
 }
 
 }  // namespace

@@ -42,14 +42,7 @@ std::multiset<std::string> matches(const std::string& text, const char* pattern)
 }
 
 TEST_F(Configuration, UrlForms) {
-    const struct {
-        const char* value;
-        bool accepted;
-        bool enabled;
-        const char* host;
-        int port;
-        const char* path;
-    } rows[] = {
+    const std::tuple<const char*, bool, bool, const char*, int, const char*> rows[] = {
         {"ws://192.0.2.7:8080/roam", true, true, "192.0.2.7", 8080, "/roam"},
         {"server:443/", true, true, "server", 443, "/"},
         {"ws://h:1/a:b/c\r\n", true, true, "h", 1, "/a:b/c"},
@@ -63,15 +56,15 @@ TEST_F(Configuration, UrlForms) {
         {"wss://server:443/x", false, false, "", 0, ""},
         {"WS://h:1/x", false, false, "", 0, ""},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.value);
+    for (const auto& [value, accepted, enabled, host, port, path] : rows) {
+        SCOPED_TRACE(value);
         decltype(configuration::services) services;
-        const std::string line = std::string("key=") + row.value;
-        EXPECT_EQ(parse_service_url(services, 1, line.c_str(), 4), row.accepted);
-        EXPECT_EQ(services[1].enabled, row.enabled);
-        EXPECT_EQ(services[1].host.view(), row.host);
-        EXPECT_EQ(services[1].port, row.port);
-        EXPECT_EQ(services[1].path.view(), row.path);
+        const std::string line = std::string("key=") + value;
+        EXPECT_EQ(parse_service_url(services, 1, line.c_str(), 4), accepted);
+        EXPECT_EQ(services[1].enabled, enabled);
+        EXPECT_EQ(services[1].host.view(), host);
+        EXPECT_EQ(services[1].port, port);
+        EXPECT_EQ(services[1].path.view(), path);
     }
 }
 
@@ -96,15 +89,13 @@ TEST_F(Configuration, KeysAreReadWithoutRegardToCaseAndValuesCut) {
 }
 
 TEST_F(Configuration, LogLevelForms) {
-    const struct {
-        const char* value;
-        unsigned level;
-    } rows[] = {{"0x0f", 15}, {"15", 15}, {"0X1f", 31}, {"0x10", 16}, {"what", 0}, {" 0x7", 0}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.value);
-        read(std::string("log_level=") + row.value + "\n");
-        EXPECT_EQ(config.log_level, row.level);
-        EXPECT_EQ(daemon_logger.mask, row.level) << "the mask follows at once";
+    const std::pair<const char*, unsigned> rows[] = {{"0x0f", 15}, {"15", 15},  {"0X1f", 31},
+                                                     {"0x10", 16}, {"what", 0}, {" 0x7", 0}};
+    for (const auto& [value, level] : rows) {
+        SCOPED_TRACE(value);
+        read(std::string("log_level=") + value + "\n");
+        EXPECT_EQ(config.log_level, level);
+        EXPECT_EQ(daemon_logger.mask, level) << "the mask follows at once";
     }
 }
 

@@ -45,7 +45,7 @@ void peermsg_release(peermsg_ctx* ctx) {
 int peermsg_peer_start(peermsg_ctx* ctx) {
     ctx->record_before = bus().record.size();
     bus().record += "start, ";
-    bus().loop = bus().loop_after_start;
+    bus().loop = 1;
     return 0;
 }
 

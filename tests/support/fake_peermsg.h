@@ -13,7 +13,6 @@ namespace fake_peermsg {
 struct state {
     bool init_fails = false;
     bool loop_sticks = false;  // the loop value cannot be set to 0
-    int loop_after_start = 1;
     int loop = 0;
     std::deque<std::string> incoming;
     std::string record;                        // "init 2 254 2, start, send 3 text, ..."; reads of the store leave none

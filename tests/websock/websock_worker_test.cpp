@@ -116,22 +116,19 @@ TEST_F(WebsockWorker, EstablishedConnectionStartsOver) {
 }
 
 TEST_F(WebsockWorker, ReasonsThatEndTheConnection) {
-    const struct {
-        int reason;
-        const char* log;
-    } rows[] = {
+    const std::pair<int, const char*> rows[] = {
         {LWS_CALLBACK_CLIENT_CONNECTION_ERROR, "process_client_connection_error:90"},
         {LWS_CALLBACK_CLOSED, "process_closed:122"},
         {LWS_CALLBACK_CLOSED_HTTP, "process_closed:122"},
         {LWS_CALLBACK_CLOSED_CLIENT_HTTP, "process_closed:122"},
         {LWS_CALLBACK_CLIENT_CLOSED, "process_closed:122"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.reason);
+    for (const auto& [reason, log] : rows) {
+        SCOPED_TRACE(reason);
         worker.start_check();
         fake_log::reset();
-        event(row.reason);
-        EXPECT_EQ(fake_log::take(), std::string("debug websock-rrm->") + row.log + "\n");
+        event(reason);
+        EXPECT_EQ(fake_log::take(), std::string("debug websock-rrm->") + log + "\n");
         EXPECT_FALSE(wanted());
         worker.on_stop();
     }

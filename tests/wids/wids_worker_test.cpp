@@ -13,12 +13,8 @@ namespace {
 struct helper_for_test final : ipc_helper {};
 
 TEST(WidsWorker, AnswersEachList) {
-    const struct {
-        const char* list;
-        const char* message;
-        const char* reply;     // command and name; null for none
-        const char* networkd;  // what it gets; null for nothing
-    } rows[] = {
+    // The list's name, a message, the reply from its command on, what networkd gets; null for none.
+    const std::tuple<const char*, const char*, const char*, const char*> rows[] = {
         {"l1", R"({"service":"WIDS-Mac-Service","Name":"L1","a":[1]})", R"(received","Name":"L1"})",
          R"({"service":"WIDS-Mac-Service","Name":"L1","a":[1],"command":"update-wids-mac-lists"})"},
         {"l1", R"({"service":"wids-mac-service","Name":"l1","command":"x"})", R"(received","Name":"l1"})",
@@ -36,8 +32,8 @@ TEST(WidsWorker, AnswersEachList) {
         {"l1", "{broken", nullptr, nullptr},
     };
     for (const bool networkd_answers : {true, false}) {
-        for (const auto& row : rows) {
-            SCOPED_TRACE(row.message);
+        for (const auto& [list, message, reply, networkd] : rows) {
+            SCOPED_TRACE(message);
             fake_peermsg::reset();
             fake_log::reset(log_mask_none);
             if (!networkd_answers) fake_peermsg::bus().answer = "";
@@ -45,14 +41,14 @@ TEST(WidsWorker, AnswersEachList) {
             safe_queue in;
             safe_queue out;
             const helper_for_test ipc;
-            wids_worker worker(out, in, ipc, row.list, &running);
+            wids_worker worker(out, in, ipc, list, &running);
             fake_peermsg::take_record();
-            in.push(buffer_of(row.message));
+            in.push(buffer_of(message));
             EXPECT_TRUE(worker.process());
             const std::string head = R"({"version":"2.4","service":"wids-mac-service","cmd":"mac-list-)";
-            EXPECT_EQ(drain(out), row.reply != nullptr ? texts{head + row.reply} : texts{});
+            EXPECT_EQ(drain(out), reply != nullptr ? texts{head + reply} : texts{});
             EXPECT_EQ(fake_peermsg::take_record(),
-                      row.networkd != nullptr ? std::string("start, send 6 ") + row.networkd + ", stop, " : "");
+                      networkd != nullptr ? std::string("start, send 6 ") + networkd + ", stop, " : "");
         }
     }
 }

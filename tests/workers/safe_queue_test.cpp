@@ -50,18 +50,6 @@ TEST(SafeQueue, HandlersAndCallbacksMayUseTheQueue) {
     EXPECT_TRUE(queue.empty()) << "a message whose handler throws is gone";
 }
 
-TEST(SafeQueue, MessageLivesUntilItsHandlerReturns) {
-    safe_queue queue;
-    std::weak_ptr<buffer_info_t> watched;
-    {
-        const auto buffer = buffer_of("x");
-        watched = buffer;
-        queue.push(buffer);
-    }
-    queue.try_pop([&](const buffer_ptr&) { EXPECT_FALSE(watched.expired()); });
-    EXPECT_TRUE(watched.expired());
-}
-
 TEST(SafeQueue, BlockingTakeWaitsForAPush) {
     safe_queue queue;
     EXPECT_FALSE(queue.pop_for([](const buffer_ptr&) { FAIL(); }, 1ms));
