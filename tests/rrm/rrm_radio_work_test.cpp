@@ -41,51 +41,39 @@ TEST_F(RrmReports, ActiveScanMakesFiveSweeps) {
 
 // Seconds from the update to the start of the scan and to the report.
 TEST_F(RrmReports, DelaysAndKinds) {
-    const struct {
-        const char* name;
-        const char* update;
-        int start;
-        const char* report;
-        const char* kind;
-    } rows[] = {
-        {"active", R"("rrm-scan-delay":5)", 5, "15 rrm-response ", "start active, "},
-        {"RRM at once", R"("norda-rrm-scanning":1)", 0, "2 rrm-response ", "start rrm, "},
-        {"RRM with a delay", R"("norda-rrm-scanning":1,"rrm-scan-delay":3)", 3, "8 rrm-response ", "start rrm, "},
-        {"negative delay", R"("rrm-scan-delay":-3)", 0, "10 rrm-response ", "start active, "},
-        {"RRM, negative", R"("norda-rrm-scanning":-1,"rrm-scan-delay":-3)", 0, "3 rrm-response ", "start rrm, "},
+    const std::tuple<const char*, int, int, const char*> rows[] = {
+        {R"("rrm-scan-delay":5)", 5, 15, "active"},
+        {R"("norda-rrm-scanning":1)", 0, 2, "rrm"},
+        {R"("norda-rrm-scanning":1,"rrm-scan-delay":3)", 3, 8, "rrm"},
+        {R"("rrm-scan-delay":-3)", 0, 10, "active"},
+        {R"("norda-rrm-scanning":-1,"rrm-scan-delay":-3)", 0, 3, "rrm"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [update, start, report, kind] : rows) {
+        SCOPED_TRACE(update);
         drv->take();
-        receive(rrm("rrm-update", row.update));
-        std::string told = pass_until(row.start);
-        EXPECT_TRUE(drv->take().starts_with("stop scan, " + std::string(row.kind)));
-        told = pass_until(30);
-        const int seconds = std::atoi(told.c_str()) + row.start;
-        EXPECT_EQ(std::to_string(seconds) + told.substr(told.find(' ')), row.report);
+        receive(rrm("rrm-update", update));
+        EXPECT_EQ(pass_until(start), "");
+        EXPECT_TRUE(drv->take().starts_with("stop scan, start " + std::string(kind)));
+        EXPECT_EQ(pass_until(30), std::to_string(report - start) + " rrm-response ");
         drv->scanning = false;
     }
 }
 
 TEST_F(RrmReports, EmptyEnvironmentAndLostHostapd) {
-    receive(rrm("rrm-update", R"("norda-rrm-scanning":1)"));
-    fake_clock::advance(2);
-    worker->process();
-    EXPECT_TRUE(drain(out)[0].ends_with(R"("rf-environment":[]})"));
+    const auto scan = [this](bool initialized) {
+        receive(rrm("rrm-update", R"("norda-rrm-scanning":1)"));
+        fake_clock::advance(2);
+        drv->initialized = initialized;
+        fake_log::reset();
+        worker->process();
+        drv->initialized = true;
+        return drain(out);
+    };
+    EXPECT_TRUE(scan(true).at(0).ends_with(R"("rf-environment":[]})"));
     drv->heard = {{heard(1, 2, 1, 20, 0)}};
-    receive(rrm("rrm-update", R"("norda-rrm-scanning":1)"));
-    fake_clock::advance(2);
-    drv->initialized = false;
-    fake_log::reset();
-    worker->process();
-    EXPECT_EQ(fake_log::take(),
-              "debug scan_finished\n"
-              "debug Not sending rrm-response because hostapd is not running\n");
-    drv->initialized = true;
-    receive(rrm("rrm-update", R"("norda-rrm-scanning":1)"));
-    fake_clock::advance(2);
-    worker->process();
-    EXPECT_TRUE(drain(out)[0].ends_with(R"("rf-environment":[]})")) << "nothing is left over";
+    EXPECT_EQ(scan(false), texts{});
+    EXPECT_EQ(fake_log::take(), "debug scan_finished\ndebug Not sending rrm-response because hostapd is not running\n");
+    EXPECT_TRUE(scan(true).at(0).ends_with(R"("rf-environment":[]})")) << "nothing is left over";
 }
 
 TEST_F(RrmReports, WaitingReportSurvivesAnUpdate) {
@@ -118,21 +106,16 @@ TEST_F(RrmReports, ScanThatCannotBeMadeLeavesThePass) {
 
 TEST_F(RrmApply, ChannelsAndPower) {
     const std::string clears = "clear wlan0-vap0, clear wlan1-vap0, clear wlan2-vap0, ";
-    const struct {
-        const char* config;
-        const char* done;
-    } rows[] = {
+    const std::pair<const char*, const char*> rows[] = {
         {R"("use-tpc":1,"use-dca":1,"radios":[{"id":1,"channel":44,"bandwidth":80,"power":14}])",
          "power wlan1 14, channel wlan1 44/80/0, "},
         {R"("use-tpc":1,"use-dca":0,"radios":[{"id":0,"channel":36,"power":10}])", "power wlan0 10, "},
-        {R"("use-dca":1,"radios":[{"id":2,"channel":5,"power":10}])", "channel wlan2 5/20/0, "},
-        {R"("use-dca":1,"radios":[{"id":1,"channel":36,"bandwidth":40,"primary-channel":"LOWER"}])",
-         "channel wlan1 36/40/1, "},
-        {R"("use-dca":1,"radios":[{"id":1,"channel":36,"bandwidth":40,"primary-channel":"Upper"}])",
-         "channel wlan1 36/40/2, "},
-        {R"("use-dca":1,"radios":[{"id":1,"channel":36,"bandwidth":40,"primary-channel":"ll"}])",
-         "channel wlan1 36/40/0, "},
-        {R"("use-dca":1,"radios":[{"id":1,"channel":36,"bandwidth":80,"primary-channel":"upper"}])",
+        {R"("use-dca":1,"radios":[{"id":2,"channel":5,"power":10},)"
+         R"({"id":1,"channel":36,"bandwidth":40,"primary-channel":"LOWER"},)"
+         R"({"id":1,"channel":36,"bandwidth":40,"primary-channel":"Upper"},)"
+         R"({"id":1,"channel":36,"bandwidth":40,"primary-channel":"ll"},)"
+         R"({"id":1,"channel":36,"bandwidth":80,"primary-channel":"upper"}])",
+         "channel wlan2 5/20/0, channel wlan1 36/40/1, channel wlan1 36/40/2, channel wlan1 36/40/0, "
          "channel wlan1 36/80/0, "},
         {R"("use-tpc":"1","radios":[{"power":null},null,{"id":"1","power":"9"}])", "power wlan0 0, power wlan1 9, "},
         {R"("use-tpc":1,"radios":[{"id":3,"power":1},{"id":-1,"power":1},{"id":1,"power":-5}])", "power wlan1 -5, "},
@@ -141,9 +124,9 @@ TEST_F(RrmApply, ChannelsAndPower) {
     };
     drv->radios_up = true;
     fake_log::reset(log_mask_warning);
-    for (const auto& row : rows) {
-        receive(rrm("rrm-info", row.config));
-        EXPECT_EQ(drv->take(), row.done + clears) << row.config;
+    for (const auto& [config, done] : rows) {
+        receive(rrm("rrm-info", config));
+        EXPECT_EQ(drv->take(), done + clears) << config;
     }
     EXPECT_EQ(fake_log::take(),
               "warning void rrm_worker::apply_config(const json_reader&) Wrong id value: recv 3, "

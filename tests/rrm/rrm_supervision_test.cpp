@@ -28,69 +28,42 @@ TEST_F(RrmSupervision, BecomesActiveWithEitherPidFile) {
     EXPECT_FALSE(keeps());
 }
 
-// Which of the files exist, and what is left and done after one look.
+// What is left of the files, by their letters, and done after one look at them.
 TEST_F(RrmSupervision, NotifyFiles) {
-    const struct {
-        const char* name;
-        bool master;
-        std::vector<const char*> files;
-        bool hostapd_runs;
-        bool subscribed;
-        const char* done;
-        const char* sent;
-        std::size_t left;
-    } rows[] = {
-        {"no master", false, {flag_files::hostapd_started, flag_files::config_updated}, true, true, "", "", 2},
-        {"hostapd",
-         true,
-         {flag_files::hostapd_started},
-         true,
-         true,
-         "on, reset, init, stop all, ",
-         "rrm-config-changed ",
-         0},
-        {"hostapd and widsd",
-         true,
-         {flag_files::hostapd_started, flag_files::widsd_started},
-         true,
-         false,
-         "on, reset, init, stop all, ",
-         "",
-         0},
-        {"hostapd without its pid file", true, {flag_files::hostapd_started}, false, true, "off, reset, ", "", 0},
-        {"widsd", true, {flag_files::widsd_started}, true, true, "off, reset, init, ", "rrm-config-changed ", 0},
-        {"configuration", true, {flag_files::config_updated}, true, true, "", "rrm-config-changed ", 0},
-        {"configuration, not subscribed", true, {flag_files::config_updated}, true, false, "", "", 0},
-        {"hostapd and configuration",
-         true,
-         {flag_files::hostapd_started, flag_files::config_updated},
-         true,
-         true,
-         "on, reset, init, stop all, ",
-         "rrm-config-changed ",
-         0},
-        {"time zone", true, {flag_files::timezone_changed}, true, true, "", "", 0},
-        {"nothing", true, {}, true, true, "", "", 0},
+    const std::map<char, const char*> files{{'h', flag_files::hostapd_started},
+                                            {'w', flag_files::widsd_started},
+                                            {'c', flag_files::config_updated},
+                                            {'t', flag_files::timezone_changed},
+                                            {'n', flag_files::notify}};
+    const char* started = "on, reset, init, stop all, ";
+    const char* changed = "rrm-config-changed ";
+    const std::tuple<std::string, bool, bool, const char*, const char*, const char*> rows[] = {
+        {"hc", true, true, "", "", "hc"},
+        {"hn", true, true, started, changed, ""},
+        {"hwn", true, false, started, "", ""},
+        {"hn", false, true, "off, reset, ", "", ""},
+        {"wn", true, true, "off, reset, init, ", changed, ""},
+        {"cn", true, true, "", changed, ""},
+        {"cn", true, false, "", "", ""},
+        {"hcn", true, true, started, changed, ""},
+        {"tn", true, true, "", "", ""},
+        {"n", true, true, "", "", ""},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [there_before, hostapd_runs, subscribed, done, told, left] : rows) {
+        SCOPED_TRACE(there_before + (hostapd_runs ? " hostapd" : "") + (subscribed ? " subscribed" : ""));
         drv->initialized = true;
-        if (row.subscribed) {
-            subscribe();
-        } else {
-            receive(link("disconnected"));
-        }
+        subscribed ? subscribe() : receive(link("disconnected"));
         drv->take();
-        hostapd(row.hostapd_runs);
-        for (const char* file : row.files) touch(file);
-        if (row.master) touch(flag_files::notify);
+        hostapd(hostapd_runs);
+        for (const char letter : there_before) touch(files.at(letter));
         EXPECT_TRUE(keeps());
-        EXPECT_EQ(drv->take(), row.done);
-        EXPECT_EQ(sent(), row.sent);
-        EXPECT_FALSE(there(flag_files::notify));
-        std::size_t left = 0;
-        for (const char* file : row.files) left += std::filesystem::remove(file) ? 1U : 0U;
-        EXPECT_EQ(left, row.left);
+        EXPECT_EQ(drv->take(), done);
+        EXPECT_EQ(sent(), told);
+        std::string still_there;
+        for (const char letter : there_before) {
+            if (std::filesystem::remove(files.at(letter))) still_there += letter;
+        }
+        EXPECT_EQ(still_there, left);
     }
 }
 
