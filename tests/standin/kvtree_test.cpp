@@ -27,22 +27,17 @@ TEST(Kvtree, BuildsWhatItPrints) {
 TEST(Kvtree, TypesAndTexts) {
     const auto root = parse(R"({"tree":{},"list":[1],"text":"x y","number":5,"flag":true,"none":null})");
     ASSERT_TRUE(root);
-    const struct {
-        const char* name;
-        int type;
-        const char* parameter;
-        int contained;
-    } rows[] = {
+    const std::tuple<const char*, int, const char*, int> rows[] = {
         {"tree", CFG_TYPE_TREE, nullptr, 1},    {"list", CFG_TYPE_LIST, nullptr, 1},
         {"text", CFG_TYPE_VALUE, "x y", 1},     {"number", CFG_TYPE_VALUE, "5", 1},
         {"flag", CFG_TYPE_VALUE, "true", 1},    {"none", CFG_TYPE_NONE, nullptr, 1},
         {"missing", CFG_TYPE_NONE, nullptr, 0},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(cfg_get_type(cfg_get_child(root.get(), row.name)), row.type);
-        EXPECT_STREQ(cfg_get_param(root.get(), row.name), row.parameter);
-        EXPECT_EQ(cfg_contain_param(root.get(), row.name), row.contained);
+    for (const auto& [name, type, parameter, contained] : rows) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(cfg_get_type(cfg_get_child(root.get(), name)), type);
+        EXPECT_STREQ(cfg_get_param(root.get(), name), parameter);
+        EXPECT_EQ(cfg_contain_param(root.get(), name), contained);
     }
     EXPECT_STREQ(cfg_object_to_string(cfg_get_child(root.get(), "text")), "x y");
 }

@@ -73,13 +73,6 @@ TEST_F(Peermsg, CarriesTextsOfAnySize) {
     EXPECT_EQ(next(a), "back");
 }
 
-TEST_F(Peermsg, KeepsTheOrderOfABurst) {
-    const auto a = started(2);
-    const auto b = started(3);
-    for (int i = 0; i < 5000; ++i) ASSERT_TRUE(send(a, 3, std::to_string(i)));
-    for (int i = 0; i < 5000; ++i) ASSERT_EQ(next(b), std::to_string(i));
-}
-
 TEST_F(Peermsg, LoopValueFollowsTheExchange) {
     const auto ctx = open_module(2);
     EXPECT_EQ(peermsg_get_moduleloop(ctx.get()), 0);

@@ -14,11 +14,7 @@ std::string last_line;
 
 TEST(Runproc, ResultsAndWhatIsLogged) {
     runproc_set_log([](const char* line) { last_line = line; });
-    const struct {
-        const char* command;
-        bool good;
-        const char* log;
-    } rows[] = {
+    const std::tuple<const char*, bool, const char*> rows[] = {
         {"echo  a   $HOME  `x`;true", true, "echo  a   $HOME  `x`;true -> a $HOME `x`;true"},
         {"printf one\\ntwo\\n", true, "printf one\\ntwo\\n -> one two"},
         {"ls /no/such/file", false,
@@ -27,9 +23,9 @@ TEST(Runproc, ResultsAndWhatIsLogged) {
         {"/no/such/program", false, "/no/such/program -> cannot be started"},
         {"", false, " -> cannot be started"},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(runproc_exec("%s", row.command) == 0, row.good) << row.command;
-        EXPECT_EQ(last_line, row.log);
+    for (const auto& [command, good, log] : rows) {
+        EXPECT_EQ(runproc_exec("%s", command) == 0, good) << command;
+        EXPECT_EQ(last_line, log);
     }
     EXPECT_NE(runproc_exec("touch %s/x %d", "/no/such", 5), 0);
     EXPECT_TRUE(std::filesystem::remove("5")) << "words, not a shell";

@@ -45,15 +45,6 @@ class RoamingFaults : public testing::Test {
     std::unique_ptr<daemon> agent;
 };
 
-TEST_F(RoamingFaults, ServiceIsKilledAndComesBack) {
-    auto service = std::make_unique<raw_service>("echo");
-    start({});
-    EXPECT_TRUE(relays("before"));
-    service.reset();
-    service = std::make_unique<raw_service>("echo");
-    EXPECT_TRUE(relays("after"));
-}
-
 TEST_F(RoamingFaults, FrozenServiceIsLeftAfterThreePings) {
     NOT_UNDER_A_SANITIZER;
     raw_service service("echo");
@@ -196,19 +187,15 @@ TEST_F(RrmFaults, LinkIsLostDuringAScanWhileHostapdRestarts) {
 
 TEST_F(RrmFaults, RadioLibraryThatLies) {
     world.subscribe();
-    const struct {
-        const char* fault;
-        bool active;
-        const char* report;
-    } rows[] = {
+    const std::tuple<const char*, bool, const char*> rows[] = {
         {R"({"call":"radioctl_get_scan","field":"bandwidth"})", true, R"("bandwidth":888888)"},
         {R"({"call":"radioctl_get_scan","result":-5})", true, R"("rf-environment":[])"},
         {R"({"call":"radioctl_lock_and_stop_scan","result":3})", true, R"("rf-environment":[)"},
     };
-    for (const auto& row : rows) {
-        world.point.scene.set("faults", "[" + std::string(row.fault) + "]");
-        world.cloud.send(message::update(row.active));
-        EXPECT_TRUE(contains(world.expect("rrm-response", 30s), row.report)) << row.fault;
+    for (const auto& [fault, active, report] : rows) {
+        world.point.scene.set("faults", "[" + std::string(fault) + "]");
+        world.cloud.send(message::update(active));
+        EXPECT_TRUE(contains(world.expect("rrm-response", 30s), report)) << fault;
     }
     world.point.scene.set("faults", "[]");
     EXPECT_TRUE(contains(mode(), R"("status":1)"));
@@ -218,18 +205,15 @@ TEST_F(RrmFaults, RadioLibraryThatLies) {
 TEST(RrmEnds, MessageOrValueThatLeavesTheWorker) {
     transcript story(nullptr);
     service_world world(story, service_world::service::rrm);
-    const struct {
-        const char* power;
-        std::string message;
-    } rows[] = {
+    const std::pair<const char*, std::string> rows[] = {
         {"20", message::rrm("rrm-update", R"("rrm-scan-channels-list":[{"2":"1"}])")},
         {"much", message::request_mode()},
     };
-    for (const auto& row : rows) {
+    for (const auto& [power, message] : rows) {
         world.point.store.set("/interface/wlan1/wlan/radio/tx-power-max", "20");
         world.subscribe();
-        world.point.store.set("/interface/wlan1/wlan/radio/tx-power-max", row.power);
-        world.cloud.send(row.message);
+        world.point.store.set("/interface/wlan1/wlan/radio/tx-power-max", power);
+        world.cloud.send(message);
         EXPECT_EQ(world.agent->process().wait(), 255);
         EXPECT_TRUE(contains(world.agent->log(), "Unhandled exception at worker 'rrm'\n"));
         world.point.stop_hostapd();

@@ -51,19 +51,15 @@ class Link : public testing::Test {
 
 TEST_F(Link, MessagesAreWholeHoweverTheyAreCut) {
     const std::string message = R"({"text":"0123456789"})";
-    const struct {
-        const char* behaviour;
-        std::size_t copies;
-        bool binary;
-    } rows[] = {{"every-split", 2 * message.size() + 2, true},
-                {"one-byte-at-a-time", 1, false},
-                {"with-the-handshake", 20, false}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.behaviour);
-        const raw_service service(row.behaviour);
+    const std::tuple<const char*, std::size_t, bool> rows[] = {{"every-split", 2 * message.size() + 2, true},
+                                                               {"one-byte-at-a-time", 1, false},
+                                                               {"with-the-handshake", 20, false}};
+    for (const auto& [behaviour, copies, binary] : rows) {
+        SCOPED_TRACE(behaviour);
+        const raw_service service(behaviour);
         start();
-        std::vector<std::string> expected(row.copies, message);
-        if (row.binary) expected.emplace_back("\x01\xff\x00\xfe", 4);
+        std::vector<std::string> expected(copies, message);
+        if (binary) expected.emplace_back("\x01\xff\x00\xfe", 4);
         expected.emplace_back("end");
         EXPECT_EQ(bus_until("end"), expected);
         agent.reset();

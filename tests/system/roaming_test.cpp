@@ -127,13 +127,19 @@ TEST_F(Roaming, GrowsNoLargerThanItMust) {
 
 // In each state: no spinning, and the stop within a second or so.
 TEST_F(Roaming, EveryStateIsQuietAndStops) {
-    struct row {
-        const char* state;
-        std::function<void()> enter;
-    };
-    std::unique_ptr<raw_service> silent;
+    std::unique_ptr<raw_service> raw;
     const black_hole hole;
-    const row rows[] = {
+    const auto start_on = [this](std::uint16_t port, const char* log_level) {
+        world->agent = std::make_unique<daemon>(*story, daemon::settings{{"log_level", log_level},
+                                                                         {"roam_service_url", loopback_url(port, "/x")},
+                                                                         {"initial_connection_delay", "1"}});
+    };
+    const auto start_with = [&, this](const char* behaviour) {
+        make({.start_daemon = false});
+        raw = std::make_unique<raw_service>(behaviour);
+        start_on(raw_service::port, "0");
+    };
+    const std::pair<const char*, std::function<void()>> rows[] = {
         {"waiting", [this] { make({.initial_delay = 1000, .max_delay = 1000}); }},
         {"connected", [this] { link(); }},
         {"unlinked",
@@ -148,21 +154,13 @@ TEST_F(Roaming, EveryStateIsQuietAndStops) {
              world->broker.stop();
          }},
         {"handshake not answered",
-         [&, this] {
-             make({.start_daemon = false});
-             silent = std::make_unique<raw_service>("silence");
-             world->agent = std::make_unique<daemon>(
-                 *story, daemon::settings{{"roam_service_url", loopback_url(raw_service::port, "/x")},
-                                          {"initial_connection_delay", "1"}});
-             silent->wait_connections(1);
+         [&] {
+             start_with("silence");
+             raw->wait_connections(1);
          }},
         {"ended by the service while sending is blocked",
          [&, this] {
-             make({.start_daemon = false});
-             silent = std::make_unique<raw_service>("end-while-sending-is-blocked");
-             world->agent = std::make_unique<daemon>(
-                 *story, daemon::settings{{"roam_service_url", loopback_url(raw_service::port, "/x")},
-                                          {"initial_connection_delay", "1"}});
+             start_with("end-while-sending-is-blocked");
              ASSERT_TRUE(world->bus_hears(link_notice("connected")));
              for (int i = 0; i < 20; ++i) {
                  world->peer.send_quietly(bridge_module, std::string(1'000'000, 'x'));
@@ -172,10 +170,7 @@ TEST_F(Roaming, EveryStateIsQuietAndStops) {
         {"connecting to a black hole",
          [&, this] {
              make({.start_daemon = false});
-             world->agent = std::make_unique<daemon>(
-                 *story, daemon::settings{{"log_level", "8"},
-                                          {"roam_service_url", loopback_url(hole.port(), "/x")},
-                                          {"initial_connection_delay", "1"}});
+             start_on(hole.port(), "8");
              world->agent->wait_log("->Connected");
          }},
     };
@@ -191,7 +186,7 @@ TEST_F(Roaming, EveryStateIsQuietAndStops) {
         EXPECT_EQ(ending.status, 0);
         EXPECT_LT(ending.time, 1500ms * TIME_SCALE);
         world.reset();
-        silent.reset();
+        raw.reset();
     }
 }
 
