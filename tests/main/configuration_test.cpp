@@ -15,6 +15,11 @@
 namespace rfcd {
 namespace {
 
+std::string url_of(const service_config& service) {
+    return std::string(service.enabled ? "on " : "off ") + service.host.c_str() + ":" + std::to_string(service.port) +
+           service.path.c_str();
+}
+
 class Configuration : public testing::Test {
   protected:
     Configuration() { fake_log::reset(log_mask_all); }
@@ -26,8 +31,18 @@ class Configuration : public testing::Test {
         read_configuration_file(config);
     }
 
-    const service_config& roaming() const { return config.services[roaming_service]; }
-    const service_config& rrm() const { return config.services[rrm_service]; }
+    // The URLs of the services, what they share, and the rest.
+    std::string told() const {
+        std::string text;
+        std::set<std::string> shared;
+        for (const auto& s : config.services) {
+            text += url_of(s) + ", ";
+            shared.insert(s.location.c_str() + (" " + std::to_string(s.initial_connection_delay)) + "-" +
+                          std::to_string(s.max_connection_delay) + ", ");
+        }
+        for (const auto& setting : shared) text += setting;
+        return text + std::to_string(config.log_level) + " '" + config.log_file_path + "' '" + config.mac_list_id + "'";
+    }
 
     configuration config;
 };
@@ -42,29 +57,26 @@ std::multiset<std::string> matches(const std::string& text, const char* pattern)
 }
 
 TEST_F(Configuration, UrlForms) {
-    const std::tuple<const char*, bool, bool, const char*, int, const char*> rows[] = {
-        {"ws://192.0.2.7:8080/roam", true, true, "192.0.2.7", 8080, "/roam"},
-        {"server:443/", true, true, "server", 443, "/"},
-        {"ws://h:1/a:b/c\r\n", true, true, "h", 1, "/a:b/c"},
-        {"ws://h:/x", true, true, "h", 0, "/x"},
-        {"ws://h:12ab/x", true, true, "h", 12, "/x"},
-        {"ws://a/b:7/c", true, true, "a/b", 7, "/c"},
-        {"://h:1/x", false, false, "", 0, ""},
-        {"ws://server:8080", true, false, "", 0, ""},
-        {"ws://server/x", true, false, "", 0, ""},
-        {"", true, false, "", 0, ""},
-        {"wss://server:443/x", false, false, "", 0, ""},
-        {"WS://h:1/x", false, false, "", 0, ""},
+    const std::tuple<const char*, bool, const char*> rows[] = {
+        {"ws://192.0.2.7:8080/roam", true, "on 192.0.2.7:8080/roam"},
+        {"server:443/", true, "on server:443/"},
+        {"ws://h:1/a:b/c\r\n", true, "on h:1/a:b/c"},
+        {"ws://h:/x", true, "on h:0/x"},
+        {"ws://h:12ab/x", true, "on h:12/x"},
+        {"ws://a/b:7/c", true, "on a/b:7/c"},
+        {"://h:1/x", false, "off :0"},
+        {"ws://server:8080", true, "off :0"},
+        {"ws://server/x", true, "off :0"},
+        {"", true, "off :0"},
+        {"wss://server:443/x", false, "off :0"},
+        {"WS://h:1/x", false, "off :0"},
     };
-    for (const auto& [value, accepted, enabled, host, port, path] : rows) {
+    for (const auto& [value, accepted, read] : rows) {
         SCOPED_TRACE(value);
         decltype(configuration::services) services;
         const std::string line = std::string("key=") + value;
         EXPECT_EQ(parse_service_url(services, 1, line.c_str(), 4), accepted);
-        EXPECT_EQ(services[1].enabled, enabled);
-        EXPECT_EQ(services[1].host.view(), host);
-        EXPECT_EQ(services[1].port, port);
-        EXPECT_EQ(services[1].path.view(), path);
+        EXPECT_EQ(url_of(services[1]), read);
     }
 }
 
@@ -79,13 +91,7 @@ TEST_F(Configuration, KeysAreReadWithoutRegardToCaseAndValuesCut) {
         "log_file=/tmp/x.log\r\n"
         "mac-list-id=list-1\r\n"
         "mac-list-id=list-2\r\n");
-    EXPECT_TRUE(roaming().enabled);
-    EXPECT_FALSE(rrm().enabled);
-    EXPECT_EQ(rrm().initial_connection_delay, 5U);
-    EXPECT_EQ(rrm().max_connection_delay, 300U);
-    EXPECT_EQ(rrm().location.view(), "hall 7");
-    EXPECT_EQ(config.log_file_path, "/tmp/x.log");
-    EXPECT_EQ(config.mac_list_id, "list-2");
+    EXPECT_EQ(told(), "on h:1/x, off :0, off :0, hall 7 5-300, 0 '/tmp/x.log' 'list-2'");
 }
 
 TEST_F(Configuration, LogLevelForms) {
@@ -104,26 +110,23 @@ TEST_F(Configuration, WrongSchemeEndsTheReading) {
         "skylark_service_url=ws://h:80/a\n"
         "roam_service_url=wss://h:80/b\n"
         "mac-list-id=never-read\n");
-    EXPECT_TRUE(rrm().enabled);
-    EXPECT_FALSE(roaming().enabled);
-    EXPECT_EQ(config.mac_list_id, "");
+    EXPECT_EQ(told(), "off :0, on h:80/a, off :0, default-rrm-domain 0-0, 0 '' ''");
     EXPECT_EQ(fake_log::take(), "debug Proto wss is invalid\n");
 }
 
 TEST_F(Configuration, LongLineIsReadInPieces) {
     const std::string key = "ap_location=";
     read(key + std::string(254 - key.size(), 'x') + "log_level=7\n");
-    EXPECT_EQ(rrm().location.view(), std::string(254 - key.size(), 'x'));
+    EXPECT_EQ(config.services[rrm_service].location.view(), std::string(254 - key.size(), 'x'));
     EXPECT_EQ(config.log_level, 7U);
 }
 
 TEST_F(Configuration, DefaultsDependOnAFileBeingNamed) {
     read_configuration_file(config);
-    EXPECT_EQ(rrm().location.view(), "");
+    EXPECT_EQ(told(), "off :0, off :0, off :0,  0-0, 0 '' ''");
     config.file_path = "/no/such/file";
     read_configuration_file(config);
-    EXPECT_EQ(rrm().location.view(), "default-rrm-domain");
-    EXPECT_FALSE(rrm().enabled);
+    EXPECT_EQ(told(), "off :0, off :0, off :0, default-rrm-domain 0-0, 0 '' ''");
 }
 
 TEST_F(Configuration, ExampleAndManualHaveEveryKey) {
@@ -138,25 +141,12 @@ TEST_F(Configuration, ExampleAndManualHaveEveryKey) {
 TEST_F(Configuration, ExampleIsReadAsItSays) {
     const std::string example = lab::read_file(std::string(PROJECT_FOLDER) + "/packaging/rfcd.conf");
     read(example);
-    for (const auto& service : config.services) {
-        EXPECT_FALSE(service.enabled) << "a fresh installation calls nobody";
-        EXPECT_EQ(service.location.view(), "default-rrm-domain");
-        EXPECT_EQ(service.initial_connection_delay, 5U);
-        EXPECT_EQ(service.max_connection_delay, 300U);
-    }
-    EXPECT_EQ(config.log_level, 3U);
-    EXPECT_EQ(config.log_file_path, "");
-
-    const configuration defaults = config;
+    EXPECT_EQ(told(), "off :0, off :0, off :0, default-rrm-domain 5-300, 3 '' ''")
+        << "a fresh installation calls nobody";
     read(std::regex_replace(example, std::regex("\n#([a-z_-]+=)"), "\n$1"));
-    for (const auto& service : config.services) {
-        EXPECT_TRUE(service.enabled);
-        EXPECT_EQ(service.host.view(), "cloud.example");
-        EXPECT_EQ(service.location.view(), defaults.services[0].location.view());
-    }
-    EXPECT_EQ(config.log_file_path, "/var/log/rfcd/rfcd.log");
-    EXPECT_EQ(config.mac_list_id, "list-of-this-building");
-    EXPECT_EQ(config.log_level, 3U);
+    EXPECT_EQ(told(),
+              "on cloud.example:8080/roam, on cloud.example:8080/skylark, on cloud.example:8080/mac-lists, "
+              "default-rrm-domain 5-300, 3 '/var/log/rfcd/rfcd.log' 'list-of-this-building'");
     std::istringstream lines(example);
     for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 253U) << line;
 }

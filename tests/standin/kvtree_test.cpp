@@ -11,35 +11,23 @@ using tree = std::unique_ptr<cfg_tree, decltype(&cfg_release)>;
 
 tree parse(const std::string& text) { return {cfg_parse_buffer(text.c_str()), &cfg_release}; }
 
-TEST(Kvtree, BuildsWhatItPrints) {
-    const tree root(cfg_get_empty(), &cfg_release);
-    EXPECT_EQ(cfg_set_param(root.get(), "command", "get"), 0);
-    EXPECT_EQ(cfg_set_param(root.get(), "command", "set"), 0);
-    cfg_tree* child = cfg_insert_empty_subtree(root.get(), "params");
-    EXPECT_EQ(cfg_insert_child_string(child, "path", "/a/b"), 0);
+TEST(Kvtree, CopiesWhatIsInserted) {
+    const auto root = parse(R"({"params":{"path":"/a/b"}})");
+    cfg_tree* child = cfg_get_child(root.get(), "params");
     EXPECT_EQ(cfg_insert_child(root.get(), "copy", child), 0);
     EXPECT_EQ(cfg_set_param(child, "path", "/changed"), 0);
-    EXPECT_STREQ(cfg_serialize_compact(root.get()),
-                 R"({"command":"set","params":{"path":"/changed"},"copy":{"path":"/a/b"}})");
-    EXPECT_STREQ(cfg_serialize(child), "{\n  \"path\":\"/changed\"\n}");
+    EXPECT_STREQ(cfg_serialize_compact(root.get()), R"({"params":{"path":"/changed"},"copy":{"path":"/a/b"}})");
 }
 
 TEST(Kvtree, TypesAndTexts) {
     const auto root = parse(R"({"tree":{},"list":[1],"text":"x y","number":5,"flag":true,"none":null})");
-    ASSERT_TRUE(root);
-    const std::tuple<const char*, int, const char*, int> rows[] = {
-        {"tree", CFG_TYPE_TREE, nullptr, 1},    {"list", CFG_TYPE_LIST, nullptr, 1},
-        {"text", CFG_TYPE_VALUE, "x y", 1},     {"number", CFG_TYPE_VALUE, "5", 1},
-        {"flag", CFG_TYPE_VALUE, "true", 1},    {"none", CFG_TYPE_NONE, nullptr, 1},
-        {"missing", CFG_TYPE_NONE, nullptr, 0},
-    };
-    for (const auto& [name, type, parameter, contained] : rows) {
-        SCOPED_TRACE(name);
-        EXPECT_EQ(cfg_get_type(cfg_get_child(root.get(), name)), type);
-        EXPECT_STREQ(cfg_get_param(root.get(), name), parameter);
-        EXPECT_EQ(cfg_contain_param(root.get(), name), contained);
+    std::string all;
+    for (const char* name : {"tree", "list", "text", "number", "flag", "none", "missing"}) {
+        const char* parameter = cfg_get_param(root.get(), name);
+        all += name + std::string(" ") + std::to_string(cfg_get_type(cfg_get_child(root.get(), name))) + " " +
+               (parameter == nullptr ? "-" : parameter) + (cfg_contain_param(root.get(), name) != 0 ? ", " : " absent");
     }
-    EXPECT_STREQ(cfg_object_to_string(cfg_get_child(root.get(), "text")), "x y");
+    EXPECT_EQ(all, "tree 0 -, list 1 -, text 2 x y, number 2 5, flag 2 true, none 3 -, missing 3 - absent");
 }
 
 TEST(Kvtree, TextsThatAreNoTree) {
