@@ -48,7 +48,7 @@ class link_session {
             case 'c': connect(); break;
             case 'x': disconnect(); break;
             case 'q': queue(std::string(line)); break;
-            case 'f': library().write_result = -library().write_result; break;
+            case 'f': library.write_result = -library.write_result; break;
             case 'g': worker_.process(); break;
             case 't':
                 fake_clock::advance(std::clamp(fuzz::cut_number<int>(line), 0, 100'000));
@@ -96,8 +96,8 @@ class link_session {
             case 'p': call(LWS_CALLBACK_CLIENT_RECEIVE_PONG); break;
             case 'r': receive(text); break;
             case 'b':
-                library().remaining = 0;
-                library().final_fragment = true;
+                library.remaining = 0;
+                library.final_fragment = true;
                 call(LWS_CALLBACK_CLIENT_RECEIVE);
                 break;
             case 'w': writeable(fuzz::cut_number<unsigned>(text) % 16); break;
@@ -131,8 +131,8 @@ class link_session {
         const auto remaining = fuzz::cut_number<std::size_t>(text);
         fuzz::cut(text, ',');
         const bool final_fragment = fuzz::cut(text, ',') == "1";
-        library().remaining = remaining;
-        library().final_fragment = final_fragment;
+        library.remaining = remaining;
+        library.final_fragment = final_fragment;
         if (linked_ && partial_) {
             const auto size = partial_->size() + text.size();
             if (remaining > websock_worker::max_message_size ||
@@ -150,7 +150,7 @@ class link_session {
                       "an endless message is cut off");
     }
     void writeable(unsigned room) {
-        library().room = static_cast<int>(room);
+        library.room = static_cast<int>(room);
         call(LWS_CALLBACK_CLIENT_WRITEABLE);
         auto record = fake_lws::take_record();
         if (!linked_) {
@@ -169,7 +169,7 @@ class link_session {
             if (act_on_link_command(text)) continue;
             sent += "write 0 " + text + ", ";
             --room;
-            if (library().write_result < 0) break;
+            if (library.write_result < 0) break;
         }
         fuzz::require(record == sent + "ask, ", "what is queued is written, in order", record);
     }

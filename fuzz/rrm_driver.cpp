@@ -15,7 +15,7 @@
 namespace {
 
 void store(const std::string& path, const std::string& value) {
-    fake_peermsg::bus().store[path] = '"' + value + '"';
+    fake_peermsg::bus.store[path] = '"' + value + '"';
 }
 
 // The network devices of the access point stay; whether a VAP is up is a matter of the store.
@@ -53,23 +53,23 @@ void change(std::string_view text) {
         case '/': {
             const std::string path = "/" + std::string(fuzz::cut(text, ' '));
             if (text.empty()) {
-                fake_peermsg::bus().store.erase(path);
+                fake_peermsg::bus.store.erase(path);
             } else {
-                fake_peermsg::bus().store[path] = text;
+                fake_peermsg::bus.store[path] = text;
             }
             break;
         }
-        case '?': fake_peermsg::bus().answer = text; break;
+        case '?': fake_peermsg::bus.answer = text; break;
         case '!': {
             const int result = fuzz::cut_number<int>(text);
             fuzz::cut(text, ' ');
-            fake_radio::library().results[std::string(text)] = result;
+            fake_radio::library.results[std::string(text)] = result;
             break;
         }
-        case '@': fill(fake_radio::library().info, RADIOCTL_INFO_SIZE, text); break;
+        case '@': fill(fake_radio::library.info, RADIOCTL_INFO_SIZE, text); break;
         case '*':
-            fill(fake_radio::library().active["wlan1"], std::size_t{2} * RADIOCTL_ENTRY_SIZE, text);
-            fill(fake_radio::library().rrm["wlan1"], RADIOCTL_RRM_SIZE, text);
+            fill(fake_radio::library.active["wlan1"], std::size_t{2} * RADIOCTL_ENTRY_SIZE, text);
+            fill(fake_radio::library.rrm["wlan1"], RADIOCTL_RRM_SIZE, text);
             break;
         default: break;
     }
@@ -95,6 +95,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
             return alive;
         });
     }
-    fuzz::require(fake_peermsg::bus().contexts == 0, "the bus is left");
+    fuzz::require(fake_peermsg::bus.contexts == 0, "the bus is left");
     return 0;
 }

@@ -25,7 +25,7 @@ rfcd::driver& driver_of_three_radios() {
         const std::string device = std::string("/sys/class/net/") + name;
         std::filesystem::create_directories(device);
         lab::write_file(device + "/flags", "0x1003\n");
-        fake_peermsg::bus().store["/interface/" + std::string(name) + "-vap0/common/enabled"] =
+        fake_peermsg::bus.store["/interface/" + std::string(name) + "-vap0/common/enabled"] =
             "\"true\"";
     }
     lab::write_file("/tmp/factory", "MAC: 00:11:22:33:44:50\n");
@@ -54,8 +54,8 @@ void look_at(rfcd::driver& drv, const std::vector<scan_result>& table) {
 }
 
 void read_channel(rfcd::driver& drv, std::string_view& text) {
-    fake_radio::library().info = take(text, RADIOCTL_INFO_CENTRE + 1);
-    fake_radio::library().info.resize(RADIOCTL_INFO_SIZE);
+    fake_radio::library.info = take(text, RADIOCTL_INFO_CENTRE + 1);
+    fake_radio::library.info.resize(RADIOCTL_INFO_SIZE);
     const auto chanspec = drv.get_chanspec("wlan0");
     fuzz::require(drv.chanspec_bw(chanspec) >= 20 && drv.chanspec_channel(chanspec) <= 255,
                   "a channel specification holds a channel");
@@ -71,7 +71,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fake_log::reset(rfcd::log_mask_all);
     auto text = fuzz::text_of(data, size);
     const auto first = static_cast<std::uint8_t>(fuzz::cut_character(text));
-    auto& library = fake_radio::library();
+    auto& library = fake_radio::library;
     read_channel(drv, text);
     std::vector<scan_result> table;
     if (first % 2 == 0) {

@@ -147,12 +147,12 @@ TEST_F(DriverModel, ConfiguredChannelSpecifications) {
 }
 
 TEST_F(DriverModel, CurrentChannelSpecification) {
-    fake_radio::library().info = {'8', '0', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 44, 0, 1, 42};
-    fake_radio::library().info.resize(RADIOCTL_INFO_SIZE);
+    fake_radio::library.info = {'8', '0', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 44, 0, 1, 42};
+    fake_radio::library.info.resize(RADIOCTL_INFO_SIZE);
     EXPECT_EQ(drv->get_chanspec("wlan1"), 0x222c);
     EXPECT_EQ(drv->get_chanspec("wlan2"), 0);
     EXPECT_EQ(log(), "");
-    fake_radio::library().results["info"] = -5;
+    fake_radio::library.results["info"] = -5;
     EXPECT_EQ(drv->get_chanspec("wlan1"), 0);
     EXPECT_EQ(log(), "error get_chanspec: Error -5 while trying get radio info on wlan1!\n");
     EXPECT_EQ(drv->chanspec_bw(0x0024), 20);
@@ -184,7 +184,7 @@ TEST_F(DriverModel, AvailableChannels) {
 TEST_F(DriverModel, ChangesAreAskedOfNetworkd) {
     EXPECT_EQ(drv->set_channel("wlan1", 36, 40, 2), 0);
     EXPECT_EQ(drv->set_channel("wlan1", 36, 80, 0), 0);
-    fake_peermsg::bus().answer = "";
+    fake_peermsg::bus.answer = "";
     EXPECT_EQ(drv->set_channel("wlan1", -1, 40, 7), -1);
     EXPECT_EQ(drv->set_tx_power("wlan0", -3), -1);
     const std::string head = R"(start, send 6 {"command":"update-skylark","ifname":"wlan1",)"
@@ -218,7 +218,7 @@ TEST_F(DriverModel, NeighboursGoToTheirVaps) {
     drv->add_rrm_nbr_ap("aa:bb:cc:dd:ee:ff; reboot", "office", 36, 5);
     EXPECT_EQ(fake_radio::take_record(), "");
     EXPECT_EQ(log(), "error <add_rrm_nbr_ap> bssid 'aa:bb:cc:dd:ee:ff' is not a MAC address\n");
-    fake_radio::library().results["run"] = 1;
+    fake_radio::library.results["run"] = 1;
     drv->add_rrm_nbr_ap(mac.c_str(), "office", 36, 5);
     enabled = false;
     drv->clear_rrm_nbr_ap_list("wlan0-vap0");
@@ -240,13 +240,13 @@ TEST_F(DriverModel, FastTransitionRequest) {
                              R"("wlan0-vap0":{"a":{"b":1}}}, stop, )");
     EXPECT_EQ(drv->__reset_skylark_fbt(1), 0);
     EXPECT_EQ(take_record(), "");
-    fake_peermsg::bus().answer = R"({"status":"no"})";
+    fake_peermsg::bus.answer = R"({"status":"no"})";
     EXPECT_EQ(drv->__reset_skylark_fbt(0), 0);
     const std::string reset = take_record();
     EXPECT_TRUE(reset.starts_with(R"(start, send 6 {"command":"reset-skylark-fbt","wlan0-vap0":{},"wlan0-vap1":{},)"));
     EXPECT_TRUE(reset.ends_with(R"("wlan2-vap15":{}}, stop, )"));
     EXPECT_EQ(std::count(reset.begin(), reset.end(), '{'), 49);
-    fake_peermsg::bus().answer = "";
+    fake_peermsg::bus.answer = "";
     EXPECT_EQ(drv->__reset_skylark_fbt(0), -1);
     drv->begin_skylark_fbt_params();
     EXPECT_EQ(drv->finish_skylark_fbt_params(), -1);

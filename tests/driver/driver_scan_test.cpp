@@ -10,7 +10,7 @@ const scan_channel_map channels{{2, {1, 6, 11}}, {5, {36, 40}}, {6, {5}}};
 class DriverScan : public DriverTest {
   protected:
     DriverScan() {
-        library().results["init"] = 0;
+        library.results["init"] = 0;
         drv->get_chanspec("wlan0");  // the context is open from here on
         fake_radio::take_record();
         fake_log::reset(7);
@@ -98,13 +98,13 @@ TEST_F(DriverScan, FailuresOfOneRadioLeaveTheOthers) {
     };
     for (const auto& [active, call, list, radio_calls, log_part] : rows) {
         SCOPED_TRACE(call);
-        library().results = {{call, 9}};
+        library.results = {{call, 9}};
         fake_peermsg::take_record();
         start(active, list);
         EXPECT_TRUE(fake_radio::take_record().starts_with(radio_calls));
         EXPECT_NE(log().find(log_part), std::string::npos);
         EXPECT_TRUE(fake_peermsg::take_record().starts_with(notice("lock", "wlan0") + notice("unlock", "wlan0")));
-        library().results.clear();
+        library.results.clear();
         drv->stop_scan(true);
         fake_radio::take_record();
         log();
@@ -114,7 +114,7 @@ TEST_F(DriverScan, FailuresOfOneRadioLeaveTheOthers) {
 TEST_F(DriverScan, StopThatFailsLeavesTheScanRunning) {
     start(true);
     fake_radio::take_record();
-    library().results = {{"abort wlan0", 7}, {"unlock wlan1", 8}};
+    library.results = {{"abort wlan0", 7}, {"unlock wlan1", 8}};
     log();
     drv->stop_scan(true);
     EXPECT_EQ(log(),
@@ -123,11 +123,11 @@ TEST_F(DriverScan, StopThatFailsLeavesTheScanRunning) {
               "error <stop_active_scan> ret=8\n"
               "error Cannot stop active scanning for radio 'wlan1'");
     EXPECT_TRUE(drv->is_scan_in_progress());
-    library().results.clear();
+    library.results.clear();
     drv->stop_scan(true);
     EXPECT_FALSE(drv->is_scan_in_progress());
     start(false);
-    library().results = {{"unlock wlan0", 8}};
+    library.results = {{"unlock wlan0", 8}};
     drv->stop_scan(true);
     EXPECT_NE(log().find("error <stop_rrm_scan> ret=8\n"), std::string::npos);
     EXPECT_TRUE(drv->is_scan_in_progress());
@@ -141,20 +141,20 @@ TEST_F(DriverScan, BandWithoutAnEntryLeavesTheCall) {
 }
 
 TEST_F(DriverScan, ActiveResults) {
-    library().active["wlan0"] = fake_radio::active_entry(6, 2, -50, "20", "");
-    library().active["wlan1"] = fake_radio::active_entry(44, 5, -60, "80", "UL");
+    library.active["wlan0"] = fake_radio::active_entry(6, 2, -50, "20", "");
+    library.active["wlan1"] = fake_radio::active_entry(44, 5, -60, "80", "UL");
     std::vector<scan_result> table(3);
     EXPECT_EQ(drv->_fill_ap_table(table), 0);
     ASSERT_EQ(table.size(), 2U);
     EXPECT_EQ(table[0].rssi, -50);
     EXPECT_EQ(table[1].sideband, 512);
-    library().results["get wlan0"] = -5;
+    library.results["get wlan0"] = -5;
     drv->_fill_ap_table(table);
     EXPECT_EQ(table.size(), 1U);
     EXPECT_NE(log().find("error <_fill_ap_table> ret=-5\n"), std::string::npos);
-    library().active.clear();
-    library().results.clear();
-    library().active_count_lie = 1ULL << 40;
+    library.active.clear();
+    library.results.clear();
+    library.active_count_lie = 1ULL << 40;
     drv->_fill_ap_table(table);
     EXPECT_TRUE(table.empty()) << "a count without entries";
 }
@@ -172,23 +172,23 @@ TEST_F(DriverScan, RrmResults) {
          "debug Can't get rrm scan results, it is still in progress!\n"},
         {fake_radio::rrm_buffer(300, 5, {entry}), 0, 256, "debug Added AP data"},
     };
-    library().rrm["wlan1"] = fake_radio::rrm_buffer(0, 5, {});
+    library.rrm["wlan1"] = fake_radio::rrm_buffer(0, 5, {});
     drv->get_radio(2)->sentry = true;  // or its missing VAP would answer for it
     fake_log::reset();
     for (const auto& [wlan0, result, found, log_part] : rows) {
         SCOPED_TRACE(log_part);
-        library().rrm["wlan0"] = wlan0;
+        library.rrm["wlan0"] = wlan0;
         std::vector<scan_result> table(1);
         EXPECT_EQ(drv->fill_rrm_ap_table(table), result);
         EXPECT_EQ(table.size(), found);
         EXPECT_NE(log().find(log_part), std::string::npos);
     }
-    library().results["result wlan0"] = 4;
+    library.results["result wlan0"] = 4;
     std::vector<scan_result> table;
     EXPECT_EQ(drv->fill_rrm_ap_table(table), 4) << "the library's answer, though it filled them";
     EXPECT_EQ(table.size(), 256U);
     drv->get_radio(2)->sentry = false;
-    library().results.clear();
+    library.results.clear();
     EXPECT_EQ(drv->fill_rrm_ap_table(table), -1) << "a radio without an up VAP";
     EXPECT_NE(log().find("error <_fill_ap_table_norda_rrm> No active interface on radio 'wlan2'\n"), std::string::npos);
 }

@@ -50,7 +50,7 @@ TEST_F(IpcHelper, GetconfReadsEveryKindOfAnswer) {
     };
     for (const auto& [answer, result, read, logged] : rows) {
         SCOPED_TRACE(answer);
-        bus().answer_all = [text = std::string(answer)](const auto&) { return text; };
+        bus.answer_all = [text = std::string(answer)](const auto&) { return text; };
         std::string value = "old";
         EXPECT_EQ(helper->getconf("/a/b", value), result);
         EXPECT_EQ(value, read);
@@ -78,23 +78,23 @@ TEST_F(IpcHelper, GettersKnowTheirPathsAndValues) {
          "true "},
     };
     for (const auto& [path, get, accepted] : rows) {
-        bus().store.clear();
+        bus.store.clear();
         std::string got = get() ? "nothing " : "";
         for (const std::string value :
              {"true", "True", "1", "OPEN", "WPA2-PSK", "x WPA3", "WPA_WPA2", "wpa2", "WPA2_1X"}) {
-            bus().store[path] = "\"" + value + "\"";
+            bus.store[path] = "\"" + value + "\"";
             if (get()) got += value + " ";
         }
         EXPECT_EQ(got, accepted) << path;
     }
     EXPECT_EQ(h.get_country("wlan0") + h.get_ssid("wlan1-vap2"), "RU");
-    bus().store["/interface/wlan0/wlan/radio/country"] = "\"\"";
-    bus().store["/interface/wlan1-vap2/vap/ssid"] = "\"my net\"";
+    bus.store["/interface/wlan0/wlan/radio/country"] = "\"\"";
+    bus.store["/interface/wlan1-vap2/vap/ssid"] = "\"my net\"";
     EXPECT_EQ(h.get_country("wlan0") + h.get_ssid("wlan1-vap2"), "my net");
 }
 
 TEST_F(IpcHelper, GettersLogTheirReads) {
-    bus().store["/interface/wlan1-vap2/vap/ssid"] = "\"net\"";
+    bus.store["/interface/wlan1-vap2/vap/ssid"] = "\"net\"";
     helper->get_ssid("wlan1-vap2");
     helper->get_802dot11k_vap("v");
     EXPECT_EQ(fake_log::take(),
@@ -102,13 +102,13 @@ TEST_F(IpcHelper, GettersLogTheirReads) {
               "error Error: path (/interface/v/vap/w80211kv-config/enabled) reason (not found)\n"
               "error <get_802dot11k_vap:445> can't get value from "
               "'/interface/v/vap/w80211kv-config/enabled'\n");
-    bus().store["/interface/wlan1-vap2/vap/ft-config/enabled"] = "\"false\"";
-    bus().store["/interface/wlan1-vap2/vap/ap-security/mode"] = "\"WPA2\"";
+    bus.store["/interface/wlan1-vap2/vap/ft-config/enabled"] = "\"false\"";
+    bus.store["/interface/wlan1-vap2/vap/ap-security/mode"] = "\"WPA2\"";
     EXPECT_FALSE(helper->get_ft_enabled_vap(1, 2));
     EXPECT_EQ(fake_log::take(),
               "debug getconf '/interface/wlan1-vap2/vap/ft-config/enabled'\n"
               "debug getconf '/interface/wlan1-vap2/vap/ap-security/mode'\n");
-    bus().store["/interface/wlan1-vap2/vap/ft-config/enabled"] = "\"true\"";
+    bus.store["/interface/wlan1-vap2/vap/ft-config/enabled"] = "\"true\"";
     EXPECT_TRUE(helper->get_ft_enabled_vap(1, 2));
     fake_log::take();
     helper->get_country(std::string(80, 'x').c_str());
@@ -129,7 +129,7 @@ TEST_F(IpcHelper, NetworkdAnswers) {
     fake_log::reset(7);
     for (const auto& [answer, result, update_log, list_log] : rows) {
         SCOPED_TRACE(answer);
-        bus().answer_all = [text = std::string(answer)](const auto&) { return text; };
+        bus.answer_all = [text = std::string(answer)](const auto&) { return text; };
         EXPECT_EQ(helper->update_skylark("wlan0", {{"b", "2"}, {"a", "1"}}), result);
         EXPECT_EQ(fake_log::take(), update_log);
         EXPECT_EQ(take_record(), R"(start, send 6 {"command":"update-skylark","ifname":"wlan0","params":)"
@@ -157,7 +157,7 @@ TEST_F(IpcHelper, RequestsThatAreNotMade) {
 
 TEST(IpcHelperDeathTest, EndsTheProcessWithoutABus) {
     fake_peermsg::reset();
-    fake_peermsg::bus().init_fails = true;
+    fake_peermsg::bus.init_fails = true;
     EXPECT_EXIT(helper_for_test(), testing::ExitedWithCode(255), "");
     fake_peermsg::reset();
 }

@@ -17,7 +17,7 @@ class IpcWorker : public testing::Test {
 
     void TearDown() override {
         worker.on_stop();
-        EXPECT_EQ(bus().contexts, 0);
+        EXPECT_EQ(bus.contexts, 0);
     }
 
     running_flag running = true;
@@ -30,9 +30,9 @@ TEST_F(IpcWorker, OpensAndReleasesTheBus) {
     EXPECT_FALSE(worker.keep_running(&running)) << "not open yet";
     EXPECT_TRUE(worker.start_check());
     EXPECT_TRUE(worker.keep_running(&running));
-    bus().loop = 0;
+    bus.loop = 0;
     EXPECT_FALSE(worker.keep_running(&running)) << "the bus is gone";
-    bus().loop = 1;
+    bus.loop = 1;
     running = false;
     EXPECT_FALSE(worker.keep_running(&running));
     worker.on_stop();
@@ -41,12 +41,12 @@ TEST_F(IpcWorker, OpensAndReleasesTheBus) {
 }
 
 TEST_F(IpcWorker, GivesUpABusThatCannotBeHad) {
-    bus().init_fails = true;
+    bus.init_fails = true;
     EXPECT_FALSE(worker.start_check());
     EXPECT_EQ(take_record(), "init 2 254 2, ");
     EXPECT_FALSE(worker.process());
-    bus().init_fails = false;
-    bus().loop_sticks = true;
+    bus.init_fails = false;
+    bus.loop_sticks = true;
     EXPECT_FALSE(worker.start_check());
     EXPECT_EQ(take_record(), "init 2 254 2, release, ");
 }
@@ -55,7 +55,7 @@ TEST_F(IpcWorker, MovesOneMessageAPassThoseOfTheBusFirst) {
     worker.start_check();
     take_record();
     const std::string with_zero("a\0b", 3);
-    bus().incoming = {"one", "", with_zero, "\x01"};
+    bus.incoming = {"one", "", with_zero, "\x01"};
     for (const char* text : {"x", "", "y"}) incoming.push(buffer_of(text));
     for (int pass = 0; pass < 7; ++pass) EXPECT_FALSE(worker.process()) << pass;
     EXPECT_TRUE(worker.process()) << "nothing left to do";

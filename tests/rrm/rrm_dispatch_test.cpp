@@ -19,46 +19,38 @@ std::string down_radio(int radio) {
 const std::string down_radios = R"("radios":[)" + down_radio(0) + "," + down_radio(1) + "," + down_radio(2) + "]";
 
 TEST_F(RrmDispatch, OutgoingMessages) {
-    receive(link("connected"));
-    EXPECT_EQ(drain(out), texts{envelope + "subscribe-request" + body +
-                                R"(,"ap-mac-count":48,"use-wildcard-80211r":0,)" + factory + "," + down_radios + "}"});
-    receive(rrm("rrm-request-mode"));
-    EXPECT_EQ(drain(out), texts{envelope + "rrm-mode-response" + body + "," + down_radios + "}"});
-    receive(rrm("rrm-info", "", "2.3"));
-    EXPECT_EQ(drain(out), (texts{envelope + "unsubscribe-request" + body + "," + factory + "}", link("unlink")}));
+    EXPECT_EQ(texts_sent_by(link("connected")),
+              texts{envelope + "subscribe-request" + body + R"(,"ap-mac-count":48,"use-wildcard-80211r":0,)" + factory +
+                    "," + down_radios + "}"});
+    EXPECT_EQ(texts_sent_by(rrm("rrm-request-mode")),
+              texts{envelope + "rrm-mode-response" + body + "," + down_radios + "}"});
+    EXPECT_EQ(texts_sent_by(rrm("rrm-info", "", "2.3")),
+              (texts{envelope + "unsubscribe-request" + body + "," + factory + "}", link("unlink")}));
 }
 
 TEST_F(RrmDispatch, RadioDescriptions) {
     drv->radios_up = true;
     drv->sentry_radio = 2;
-    fake_peermsg::bus().store["/skylark/dca"] = "\"true\"";
-    const auto radio = [](const char* id, const char* locks, const char* channel, const char* ft) {
-        return R"({"id":)" + std::string(id) + R"(,"status":1,"mac-offset":)" + std::to_string(16 * std::atoi(id)) +
-               R"(,"radio-mac-count":16,)" + locks +
-               R"(,"locked-for-balancer":1,"power":17,"power-max":20,"power-min":5,"channel":36,)" + channel +
-               R"(,"available-channels":"1 6 11","vaps":[{"id":0,"ssid":"net",)"
-               R"("mac":"00:11:22:33:44:50","802dot11k":1,"802dot11r":)" +
-               ft + "}]}";
+    fake_peermsg::bus.store["/skylark/dca"] = "\"true\"";
+    const auto radio = [](int id, const char* dca, int band, const std::string& width) {
+        return R"({"id":)" + std::to_string(id) + R"(,"status":1,"mac-offset":)" + std::to_string(16 * id) +
+               R"(,"radio-mac-count":16,"locked-for-dca":)" + dca + R"(,"locked-for-tpc":1,"locked-for-balancer":1,)" +
+               R"("power":17,"power-max":20,"power-min":5,"channel":36,"band":)" + std::to_string(band) + width +
+               R"(,"available-channels":"1 6 11","vaps":[{"id":0,"ssid":"net","mac":"00:11:22:33:44:50",)" +
+               R"("802dot11k":1,"802dot11r":)" + (id == 1 ? "1" : "0") + "}]}";
     };
     const auto radios = [&](const std::string& width) {
-        const std::string open = R"("locked-for-dca":0,"locked-for-tpc":1)";
-        return texts{envelope + "rrm-mode-response" + body + R"(,"radios":[)" +
-                     radio("0", open.c_str(), (R"("band":2,)" + width).c_str(), "0") + "," +
-                     radio("1", open.c_str(), (R"("band":5,)" + width).c_str(), "1") + "," +
-                     radio("2", R"("locked-for-dca":1,"locked-for-tpc":1)", (R"("band":6,)" + width).c_str(), "0") +
-                     "]}"};
+        return texts{envelope + "rrm-mode-response" + body + R"(,"radios":[)" + radio(0, "0", 2, width) + "," +
+                     radio(1, "0", 5, width) + "," + radio(2, "1", 6, width) + "]}"};
     };
-    receive(rrm("rrm-request-mode"));
-    EXPECT_EQ(drain(out), radios(R"("bandwidth":80,"primary-channel":"ll")"));
+    EXPECT_EQ(texts_sent_by(rrm("rrm-request-mode")), radios(R"(,"bandwidth":80,"primary-channel":"ll")"));
     drv->auto_channel = true;
-    receive(rrm("rrm-request-mode"));
-    EXPECT_EQ(drain(out), radios(R"("bandwidth":40,"primary-channel":"upper")"))
+    EXPECT_EQ(texts_sent_by(rrm("rrm-request-mode")), radios(R"(,"bandwidth":40,"primary-channel":"upper")"))
         << "width and place as configured, the channel as it is";
 }
 
 TEST_F(RrmDispatch, SubscriptionIsRepeatedWithGrowingDelay) {
-    receive(link("connected"));
-    EXPECT_EQ(sent(), "subscribe-request ");
+    EXPECT_EQ(effects_of(link("connected")), "subscribe-request ");
     EXPECT_EQ(pass_until(400),
               "30 subscribe-request 90 subscribe-request 210 subscribe-request "
               "330 subscribe-request ");
@@ -92,13 +84,12 @@ TEST_F(RrmDispatch, SuccessTakesDomainAndSettings) {
     receive(link("connected"));
     sent();
     drv->radios_up = true;
-    receive(rrm("subscribe-response", R"("status":"success","domain":"other","config":)"
-                                      R"({"use-tpc":1,"radios":[{"id":1,"power":9}]})"));
-    EXPECT_EQ(drv->take(), "power wlan1 9, clear wlan0-vap0, clear wlan1-vap0, clear wlan2-vap0, ");
-    receive(rrm("rrm-request-mode"));
-    EXPECT_NE(drain(out)[0].find(R"("domain":"other")"), std::string::npos);
-    receive(rrm("subscribe-response", R"("status":"success","config":[1])"));
-    EXPECT_EQ(drv->take(), "") << "only an object is a configuration";
+    EXPECT_EQ(effects_of(rrm("subscribe-response", R"("status":"success","domain":"other","config":)"
+                                                   R"({"use-tpc":1,"radios":[{"id":1,"power":9}]})")),
+              "power wlan1 9, clear wlan0-vap0, clear wlan1-vap0, clear wlan2-vap0, ");
+    EXPECT_NE(texts_sent_by(rrm("rrm-request-mode"))[0].find(R"("domain":"other")"), std::string::npos);
+    EXPECT_EQ(effects_of(rrm("subscribe-response", R"("status":"success","config":[1])")), "")
+        << "only an object is a configuration";
 }
 
 TEST_F(RrmDispatch, WaitsForHostapdToSubscribe) {
@@ -106,8 +97,7 @@ TEST_F(RrmDispatch, WaitsForHostapdToSubscribe) {
     receive(link("connected"));
     EXPECT_EQ(pass_until(100), "");
     drv->sentry_all = true;
-    receive(link("connected"));
-    EXPECT_EQ(sent(), "subscribe-request ") << "widsd in sentry mode serves as well";
+    EXPECT_EQ(effects_of(link("connected")), "subscribe-request ") << "widsd in sentry mode serves as well";
     drv->sentry_all = false;
     EXPECT_EQ(pass_until(40), "");
 }
@@ -130,8 +120,7 @@ TEST_F(RrmDispatch, MessagesThatChangeNothing) {
                                 rrm("rrm-client-assoc-ack"),
                                 R"({"service":["rrm"],"cmd":"rrm-request-mode"})"};
     for (const auto& row : rows) {
-        receive(row);
-        EXPECT_EQ(sent() + drv->take(), "") << row.substr(0, 60);
+        EXPECT_EQ(effects_of(row), "") << row.substr(0, 60);
     }
     fake_log::reset();
     receive(rrm("RRM-Probe-Request"));
@@ -145,24 +134,22 @@ TEST_F(RrmDispatch, HostapdIsNeededForRadioWork) {
         receive(rrm(cmd));
         EXPECT_EQ(fake_log::take(), std::string("debug Ignoring ") + cmd + " because hostapd is not running\n");
     }
-    receive(rrm("fbt-info"));
-    EXPECT_EQ(sent() + drv->take(), "fbt reset 0, ") << "fast transition does not need it";
+    EXPECT_EQ(effects_of(rrm("fbt-info")), "fbt reset 0, ") << "fast transition does not need it";
 }
 
 TEST_F(RrmDispatch, Versions) {
-    const auto answer_to = [this](const char* version) {
-        receive(std::string(R"({"service":"RRM","cmd":"RRM-Request-Mode","version":)") + version + "}");
-        return sent();
+    const auto with_version = [](const std::string& version) {
+        return R"({"service":"RRM","cmd":"RRM-Request-Mode","version":)" + version + "}";
     };
     for (const char* version : {R"("2.4")", R"("2.10")", R"("3.0")", "2.4", R"("2147483647.2147483647")"}) {
-        EXPECT_EQ(answer_to(version), "rrm-mode-response ") << version;
+        EXPECT_EQ(effects_of(with_version(version)), "rrm-mode-response ") << version;
     }
     for (const char* version : {R"("2.3")", R"("1.9")", R"("2")", R"("new")", "null", R"("-1.99999")"}) {
-        EXPECT_EQ(answer_to(version), "unsubscribe-request unlink ") << version;
+        EXPECT_EQ(effects_of(with_version(version)), "unsubscribe-request unlink ") << version;
     }
     touch(flag_files::connected);
-    receive(R"({"service":"rrm","cmd":"subscribe-response","status":"success"})");
-    EXPECT_EQ(sent(), "unsubscribe-request unlink ");
+    EXPECT_EQ(effects_of(R"({"service":"rrm","cmd":"subscribe-response","status":"success"})"),
+              "unsubscribe-request unlink ");
     EXPECT_FALSE(there(flag_files::connected));
 }
 
@@ -173,8 +160,7 @@ TEST_F(RrmDispatch, MessagesWaitForTheEndOfAScan) {
     EXPECT_EQ(fake_log::take(), "debug Pending message for delayed processing\n");
     receive(rrm("fbt-info"));
     receive(rrm("rrm-info", "", "2.3"));
-    receive(link("status"));
-    EXPECT_EQ(sent() + drv->take(), "");
+    EXPECT_EQ(effects_of(link("status")), "");
     drv->scanning = false;
     fake_log::reset();
     worker->process();
@@ -204,8 +190,7 @@ TEST_F(RrmDispatch, LostLinkEndsAScan) {
     receive(rrm("rrm-update"));
     receive(rrm("subscribe-response", R"("status":"success")"));
     drv->take();
-    receive(link("disconnected"));
-    EXPECT_EQ(drv->take(), "stop scan, ");
+    EXPECT_EQ(effects_of(link("disconnected")), "stop scan, ");
     worker->process();
     EXPECT_FALSE(there(flag_files::connected)) << "what was put aside went with the link";
     receive(link("connected"));
@@ -216,11 +201,9 @@ TEST_F(RrmDispatch, LostLinkEndsAScan) {
 TEST_F(RrmDispatch, HostileSizesAreRefused) {
     const std::string megabyte(1'000'000, 'd');
     receive(rrm("subscribe-response", R"("status":"success","domain":")" + megabyte + "\""));
-    receive(rrm("rrm-request-mode"));
-    EXPECT_NE(drain(out)[0].find(R"("domain":"dom")"), std::string::npos);
+    EXPECT_NE(texts_sent_by(rrm("rrm-request-mode"))[0].find(R"("domain":"dom")"), std::string::npos);
     for (int i = 0; i < 70; ++i) out.push(buffer_of(megabyte));
-    receive(rrm("rrm-request-mode"));
-    EXPECT_EQ(drain(out).size(), 70U) << "no answer for a service that does not read";
+    EXPECT_EQ(texts_sent_by(rrm("rrm-request-mode")).size(), 70U) << "no answer for a service that does not read";
     drv->scanning = true;
     for (int i = 0; i < 70; ++i) receive(rrm("fbt-info", R"("x":")" + megabyte + "\""));
     drv->scanning = false;

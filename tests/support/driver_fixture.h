@@ -39,7 +39,7 @@ class DriverTest : public testing::Test {
     }
 
     static void store(const std::string& path, const std::string& value) {
-        fake_peermsg::bus().store[path] = "\"" + value + "\"";
+        fake_peermsg::bus.store[path] = "\"" + value + "\"";
     }
     static void add_vap(const std::string& name, const std::string& ssid, const std::string& mode, bool dot11k) {
         const std::string device = "/sys/class/net/" + (name.ends_with("-vap0") ? name.substr(0, 5) : name);

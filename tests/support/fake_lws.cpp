@@ -1,67 +1,45 @@
 #include "support/fake_lws.h"
 
-#include <utility>
-
-namespace fake_lws {
-
-namespace {
-
-char context_storage;
-char connection_storage;
-
-}  // namespace
-
-state& library() {
-    static state only;
-    return only;
-}
-
-void reset() { library() = {}; }
-std::string take_record() { return std::exchange(library().record, {}); }
-lws* connection() { return reinterpret_cast<lws*>(&connection_storage); }
-
-}  // namespace fake_lws
-
 using fake_lws::library;
 
 lws_context* lws_create_context(const lws_context_creation_info* info) {
-    library().record += "create, ";
-    library().context_info = *info;
-    if (library().context_fails) return nullptr;
-    return reinterpret_cast<lws_context*>(&fake_lws::context_storage);
+    library.record += "create, ";
+    library.context_info = *info;
+    if (library.context_fails) return nullptr;
+    return reinterpret_cast<lws_context*>(&library);
 }
 
-void lws_context_destroy(lws_context* /*context*/) { library().record += "destroy, "; }
+void lws_context_destroy(lws_context* /*context*/) { library.record += "destroy, "; }
 
 lws* lws_client_connect_via_info(const lws_client_connect_info* info) {
-    library().record += std::string("connect ") + info->address + ":" + std::to_string(info->port) + info->path + ", ";
-    library().connect_info = *info;
-    return library().connect_fails ? nullptr : fake_lws::connection();
+    library.record += std::string("connect ") + info->address + ":" + std::to_string(info->port) + info->path + ", ";
+    library.connect_info = *info;
+    return library.connect_fails ? nullptr : fake_lws::connection();
 }
 
 int lws_write(lws* /*wsi*/, unsigned char* buffer, size_t length, lws_write_protocol type) {
-    --library().room;
-    library().record +=
+    --library.room;
+    library.record +=
         "write " + std::to_string(type) + " " + std::string(reinterpret_cast<char*>(buffer), length) + ", ";
-    if (library().write_result < 0) return library().write_result;
+    if (library.write_result < 0) return library.write_result;
     return static_cast<int>(length) + (type == LWS_WRITE_PING ? 6 : 0);
 }
 
-void lws_set_log_level(int level, void (*)(int, const char*)) { library().log_level = level; }
-int lws_send_pipe_choked(lws* /*wsi*/) { return library().room > 0 ? 0 : 1; }
+void lws_set_log_level(int level, void (*)(int, const char*)) { library.log_level = level; }
+int lws_send_pipe_choked(lws* /*wsi*/) { return library.room > 0 ? 0 : 1; }
 int lws_partial_buffered(lws* /*wsi*/) { return 0; }
 int lws_get_socket_fd(lws* /*wsi*/) { return -1; }
 int lws_service_adjust_timeout(lws_context* /*context*/, int, int) { return 0; }
 int lws_service(lws_context* /*context*/, int) { return 0; }
-size_t lws_remaining_packet_payload(lws* /*wsi*/) { return library().remaining; }
-int lws_is_final_fragment(lws* /*wsi*/) { return library().final_fragment ? 1 : 0; }
+size_t lws_remaining_packet_payload(lws* /*wsi*/) { return library.remaining; }
+int lws_is_final_fragment(lws* /*wsi*/) { return library.final_fragment ? 1 : 0; }
 int lws_rx_flow_control(lws* /*wsi*/, int enable) {
-    library().record += enable != 0 ? "read on, " : "hold back, ";
+    library.record += enable != 0 ? "read on, " : "hold back, ";
     return 0;
 }
-void lws_cancel_service(lws_context* /*context*/) { library().record += "cancel, "; }
+void lws_cancel_service(lws_context* /*context*/) { library.record += "cancel, "; }
 
 int lws_callback_on_writable(lws* /*wsi*/) {
-    library().record += "ask, ";
+    library.record += "ask, ";
     return 0;
 }

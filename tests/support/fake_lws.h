@@ -5,6 +5,7 @@
 #include <libwebsockets.h>
 
 #include <string>
+#include <utility>
 
 namespace fake_lws {
 
@@ -21,9 +22,10 @@ struct state {
     int log_level = -1;
 };
 
-state& library();
-void reset();
-std::string take_record();
-lws* connection();
+inline state library;
+
+inline void reset() { library = {}; }
+inline std::string take_record() { return std::exchange(library.record, {}); }
+inline lws* connection() { return reinterpret_cast<lws*>(&library); }
 
 }  // namespace fake_lws

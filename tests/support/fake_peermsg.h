@@ -6,7 +6,7 @@
 #include <functional>
 #include <map>
 #include <string>
-#include <vector>
+#include <utility>
 
 namespace fake_peermsg {
 
@@ -25,9 +25,10 @@ struct state {
 };
 
 // Of the one context that a test may have; reset() makes it new.
-state& bus();
-void reset();
+inline state bus;
+
+inline void reset() { bus = {}; }
 // Everything since the last call.
-std::string take_record();
+inline std::string take_record() { return std::exchange(bus.record, {}); }
 
 }  // namespace fake_peermsg

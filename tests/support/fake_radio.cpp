@@ -19,14 +19,6 @@ void put(bytes& into, std::size_t offset, Number value) {
 
 }  // namespace
 
-state& library() {
-    static state only;
-    return only;
-}
-
-void reset() { library() = {}; }
-std::string take_record() { return std::exchange(library().record, {}); }
-
 bytes active_entry(int channel, int band, int rssi, const std::string& bandwidth, const std::string& sideband) {
     bytes entry(RADIOCTL_ENTRY_SIZE);
     std::fill_n(entry.begin(), 6, std::uint8_t{0xab});
@@ -67,8 +59,8 @@ using fake_radio::library;
 namespace {
 
 int result_of(const std::string& call, const std::string& iface, const std::string& more = "") {
-    library().record += call + (iface.empty() ? "" : " " + iface) + more + ", ";
-    const auto& results = library().results;
+    library.record += call + (iface.empty() ? "" : " " + iface) + more + ", ";
+    const auto& results = library.results;
     for (const auto& key : {call + " " + iface, call}) {
         if (const auto found = results.find(key); found != results.end()) return found->second;
     }
@@ -81,7 +73,7 @@ int radioctl_init(radioctl_ctx*) { return result_of("init", ""); }
 void radioctl_free(radioctl_ctx*) {}
 
 int radioctl_get_radio_info(radioctl_ctx*, const char* iface, void* record) {
-    std::memcpy(record, library().info.data(), RADIOCTL_INFO_SIZE);
+    std::memcpy(record, library.info.data(), RADIOCTL_INFO_SIZE);
     return result_of("info", iface);
 }
 
@@ -110,8 +102,8 @@ void scan_results_init(radioctl_scan_results* results) { *results = {}; }
 void scan_results_free(radioctl_scan_results* results) { std::free(results->entries); }
 
 int radioctl_get_scan(radioctl_ctx*, const char* iface, radioctl_scan_results* results) {
-    const auto& entries = library().active[iface];
-    results->count = entries.size() / RADIOCTL_ENTRY_SIZE + library().active_count_lie;
+    const auto& entries = library.active[iface];
+    results->count = entries.size() / RADIOCTL_ENTRY_SIZE + library.active_count_lie;
     if (!entries.empty()) {
         results->entries = std::malloc(entries.size());
         std::memcpy(results->entries, entries.data(), entries.size());
@@ -120,7 +112,7 @@ int radioctl_get_scan(radioctl_ctx*, const char* iface, radioctl_scan_results* r
 }
 
 int radioctl_rrm_scan_get_result(radioctl_ctx*, const char* iface, void* results) {
-    const auto& buffer = library().rrm[iface];
+    const auto& buffer = library.rrm[iface];
     if (!buffer.empty()) std::memcpy(results, buffer.data(), buffer.size());
     return result_of("result", iface);
 }

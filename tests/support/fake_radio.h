@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/radioctl.h"
@@ -22,9 +23,10 @@ struct state {
     std::string record;                   // "lock wlan0 22, start wlan0 2412 2437, ..."
 };
 
-state& library();
-void reset();
-std::string take_record();
+inline state library;
+
+inline void reset() { library = {}; }
+inline std::string take_record() { return std::exchange(library.record, {}); }
 
 // Records made of their fields.
 bytes active_entry(int channel, int band, int rssi, const std::string& bandwidth, const std::string& sideband);

@@ -62,6 +62,15 @@ class RrmTest : public testing::Test {
         }
         return commands;
     }
+    // What the worker asks of the driver for a message, and the commands of what it sends.
+    std::string effects_of(const std::string& message) {
+        receive(message);
+        return drv->take() + sent();
+    }
+    texts texts_sent_by(const std::string& message) {
+        receive(message);
+        return drain(out);
+    }
     // Moves the clock second by second up to `until` seconds from now; what was sent, with times.
     std::string pass_until(int until) {
         std::string told;

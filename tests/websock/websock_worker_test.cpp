@@ -31,9 +31,15 @@ class WebsockWorker : public testing::Test {
         worker.worker_lws_callback(fake_lws::connection(), reason, nullptr, data.data(), data.size());
     }
     void receive(const std::string& piece, std::size_t remaining, bool final_fragment) {
-        library().remaining = remaining;
-        library().final_fragment = final_fragment;
+        library.remaining = remaining;
+        library.final_fragment = final_fragment;
         event(LWS_CALLBACK_CLIENT_RECEIVE, piece);
+    }
+    // What the worker does when it may write.
+    std::string written() {
+        take_record();
+        event(LWS_CALLBACK_CLIENT_WRITEABLE);
+        return take_record();
     }
     // Up to the completed handshake, with both queues and the record empty.
     void establish() {
@@ -54,14 +60,14 @@ class WebsockWorker : public testing::Test {
 TEST_F(WebsockWorker, AttemptFollowsTheDelay) {
     fake_log::reset();
     EXPECT_TRUE(worker.start_check());
-    const auto& info = library().connect_info;
+    const auto& info = library.connect_info;
     EXPECT_STREQ(info.host, "host");
     EXPECT_STREQ(info.origin, "host");
     EXPECT_STREQ(info.protocol, "websock-rrm");
     EXPECT_EQ(info.ssl_connection, 0);
     EXPECT_EQ(info.ietf_version_or_minus_one, -1);
-    EXPECT_EQ(library().context_info.port, CONTEXT_PORT_NO_LISTEN);
-    EXPECT_EQ(library().log_level, 1023);
+    EXPECT_EQ(library.context_info.port, CONTEXT_PORT_NO_LISTEN);
+    EXPECT_EQ(library.log_level, 1023);
     EXPECT_EQ(take_record(), "create, connect host:80/path, ");
     EXPECT_EQ(drain(received), texts{disconnected});
     const auto log = fake_log::take();
@@ -77,12 +83,12 @@ TEST_F(WebsockWorker, AttemptFollowsTheDelay) {
 }
 
 TEST_F(WebsockWorker, FailedAttemptsLeaveNothingBehind) {
-    library().context_fails = true;
+    library.context_fails = true;
     EXPECT_FALSE(worker.start_check());
     EXPECT_EQ(fake_log::take(), "error websock-rrm->Creating libwebsocket context failed\n");
-    EXPECT_EQ(library().log_level, 0) << "no library lines without the debug level";
-    library().context_fails = false;
-    library().connect_fails = true;
+    EXPECT_EQ(library.log_level, 0) << "no library lines without the debug level";
+    library.context_fails = false;
+    library.connect_fails = true;
     take_record();
     EXPECT_FALSE(worker.start_check());
     EXPECT_EQ(take_record(), "create, connect host:80/path, destroy, ");
@@ -116,19 +122,15 @@ TEST_F(WebsockWorker, EstablishedConnectionStartsOver) {
 }
 
 TEST_F(WebsockWorker, ReasonsThatEndTheConnection) {
-    const std::pair<int, const char*> rows[] = {
-        {LWS_CALLBACK_CLIENT_CONNECTION_ERROR, "process_client_connection_error:90"},
-        {LWS_CALLBACK_CLOSED, "process_closed:122"},
-        {LWS_CALLBACK_CLOSED_HTTP, "process_closed:122"},
-        {LWS_CALLBACK_CLOSED_CLIENT_HTTP, "process_closed:122"},
-        {LWS_CALLBACK_CLIENT_CLOSED, "process_closed:122"},
-    };
-    for (const auto& [reason, log] : rows) {
+    for (const int reason : {LWS_CALLBACK_CLIENT_CONNECTION_ERROR, LWS_CALLBACK_CLOSED, LWS_CALLBACK_CLOSED_HTTP,
+                             LWS_CALLBACK_CLOSED_CLIENT_HTTP, LWS_CALLBACK_CLIENT_CLOSED}) {
         SCOPED_TRACE(reason);
         worker.start_check();
         fake_log::reset();
         event(reason);
-        EXPECT_EQ(fake_log::take(), std::string("debug websock-rrm->") + log + "\n");
+        EXPECT_EQ(fake_log::take(), reason == LWS_CALLBACK_CLIENT_CONNECTION_ERROR
+                                        ? "debug websock-rrm->process_client_connection_error:90\n"
+                                        : "debug websock-rrm->process_closed:122\n");
         EXPECT_FALSE(wanted());
         worker.on_stop();
     }
@@ -177,32 +179,26 @@ TEST_F(WebsockWorker, WriteableSendsEverythingInOrder) {
     for (const char* text : {"a", "", R"({"service":"rrm"})", "c"}) to_send.push(buffer_of(text));
     take_record();
     fake_log::reset(7);
-    event(LWS_CALLBACK_CLIENT_WRITEABLE);
-    EXPECT_EQ(take_record(), R"(write 0 a, write 0 , write 0 {"service":"rrm"}, write 0 c, ask, )");
+    EXPECT_EQ(written(), R"(write 0 a, write 0 , write 0 {"service":"rrm"}, write 0 c, ask, )");
     const auto log = fake_log::take();
     EXPECT_EQ(log.substr(0, log.find('\n')), "info websock-rrm->lws_send:Send msg type [0] len [1/1]  to websocket");
-    event(LWS_CALLBACK_CLIENT_WRITEABLE);
-    EXPECT_EQ(take_record(), "ask, ");
+    EXPECT_EQ(written(), "ask, ");
 }
 
 TEST_F(WebsockWorker, ChokedPipeKeepsTheRestForTheNextEvent) {
     establish();
-    library().room = 2;
+    library.room = 2;
     for (const char* text : {"a", "b", "c"}) to_send.push(buffer_of(text));
-    take_record();
-    event(LWS_CALLBACK_CLIENT_WRITEABLE);
-    EXPECT_EQ(take_record(), "write 0 a, write 0 b, ask, ");
+    EXPECT_EQ(written(), "write 0 a, write 0 b, ask, ");
     fake_clock::advance(31);
-    event(LWS_CALLBACK_CLIENT_WRITEABLE);
-    EXPECT_EQ(take_record(), "ask, ") << "no ping on top of a buffered message either";
-    library().room = 5;
-    event(LWS_CALLBACK_CLIENT_WRITEABLE);
-    EXPECT_EQ(take_record(), "write 5 , ask, write 0 c, ask, ");
+    EXPECT_EQ(written(), "ask, ") << "no ping on top of a buffered message either";
+    library.room = 5;
+    EXPECT_EQ(written(), "write 5 , ask, write 0 c, ask, ");
 }
 
 TEST_F(WebsockWorker, FailedSendIsLoggedAndLost) {
     establish();
-    library().write_result = -1;
+    library.write_result = -1;
     to_send.push(buffer_of("a"));
     event(LWS_CALLBACK_CLIENT_WRITEABLE);
     EXPECT_EQ(fake_log::take(), "error websock-rrm->lws_send:Can't send msg type [0] to websocket\n");

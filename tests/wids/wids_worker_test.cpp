@@ -36,7 +36,7 @@ TEST(WidsWorker, AnswersEachList) {
             SCOPED_TRACE(message);
             fake_peermsg::reset();
             fake_log::reset(log_mask_none);
-            if (!networkd_answers) fake_peermsg::bus().answer = "";
+            if (!networkd_answers) fake_peermsg::bus.answer = "";
             const running_flag running = true;
             safe_queue in;
             safe_queue out;
