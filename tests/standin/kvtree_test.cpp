@@ -19,17 +19,6 @@ TEST(Kvtree, CopiesWhatIsInserted) {
     EXPECT_STREQ(cfg_serialize_compact(root.get()), R"({"params":{"path":"/changed"},"copy":{"path":"/a/b"}})");
 }
 
-TEST(Kvtree, TypesAndTexts) {
-    const auto root = parse(R"({"tree":{},"list":[1],"text":"x y","number":5,"flag":true,"none":null})");
-    std::string all;
-    for (const char* name : {"tree", "list", "text", "number", "flag", "none", "missing"}) {
-        const char* parameter = cfg_get_param(root.get(), name);
-        all += name + std::string(" ") + std::to_string(cfg_get_type(cfg_get_child(root.get(), name))) + " " +
-               (parameter == nullptr ? "-" : parameter) + (cfg_contain_param(root.get(), name) != 0 ? ", " : " absent");
-    }
-    EXPECT_EQ(all, "tree 0 -, list 1 -, text 2 x y, number 2 5, flag 2 true, none 3 -, missing 3 - absent");
-}
-
 TEST(Kvtree, TextsThatAreNoTree) {
     for (const char* text : {"", " ", "{", "5", "\"x\"", "null", "{} more", "{\"a\":}", "[1,2"}) {
         EXPECT_FALSE(parse(text)) << text;

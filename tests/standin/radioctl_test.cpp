@@ -12,20 +12,14 @@
 
 namespace {
 
-using rfcd::record_bytes;
-
-class Radioctl : public testing::Test {
-  protected:
-    static void scene(const std::string& faults = "", const std::string& more = "") {
-        std::filesystem::create_directories("/run/radioctl");
-        lab::write_file(standin::scene_path, R"({"radios":[{"name":"wlan1","band":5,"channel":44,"width":80,)"
-                                             R"("sideband":"ul"}],"neighbours":[{"bssid":"02:00:00:00:00:0a","band":5,)"
-                                             R"("channel":40,"width":40,"sideband":"upper","rssi":-61,"power":17},)"
-                                             R"({"bssid":"02:00:00:00:00:0b","band":2,"channel":6,"width":20}],)"
-                                             R"("faults":[)" +
-                                                 faults + "]" + more + "}");
-    }
-    std::vector<rfcd::scan_result> active() {
+TEST(Radioctl, RadiosHearTheirBandOnTheChannelsThatAreScanned) {
+    std::filesystem::create_directories("/run/radioctl");
+    lab::write_file(standin::scene_path, R"({"radios":[{"name":"wlan1","band":5,"channel":44,"width":80,)"
+                                         R"("sideband":"ul"}],"neighbours":[{"bssid":"02:00:00:00:00:0a","band":5,)"
+                                         R"("channel":40,"width":40,"sideband":"upper","rssi":-61,"power":17},)"
+                                         R"({"bssid":"02:00:00:00:00:0b","band":2,"channel":6,"width":20}]})");
+    radioctl_ctx ctx{};
+    const auto active = [&] {
         radioctl_scan_results results;
         scan_results_init(&results);
         radioctl_get_scan(&ctx, "wlan1-vap2", &results);
@@ -36,19 +30,7 @@ class Radioctl : public testing::Test {
         }
         scan_results_free(&results);
         return list;
-    }
-    rfcd::rrm_scan_head rrm() {
-        buffer.fill(0);
-        radioctl_rrm_scan_get_result(&ctx, "wlan1", buffer.data());
-        return rfcd::read_rrm_head(buffer);
-    }
-
-    radioctl_ctx ctx{};
-    std::array<std::uint8_t, RADIOCTL_RRM_SIZE> buffer{};
-};
-
-TEST_F(Radioctl, RadiosHearTheirBandOnTheChannelsThatAreScanned) {
-    scene();
+    };
     std::array<std::uint8_t, RADIOCTL_INFO_SIZE> info{};
     EXPECT_EQ(radioctl_get_radio_info(&ctx, "wlan1", info.data()), 0);
     EXPECT_EQ(rfcd::chanspec_of(rfcd::read_radio_info(info)), 44 | 0x2200);
@@ -66,24 +48,12 @@ TEST_F(Radioctl, RadiosHearTheirBandOnTheChannelsThatAreScanned) {
     }
     EXPECT_EQ(active()[0], (rfcd::scan_result{{{2, 0, 0, 0, 0, 10}}, -61, 40, 40, 0, 0, 5}));
     radioctl_rrm_scan_init(&ctx, "wlan1", 40);
-    EXPECT_EQ(rrm().count, 1);
+    std::array<std::uint8_t, RADIOCTL_RRM_SIZE> buffer{};
+    radioctl_rrm_scan_get_result(&ctx, "wlan1", buffer.data());
+    EXPECT_EQ(rfcd::read_rrm_head(buffer).count, 1);
     const auto entry = rfcd::read_rrm_entries(buffer).at(0);
     EXPECT_EQ(entry.rssi + entry.tx_power, -61 + 17);
     EXPECT_EQ(entry.chanspec, 38 | 0x1900) << "the centre of the wide channel";
-}
-
-TEST_F(Radioctl, FaultsAndTheScanTime) {
-    scene(R"({"call":"radioctl_init","result":-3})", R"(,"rrm_scan_ms":60000)");
-    EXPECT_EQ(radioctl_init(&ctx), -3);
-    radioctl_lock_and_stop_scan(&ctx, "wlan1", 13);
-    radioctl_rrm_scan_init(&ctx, "wlan1", 40);
-    EXPECT_TRUE(rrm().running);
-    scene(R"({"call":"radioctl_rrm_scan_get_result","field":"count","value":300},)"
-          R"({"call":"radioctl_rrm_scan_get_result","radio":"wlan7","field":"magic","value":1})");
-    EXPECT_EQ(rrm().count, 300);
-    EXPECT_EQ(rrm().magic, 0x11223344U);
-    lab::write_file(standin::scene_path, "{broken");
-    EXPECT_LT(radioctl_scan_abort(&ctx, "wlan1"), 0) << "a scene that cannot be read is empty";
 }
 
 }  // namespace

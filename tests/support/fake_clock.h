@@ -2,20 +2,26 @@
 // own length at once.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <vector>
 
 namespace fake_clock {
 
-// Back to a thousand seconds after the start, without pauses or hook.
-void reset();
-void set(std::int64_t seconds, long nanoseconds = 0);
-void advance(std::int64_t seconds);
+constexpr std::int64_t second_ns = 1'000'000'000;
 
-// The lengths of the pauses so far, in microseconds.
-const std::vector<std::uint32_t>& pauses();
-// Runs after every pause.
-void on_pause(std::function<void()> hook);
+inline std::atomic<std::int64_t> now_ns = 1000 * second_ns;
+inline std::vector<std::uint32_t> pauses;  // so far, in microseconds
+inline std::function<void()> on_pause;     // runs after every pause
+
+inline void set(std::int64_t seconds, long nanoseconds = 0) { now_ns = seconds * second_ns + nanoseconds; }
+inline void advance(std::int64_t seconds) { now_ns += seconds * second_ns; }
+// Back to a thousand seconds after the start, without pauses or hook.
+inline void reset() {
+    set(1000);
+    pauses.clear();
+    on_pause = nullptr;
+}
 
 }  // namespace fake_clock

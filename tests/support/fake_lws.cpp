@@ -3,8 +3,7 @@
 using fake_lws::library;
 
 lws_context* lws_create_context(const lws_context_creation_info* info) {
-    library.record += "create, ";
-    library.context_info = *info;
+    library.record += info->port == CONTEXT_PORT_NO_LISTEN ? "create, " : "create a listener, ";
     if (library.context_fails) return nullptr;
     return reinterpret_cast<lws_context*>(&library);
 }
@@ -12,8 +11,10 @@ lws_context* lws_create_context(const lws_context_creation_info* info) {
 void lws_context_destroy(lws_context* /*context*/) { library.record += "destroy, "; }
 
 lws* lws_client_connect_via_info(const lws_client_connect_info* info) {
-    library.record += std::string("connect ") + info->address + ":" + std::to_string(info->port) + info->path + ", ";
-    library.connect_info = *info;
+    const bool usual = info->host == std::string(info->address) && info->origin == std::string(info->address) &&
+                       info->ssl_connection == 0 && info->ietf_version_or_minus_one == -1;
+    library.record += std::string(info->protocol) + (usual ? " connect " : " connect with wrong parameters ") +
+                      info->address + ":" + std::to_string(info->port) + info->path + ", ";
     return library.connect_fails ? nullptr : fake_lws::connection();
 }
 

@@ -16,9 +16,7 @@ struct state {
     int write_result = 1;       // negative: what lws_write answers; else it answers the length
     std::size_t remaining = 0;  // of the frame being received
     bool final_fragment = true;
-    std::string record;  // "create, connect h:1/p, write 0 text, ..."
-    lws_context_creation_info context_info{};
-    lws_client_connect_info connect_info{};
+    std::string record;  // "create, NAME connect h:1/p, write 0 text, ..."
     int log_level = -1;
 };
 

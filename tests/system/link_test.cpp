@@ -119,14 +119,9 @@ TEST_F(Link, IndependentServiceEchoes) {
     const raw_service service("echo");
     start();
     ASSERT_TRUE(hears("connected"));
-    const std::vector<std::string> sent{"{}",
-                                        std::string(125, 'a'),
-                                        std::string(126, 'b'),
-                                        std::string(65535, 'c'),
-                                        std::string(65536, 'd'),
-                                        "\xc3\xa9\xe2\x82\xac",
-                                        std::string(1'000'000, 'e'),
-                                        "end"};
+    std::vector<std::string> sent{"{}", "\xc3\xa9\xe2\x82\xac"};
+    for (const std::size_t size : {125, 126, 65535, 65536, 1'000'000}) sent.emplace_back(size, 'x');
+    sent.emplace_back("end");
     for (const auto& text : sent) peer.send_quietly(bridge_module, text);
     EXPECT_EQ(bus_until("end"), sent);
 }

@@ -12,11 +12,7 @@ namespace {
 TEST(StartUp, ExitStatusWithoutAService) {
     write_file("/tmp/empty.conf", "# nothing\nlog_level=15\n");
     write_file("/tmp/incomplete.conf", "roam_service_url=ws://host:80\nlog_level=15\n");
-    const struct {
-        std::vector<std::string> options;
-        int status;
-        const char* output;
-    } rows[] = {
+    const std::tuple<std::vector<std::string>, int, const char*> rows[] = {
         {{}, 0, ""},
         {{"-f", "/no/such/file"}, 0, ""},
         {{"-f", "/tmp"}, 0, ""},

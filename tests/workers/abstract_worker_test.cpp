@@ -22,10 +22,10 @@ class scripted_worker : public flag_owner, public abstract_worker {
     explicit scripted_worker(std::int32_t poll_timeout_us = 0)
         : abstract_worker(&flag, "scripted", poll_timeout_us, 300) {
         fake_clock::reset();
-        fake_clock::on_pause([this] {
+        fake_clock::on_pause = [this] {
             record += "pause ";
             if (++pauses == stop_after_pauses) flag = false;
-        });
+        };
     }
     ~scripted_worker() override { join(); }
 
@@ -74,7 +74,7 @@ TEST(AbstractWorker, LoopOrder) {
         worker.run();
         EXPECT_EQ(worker.record, record);
     }
-    EXPECT_EQ(fake_clock::pauses().size(), 0U);
+    EXPECT_EQ(fake_clock::pauses.size(), 0U);
 }
 
 TEST(AbstractWorker, WakingEndsOneWait) {
