@@ -17,22 +17,13 @@ struct helper_for_test final : ipc_helper {};
 class IpcHelper : public testing::Test {
   protected:
     IpcHelper() {
+        fake_peermsg::reset();
         fake_log::reset(log_mask_none);
         helper = std::make_unique<helper_for_test>();
         EXPECT_EQ(take_record(), "init 28 254 2, ");
         fake_log::reset();
     }
-    ~IpcHelper() override {
-        helper.reset();
-        fake_peermsg::reset();
-    }
-
     std::unique_ptr<helper_for_test> helper;
-
-  private:
-    struct fresh_bus {
-        fresh_bus() { fake_peermsg::reset(); }
-    } fresh_;
 };
 
 TEST_F(IpcHelper, GetconfReadsEveryKindOfAnswer) {

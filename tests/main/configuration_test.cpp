@@ -1,9 +1,7 @@
 #include "main/configuration.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <fstream>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -23,11 +21,10 @@ std::string url_of(const service_config& service) {
 class Configuration : public testing::Test {
   protected:
     Configuration() { fake_log::reset(log_mask_all); }
-    ~Configuration() override { unlink(config.file_path.c_str()); }
 
     void read(const std::string& text) {
-        config.file_path = testing::TempDir() + "rfcd-" + std::to_string(getpid()) + ".conf";
-        std::ofstream(config.file_path, std::ios::binary) << text;
+        config.file_path = "/tmp/rfcd.conf";
+        lab::write_file(config.file_path, text);
         read_configuration_file(config);
     }
 

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <regex>
 #include <string>
 
 #include "driver/driver.h"
@@ -33,11 +34,6 @@ class DriverTest : public testing::Test {
         fake_peermsg::take_record();
         fake_log::reset(rfcd::log_mask_error);
     }
-    ~DriverTest() override {
-        drv.reset();
-        fake_peermsg::reset();
-    }
-
     static void store(const std::string& path, const std::string& value) {
         fake_peermsg::bus.store[path] = "\"" + value + "\"";
     }
@@ -53,14 +49,7 @@ class DriverTest : public testing::Test {
         store(path + "/vap/captive-portal/enabled", "false");
     }
     // The log since the last look, without line numbers.
-    static std::string log() {
-        std::string text = fake_log::take();
-        for (auto at = text.find('<'); at != std::string::npos; at = text.find('<', at + 1)) {
-            const auto colon = text.find(':', at);
-            text.erase(colon, text.find('>', at) - colon);
-        }
-        return text;
-    }
+    static std::string log() { return std::regex_replace(fake_log::take(), std::regex("(<[^<>:]+):[0-9]+>"), "$1>"); }
 
     rfcd::running_flag enabled = true;
     std::unique_ptr<rfcd::driver> drv;

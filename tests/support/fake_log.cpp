@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <map>
 #include <mutex>
 #include <utility>
 
@@ -13,15 +14,7 @@ namespace {
 std::mutex lock;
 std::string written;
 
-const char* level_name(int code) {
-    switch (code) {
-        case 8: return "error";
-        case 16: return "warning";
-        case 64: return "info";
-        case 128: return "debug";
-        default: return "WRONG CODE";
-    }
-}
+const std::map<int, const char*> level_names{{8, "error"}, {16, "warning"}, {64, "info"}, {128, "debug"}};
 
 }  // namespace
 
@@ -47,7 +40,7 @@ void vnorda_log_msg_timed_new(int level_code, const char* format, va_list args) 
     std::array<char, 4096> text{};
     std::vsnprintf(text.data(), text.size(), format, args);
     const std::lock_guard guard(lock);
-    written += level_name(level_code);
+    written += level_names.at(level_code);
     written += ' ';
     written += text.data();
 }

@@ -33,11 +33,6 @@ class RrmTest : public testing::Test {
         tuning.idle_wait = std::chrono::milliseconds{0};
         worker = std::make_unique<rfcd::rrm_worker>(*drv, in, out, "dom", &running, tuning);
     }
-    ~RrmTest() override {
-        worker.reset();
-        drv.reset();
-    }
-
     static void touch(const char* path) { lab::write_file(path, ""); }
     static bool there(const char* path) { return std::filesystem::exists(path); }
 
