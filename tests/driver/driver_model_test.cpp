@@ -12,8 +12,6 @@ TEST_F(DriverModel, TablesAreReadAndCleared) {
     EXPECT_EQ(vap.ssid, "office");
     EXPECT_TRUE(vap.dot11k && vap.up && !vap.enterprise && !vap.captive_portal);
     EXPECT_TRUE(drv->get_radio(1)->vaps[0].enterprise);
-    EXPECT_FALSE(drv->is_vap_up(0, 1));
-    EXPECT_TRUE(drv->is_radio_up(0) && drv->has_vap_up(1) && !drv->is_radio_up(2));
     EXPECT_EQ(drv->get_band_from_ifname("wlan1-vap3"), 5);
     EXPECT_EQ(drv->get_band_from_ifname("wlan2"), 0) << "a radio that is down has no band";
     drv->reset_interface_context();

@@ -71,15 +71,11 @@ TEST(JsonReader, ReadsTwentyMegabytes) {
 }
 
 TEST(JsonWriter, Envelope) {
-    const std::tuple<const char*, const char*, const char*, const char*> rows[] = {
-        {"", "", "", R"({"version":"2.4"})"},
-        {"fbt", "", "", R"({"version":"2.4","service":"fbt"})"},
-        {"rrm", "x", "00:11", R"({"version":"2.4","service":"rrm","cmd":"x","ap-mac":"00:11"})"},
-        {nullptr, "x", nullptr, R"({"version":"2.4","cmd":"x"})"},
-    };
-    for (const auto& [service, cmd, mac, text] : rows) {
-        EXPECT_EQ(json_writer(service, cmd, mac).text(), text);
-    }
+    EXPECT_EQ(json_writer("", "", "").text(), R"({"version":"2.4"})");
+    EXPECT_EQ(json_writer("fbt", "", "").text(), R"({"version":"2.4","service":"fbt"})");
+    EXPECT_EQ(json_writer("rrm", "x", "00:11").text(),
+              R"({"version":"2.4","service":"rrm","cmd":"x","ap-mac":"00:11"})");
+    EXPECT_EQ(json_writer(nullptr, "x", nullptr).text(), R"({"version":"2.4","cmd":"x"})");
 }
 
 TEST(JsonWriter, ChildrenStayInTheirRoot) {

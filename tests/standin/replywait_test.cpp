@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-
 #include "lab/bus_peer.h"
 #include "lab/daemon.h"
 

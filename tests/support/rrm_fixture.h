@@ -52,8 +52,7 @@ class RrmTest : public testing::Test {
     std::string sent() {
         std::string commands;
         for (const auto& text : drain(out)) {
-            commands += rfcd::json_reader(text.c_str()).get_string("cmd");
-            commands += " ";
+            commands += rfcd::json_reader(text.c_str()).get_string("cmd") + std::string(" ");
         }
         return commands;
     }
@@ -73,9 +72,7 @@ class RrmTest : public testing::Test {
             fake_clock::advance(1);
             worker->keep_running(&running);
             worker->process();
-            if (const auto commands = sent(); !commands.empty()) {
-                told += std::to_string(second) + " " + commands;
-            }
+            if (const auto commands = sent(); !commands.empty()) told += std::to_string(second) + " " + commands;
         }
         return told;
     }

@@ -1,9 +1,6 @@
 // The whole daemon against services that are no part of the lab.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <csignal>
-
 #include "lab/raw_service.h"
 #include "lab/roaming_world.h"
 
@@ -33,9 +30,7 @@ class Link : public testing::Test {
         while (got.empty() || got.back() != last) {
             auto arrived = peer.received().take();
             if (!arrived) break;
-            if (arrived->text.find("internal-ipc") == std::string::npos) {
-                got.push_back(arrived->text);
-            }
+            if (arrived->text.find("internal-ipc") == std::string::npos) got.push_back(arrived->text);
         }
         return got;
     }
@@ -99,9 +94,7 @@ TEST_F(Link, FailedAttemptsEndOnceAndAreRepeated) {
         EXPECT_GE(ends + 1, attempts);
         EXPECT_LE(ends, attempts);
         EXPECT_EQ(agent->count_log("websock-roaming->Stopping"), attempts);
-        while (auto m = peer.received().take(0ms)) {
-            EXPECT_EQ(m->text, link_notice("disconnected"));
-        }
+        while (auto m = peer.received().take(0ms)) EXPECT_EQ(m->text, link_notice("disconnected"));
     }
 }
 

@@ -44,12 +44,9 @@ TEST(LwsCallback, SlotServesWhoeverIsInstalled) {
 }
 
 TEST(LwsCallback, ReasonNames) {
-    const std::pair<int, const char*> rows[] = {
-        {LWS_CALLBACK_PROTOCOL_INIT, "LWS_CALLBACK_PROTOCOL_INIT"},
-        {LWS_CALLBACK_CLIENT_HTTP_WRITEABLE, "LWS_CALLBACK_CLIENT_HTTP_WRITEABLE"},
-        {LWS_CALLBACK_USER, "LWS_CALLBACK_USER"},
-    };
-    for (const auto& [reason, name] : rows) EXPECT_STREQ(lws_reason_name(reason), name);
+    EXPECT_STREQ(lws_reason_name(LWS_CALLBACK_PROTOCOL_INIT), "LWS_CALLBACK_PROTOCOL_INIT");
+    EXPECT_STREQ(lws_reason_name(LWS_CALLBACK_CLIENT_HTTP_WRITEABLE), "LWS_CALLBACK_CLIENT_HTTP_WRITEABLE");
+    EXPECT_STREQ(lws_reason_name(LWS_CALLBACK_USER), "LWS_CALLBACK_USER");
     for (const int reason : {28, 58, 999, -1}) EXPECT_STREQ(lws_reason_name(reason), "UNKNOWN_LWS_CALLBACK_REASON");
 }
 

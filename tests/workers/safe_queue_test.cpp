@@ -71,15 +71,6 @@ TEST(SafeQueue, ProducerConsumerAndCallbackDoNotRace) {
     EXPECT_LE(called, count);
 }
 
-TEST(BufferInfo, AppendIgnoresNothing) {
-    const auto buffer = buffer_info_t::make();
-    EXPECT_STREQ(buffer->append("ab", 2), "ab");
-    buffer->append(nullptr, 5);
-    buffer->append("zz", 0);
-    buffer->append("c\0d", 3);
-    EXPECT_EQ(buffer->data, std::string("abc\0d", 5));
-}
-
 TEST(BufferInfo, DumpShowsJsonReadablyAndTheRestAsItIs) {
     fake_log::reset();
     dump_buffer(*buffer_of(R"({"a":{"b":"c/d"}})"));
