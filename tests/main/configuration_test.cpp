@@ -47,9 +47,7 @@ class Configuration : public testing::Test {
 std::multiset<std::string> matches(const std::string& text, const char* pattern) {
     const std::regex expression(pattern, std::regex::ECMAScript | std::regex::multiline);
     std::multiset<std::string> found;
-    for (std::sregex_iterator at(text.begin(), text.end(), expression), end; at != end; ++at) {
-        found.insert((*at)[1]);
-    }
+    for (std::sregex_iterator at(text.begin(), text.end(), expression), end; at != end; ++at) found.insert((*at)[1]);
     return found;
 }
 

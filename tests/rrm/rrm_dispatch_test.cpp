@@ -113,9 +113,7 @@ TEST_F(RrmDispatch, MessagesThatChangeNothing) {
                                 R"({"service":"other","cmd":"connected"})",
                                 R"({"service":"internal-ipc"})",
                                 R"({"service":["rrm"],"cmd":"rrm-request-mode"})"};
-    for (const auto& row : rows) {
-        EXPECT_EQ(effects_of(row), "") << row.substr(0, 60);
-    }
+    for (const auto& row : rows) EXPECT_EQ(effects_of(row), "") << row.substr(0, 60);
     for (const char* cmd : {"status", "unlink"}) EXPECT_EQ(effects_of(link(cmd)), "") << cmd;
     for (const char* cmd : {"rrm-unknown", "rrm-response", "RRM-BLACKLIST", "rrm-client-assoc-ack"}) {
         EXPECT_EQ(effects_of(rrm(cmd)), "") << cmd;

@@ -117,9 +117,7 @@ TEST_F(RrmApply, ChannelsAndPower) {
     };
     drv->radios_up = true;
     fake_log::reset(log_mask_warning);
-    for (const auto& [config, done] : rows) {
-        EXPECT_EQ(effects_of(rrm("rrm-info", config)), done + clears) << config;
-    }
+    for (const auto& [config, done] : rows) EXPECT_EQ(effects_of(rrm("rrm-info", config)), done + clears) << config;
     EXPECT_EQ(fake_log::take(),
               "warning void rrm_worker::apply_config(const json_reader&) Wrong id value: recv 3, "
               "max: 3 - skip radio\nwarning void rrm_worker::apply_config(const json_reader&) "

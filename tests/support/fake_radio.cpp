@@ -82,9 +82,7 @@ int radioctl_lock_and_stop_scan(radioctl_ctx*, const char* iface, int purpose) {
 
 int radioctl_start_scan(radioctl_ctx*, const char* iface, const radioctl_scan_params* p) {
     std::string more;
-    for (std::uint64_t i = 0; i < p->frequency_count; ++i) {
-        more += " " + std::to_string(p->frequencies[i]);
-    }
+    for (std::uint64_t i = 0; i < p->frequency_count; ++i) more += " " + std::to_string(p->frequencies[i]);
     const bool constants = p->option_40 == 0x100000 && p->option_44 == 0x2ab && p->option_80 == 1;
     return result_of("start", iface, constants ? more : " with wrong constants");
 }

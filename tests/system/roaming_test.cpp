@@ -148,9 +148,7 @@ TEST_F(Roaming, EveryStateIsQuietAndStops) {
          [&, this] {
              start_with("end-while-sending-is-blocked");
              ASSERT_TRUE(world->bus_hears(link_notice("connected")));
-             for (int i = 0; i < 20; ++i) {
-                 world->peer.send_quietly(bridge_module, std::string(1'000'000, 'x'));
-             }
+             for (int i = 0; i < 20; ++i) world->peer.send_quietly(bridge_module, std::string(1'000'000, 'x'));
              std::this_thread::sleep_for(1s);
          }},
         {"connecting to a black hole",
