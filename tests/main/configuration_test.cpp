@@ -93,10 +93,9 @@ TEST_F(Configuration, LogLevelForms) {
     const std::pair<const char*, unsigned> rows[] = {{"0x0f", 15}, {"15", 15},  {"0X1f", 31},
                                                      {"0x10", 16}, {"what", 0}, {" 0x7", 0}};
     for (const auto& [value, level] : rows) {
-        SCOPED_TRACE(value);
         read(std::string("log_level=") + value + "\n");
-        EXPECT_EQ(config.log_level, level);
-        EXPECT_EQ(daemon_logger.mask, level) << "the mask follows at once";
+        EXPECT_EQ(config.log_level, level) << value;
+        EXPECT_EQ(daemon_logger.mask, level) << "the mask follows at once: " << value;
     }
 }
 

@@ -54,6 +54,12 @@ TEST(Radioctl, RadiosHearTheirBandOnTheChannelsThatAreScanned) {
     const auto entry = rfcd::read_rrm_entries(buffer).at(0);
     EXPECT_EQ(entry.rssi + entry.tx_power, -61 + 17);
     EXPECT_EQ(entry.chanspec, 38 | 0x1900) << "the centre of the wide channel";
+    lab::write_file(standin::scene_path, R"({"radios":[{"name":"wlan1","band":5}],"faults":[)"
+                                         R"({"call":"radioctl_rrm_scan_get_result","field":"count","value":300}]})");
+    radioctl_rrm_scan_get_result(&ctx, "wlan1", buffer.data());
+    EXPECT_EQ(rfcd::read_rrm_head(buffer).count, 300);
+    lab::write_file(standin::scene_path, "{broken");
+    EXPECT_LT(radioctl_scan_abort(&ctx, "wlan1"), 0) << "a scene that cannot be read is empty";
 }
 
 }  // namespace

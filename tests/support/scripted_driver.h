@@ -120,10 +120,8 @@ class scripted_driver final : public rfcd::driver_interface {
   private:
     void note(const std::string& what) { record += what + ", "; }
     int fill(std::vector<rfcd::scan_result>& table) {
-        table.clear();
-        if (heard.empty()) return 0;
-        table = heard.front();
-        heard.erase(heard.begin());
+        table = heard.empty() ? std::vector<rfcd::scan_result>{} : heard.front();
+        if (!heard.empty()) heard.erase(heard.begin());
         return 0;
     }
 };
