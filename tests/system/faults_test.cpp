@@ -45,6 +45,15 @@ class RoamingFaults : public testing::Test {
     std::unique_ptr<daemon> agent;
 };
 
+TEST_F(RoamingFaults, ServiceIsKilledAndComesBack) {
+    auto service = std::make_unique<raw_service>("echo");
+    start({});
+    EXPECT_TRUE(relays("before"));
+    service.reset();
+    service = std::make_unique<raw_service>("echo");
+    EXPECT_TRUE(relays("after"));
+}
+
 TEST_F(RoamingFaults, FrozenServiceIsLeftAfterThreePings) {
     NOT_UNDER_A_SANITIZER;
     raw_service service("echo");
