@@ -57,6 +57,7 @@ int play_driver(transcript& story) {
                    "02:00:00:00:05:15 ssid=6f6666696365 "
                    "nr=02000000051567180000732c090603002c00\n");
     list.check("no other interface got it", point.neighbours("wlan0").empty());
+    point.stop_hostapd();
     return list.summary("driver");
 }
 

@@ -179,6 +179,7 @@ void show_end(session& s) {
     const auto ending = s.world.agent->stop();
     s.list.check("the daemon ends within two seconds, with status 0",
                  ending.status == 0 && ending.time < 2s);
+    s.world.point.stop_hostapd();
 }
 
 }  // namespace
