@@ -29,8 +29,15 @@ abstract_worker::~abstract_worker() {
 
 void abstract_worker::start_thread() {
     if (thread_started_) throw std::logic_error("worker '" + name_ + "' has a thread already");
-    thread_ = std::thread([this] { run(); });
+
+    // Before the thread exists: its first pass may end the process, and how depends on this.
     thread_started_ = true;
+    try {
+        thread_ = std::thread([this] { run(); });
+    } catch (...) {
+        thread_started_ = false;
+        end_process();
+    }
 }
 
 void abstract_worker::join() {
@@ -58,12 +65,17 @@ void abstract_worker::make_passes() {
         try {
             if (process()) wait_for_wake();
         } catch (...) {
-            std::printf("Unhandled exception at worker '%s'\n", name_.c_str());
-            // Process-wide objects may be in use on the main thread: only there can they be
-            // destroyed.
-            thread_started_ ? std::_Exit(-1) : std::exit(-1);
+            end_process();
         }
     }
+}
+
+void abstract_worker::end_process() const {
+    std::printf("Unhandled exception at worker '%s'\n", name_.c_str());
+    std::fflush(stdout);
+
+    // Process-wide objects may be in use on the main thread: only there can they be destroyed.
+    thread_started_ ? std::_Exit(-1) : std::exit(-1);
 }
 
 void abstract_worker::wait_for_wake() const {

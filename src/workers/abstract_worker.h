@@ -37,7 +37,8 @@ class abstract_worker {
     // Joins the thread. A derived class joins first in its own destructor, while its fields live.
     virtual ~abstract_worker();
 
-    // Runs the loop on a new thread. Throws std::logic_error when there is one already.
+    // Runs the loop on a new thread. Throws std::logic_error when there is one already. When the
+    // system cannot make a thread, the process ends as it does after an exception in a pass.
     void start_thread();
     // Runs the loop on the calling thread until the running flag is clear.
     void run();
@@ -58,6 +59,8 @@ class abstract_worker {
 
   private:
     void make_passes();
+    // Prints the line of an unhandled exception and ends the process with status -1.
+    [[noreturn]] void end_process() const;
     void wait_for_wake() const;
 
     std::thread thread_;

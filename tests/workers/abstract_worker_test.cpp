@@ -1,7 +1,9 @@
 #include "workers/abstract_worker.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <chrono>
 #include <stdexcept>
 
 #include "support/fake_clock.h"
@@ -25,7 +27,10 @@ class scripted_worker : public flag_owner, public abstract_worker {
             if (++pauses == stop_after_pauses) flag = false;
         };
     }
-    ~scripted_worker() override { join(); }
+    ~scripted_worker() override {
+        join();
+        fake_clock::on_pause = nullptr;
+    }
 
     bool start_check() override {
         record += "start ";
@@ -41,6 +46,7 @@ class scripted_worker : public flag_owner, public abstract_worker {
 
     using abstract_worker::active_;
     using abstract_worker::wake;
+    using abstract_worker::wake_fd;
 
     bool can_start = true;
     int passes = 2;
@@ -51,59 +57,128 @@ class scripted_worker : public flag_owner, public abstract_worker {
 };
 
 TEST(AbstractWorker, LoopOrder) {
-    const std::tuple<const char*, std::function<void(scripted_worker&)>, const char*> rows[] = {
-        {"stopped before the first activation", [](auto& w) { w.flag = false; }, ""},
-        {"cannot start",
-         [](auto& w) {
-             w.can_start = false;
-             w.stop_after_pauses = 3;
-         },
-         "start pause start pause start pause "},
-        {"not kept running", [](auto& w) { w.passes = 0; }, "start stop pause "},
-        {"two passes", [](auto&) {}, "start pass pass stop pause "},
-        {"clears its activity in a pass", [](auto& w) { w.on_pass = [&w] { w.active_ = false; }; },
-         "start pass stop pause "},
-        {"told to stop in a pass", [](auto& w) { w.on_pass = [&w] { w.flag = false; }; }, "start pass stop "},
+    const struct {
+        const char* name;
+        std::function<void(scripted_worker&)> prepare;
+        const char* record;
+    } rows[] = {
+        {.name = "stopped before the first activation", .prepare = [](auto& w) { w.flag = false; }, .record = ""},
+        {.name = "cannot start",
+         .prepare =
+             [](auto& w) {
+                 w.can_start = false;
+                 w.stop_after_pauses = 3;
+             },
+         .record = "start pause start pause start pause "},
+        {.name = "not kept running", .prepare = [](auto& w) { w.passes = 0; }, .record = "start stop pause "},
+        {.name = "two passes", .prepare = [](auto&) {}, .record = "start pass pass stop pause "},
+        {.name = "clears its activity in a pass",
+         .prepare = [](auto& w) { w.on_pass = [&w] { w.active_ = false; }; },
+         .record = "start pass stop pause "},
+        {.name = "told to stop in a pass",
+         .prepare = [](auto& w) { w.on_pass = [&w] { w.flag = false; }; },
+         .record = "start pass stop "},
     };
-    for (const auto& [name, prepare, record] : rows) {
-        SCOPED_TRACE(name);
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
         scripted_worker worker;
-        prepare(worker);
+        row.prepare(worker);
+
         worker.run();
-        EXPECT_EQ(worker.record, record);
+
+        EXPECT_EQ(worker.record, row.record);
+        EXPECT_EQ(fake_clock::pauses, std::vector<std::uint32_t>(static_cast<std::size_t>(worker.pauses), 300));
     }
 }
 
-TEST(AbstractWorker, WakingEndsOneWait) {
-    // A wait that is not ended would take the hour of the poll time-out, and the test's deadline.
-    scripted_worker worker(3'600'000'000 / 2);
-    worker.passes = 3;
-    worker.on_pass = [&worker] {
-        worker.wake();
-        worker.wake();
-        if (worker.passes == 0) worker.active_ = false;
-    };
+// How long the passes of a worker took that waits 200 ms after each, unless it is woken.
+std::chrono::milliseconds time_of(scripted_worker& worker) {
+    const auto start = std::chrono::steady_clock::now();
     worker.run();
-    EXPECT_EQ(worker.record, "start pass pass pass stop pause ");
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+}
+
+TEST(AbstractWorker, WritesBeforeAWaitEndThatWaitAlone) {
+    scripted_worker worker(200'000);
+    worker.passes = 2;
+    worker.on_pass = [&worker] {
+        if (worker.passes == 1) {
+            worker.wake();
+            worker.wake();
+        }
+    };
+
+    const auto time = time_of(worker);
+
+    EXPECT_EQ(worker.record, "start pass pass stop pause ");
+    EXPECT_GE(time.count(), 200) << "the second wait is a whole one";
+    EXPECT_LT(time.count(), 400) << "the first one is none";
+}
+
+TEST(AbstractWorker, DoesNotWaitWithoutADescriptorOrATimeout) {
+    scripted_worker without_timeout(999);
+    EXPECT_LT(time_of(without_timeout).count(), 100);
+
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none{0, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    scripted_worker without_descriptor(3'600'000'000 / 2);
+    setrlimit(RLIMIT_NOFILE, &before);
+    ASSERT_EQ(without_descriptor.wake_fd(), -1);
+
+    EXPECT_LT(time_of(without_descriptor).count(), 100);
+    EXPECT_EQ(without_descriptor.record, "start pass pass stop pause ");
 }
 
 TEST(AbstractWorker, HasOneThread) {
     scripted_worker worker;
+
     worker.start_thread();
+
     EXPECT_THROW(worker.start_thread(), std::logic_error);
     worker.join();
     worker.join();
     EXPECT_EQ(worker.record, "start pass pass stop pause ");
 }
 
-TEST(AbstractWorkerDeathTest, EscapedExceptionEndsTheProcess) {
-    scripted_worker worker;
-    worker.on_pass = [] { throw std::runtime_error("anything"); };
-    const auto run = [&] {
-        dup2(2, 1);  // the line goes to standard output; death tests read standard error
-        worker.run();
+// What a worker's end prints on standard output; death tests read standard error.
+void end_on_standard_error(scripted_worker& worker, void (*go)(scripted_worker&)) {
+    dup2(STDERR_FILENO, STDOUT_FILENO);
+    setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);  // nothing is printed that is not flushed
+    go(worker);
+}
+
+TEST(AbstractWorkerDeathTest, EscapedExceptionEndsTheProcessFromEitherThread) {
+    const struct {
+        const char* name;
+        void (*go)(scripted_worker&);
+    } rows[] = {
+        {.name = "on the calling thread", .go = [](scripted_worker& w) { w.run(); }},
+        {.name = "in the first pass of a thread of its own",
+         .go =
+             [](scripted_worker& w) {
+                 w.start_thread();
+                 w.join();
+             }},
+        {.name = "without room for a thread",
+         .go =
+             [](scripted_worker& w) {
+                 const rlimit little{1U << 20, 1U << 20};
+                 setrlimit(RLIMIT_AS, &little);
+                 w.start_thread();
+             }},
     };
-    EXPECT_EXIT(run(), testing::ExitedWithCode(255), "Unhandled exception at worker 'scripted'\n");
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        scripted_worker worker;
+        worker.on_pass = [] { throw std::runtime_error("anything"); };
+
+        EXPECT_EXIT(end_on_standard_error(worker, row.go), testing::ExitedWithCode(255),
+                    "Unhandled exception at worker 'scripted'\n");
+    }
 }
 
 }  // namespace
