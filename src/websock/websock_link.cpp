@@ -37,12 +37,20 @@ bool may_be_for_link(std::string_view text) {
 
 }  // namespace
 
+// While the service worker takes nothing (the RRM client without hostapd), the link comes and goes
+// for weeks: notices that nobody has taken must not pile up.
 void websock_worker::notify_connected() {
-    push_json(out_queue_, json_writer(link_service, "connected", ""));
+    out_queue_.push_state(connected_notice_, disconnected_notice_);
 }
 
 void websock_worker::notify_disconnected() {
-    push_json(out_queue_, json_writer(link_service, "disconnected", ""));
+    out_queue_.push_state(disconnected_notice_, connected_notice_);
+}
+
+// Every question gets its answer, whatever notices stand in the queue.
+void websock_worker::answer_status() {
+    const char* state = connected_ ? "connected" : "disconnected";
+    push_json(out_queue_, json_writer(link_service, state, ""));
 }
 
 // Logs a message to send, and acts on it when it is for the link itself; true when that used it up.
@@ -63,7 +71,7 @@ bool websock_worker::process_internal(const buffer_info_t& message) {
     const char* cmd = reader.get_string("cmd");
     if (cmd == nullptr) return true;
     if (strcasecmp(cmd, "status") == 0) {
-        connected_ ? notify_connected() : notify_disconnected();
+        answer_status();
     } else if (strcasecmp(cmd, "unlink") == 0) {
         process_internal_unlink();
     }

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "ipc/json_writer.h"
 #include "main/logging.h"
 #include "workers/monotonic_clock.h"
 
@@ -20,6 +21,12 @@ constexpr std::uint32_t idle_pause_us = 1'000'000;
 constexpr std::int64_t service_time_ms = 100;
 constexpr std::int32_t watchdog_seconds = 60;
 
+buffer_ptr make_notice(const char* state) {
+    const auto notice = buffer_info_t::make();
+    notice->data = json_writer(link_service, state, "").text();
+    return notice;
+}
+
 }  // namespace
 
 websock_worker::websock_worker(safe_queue& in_queue, safe_queue& out_queue, std::string host,
@@ -30,6 +37,8 @@ websock_worker::websock_worker(safe_queue& in_queue, safe_queue& out_queue, std:
       index_(index),
       in_queue_(in_queue),
       out_queue_(out_queue),
+      connected_notice_(make_notice("connected")),
+      disconnected_notice_(make_notice("disconnected")),
       host_(std::move(host)),
       path_(std::move(path)),
       port_(port),

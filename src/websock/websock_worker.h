@@ -85,6 +85,7 @@ class websock_worker : public abstract_worker {
     // Link messages (websock_link.cpp).
     void notify_connected();
     void notify_disconnected();
+    void answer_status();
     bool process_internal(const buffer_info_t& message);
     void process_internal_unlink();
     bool take_from_queue(const buffer_ptr& message);
@@ -96,6 +97,8 @@ class websock_worker : public abstract_worker {
     const std::uint32_t index_;
     safe_queue& in_queue_;
     safe_queue& out_queue_;
+    const buffer_ptr connected_notice_;  // the same object each time, told from like texts
+    const buffer_ptr disconnected_notice_;
     lws_context_creation_info context_parameters_{};
     lws_client_connect_info connect_parameters_{};
     lws_context* context_ = nullptr;  // written under lock_

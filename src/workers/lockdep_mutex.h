@@ -23,6 +23,9 @@ class LockdepMutex {
 
     void unlock() { pthread_mutex_unlock(&mutex_); }
 
+    // For a condition variable; owned by this object.
+    pthread_mutex_t* native_handle() { return &mutex_; }
+
   private:
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
 };

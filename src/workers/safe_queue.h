@@ -12,7 +12,7 @@ struct message_bytes {
     static constexpr std::size_t overhead = 128;  // of a message beside its text
 
     std::size_t operator()(const buffer_ptr& message) const {
-        return message->data.size() + overhead;
+        return overhead + (message ? message->data.size() : 0);
     }
 };
 

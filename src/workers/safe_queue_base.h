@@ -5,13 +5,14 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <mutex>
 #include <utility>
+
+#include "workers/monotonic_condition.h"
 
 namespace libnetworkd {
 
@@ -38,13 +39,29 @@ class SafeQueue {
         {
             const std::lock_guard guard(queue_mutex_);
             if (capacity_ != 0 && elements_.size() >= capacity_) return false;
-            elements_.push_back(element);
-            weight_ += Weight{}(element);
+            append(element);
         }
-        const auto callback = copy_of_callback();
-        if (callback) callback();
-        not_empty_.notify_one();
+        tell_pushed();
         return true;
+    }
+
+    // Adds `state`, a notice of a state, unless the notices at the end of the queue tell as much
+    // already: behind an equal one it is left out, and behind `opposite` that follows an equal one
+    // it only takes that away. So states that change while nobody takes any do not pile up: two
+    // notices at most stand between two other elements. `state` and `opposite` are compared with
+    // ==. Throws as `push` does.
+    void push_state(const Element& state, const Element& opposite) {
+        {
+            const std::lock_guard guard(queue_mutex_);
+            if (is_at(state, 0)) return;
+            if (is_at(opposite, 0) && is_at(state, 1)) {
+                weight_ -= elements_.back().weight;
+                elements_.pop_back();
+                return;
+            }
+            append(state);
+        }
+        tell_pushed();
     }
 
     // Takes the oldest element and gives it to `handle`. False when the queue was empty. Throws
@@ -82,11 +99,32 @@ class SafeQueue {
     }
 
   private:
+    struct entry {
+        Element value;
+        std::size_t weight;  // when it was pushed, whatever happens to the value since
+    };
+
+    void append(const Element& element) {
+        elements_.push_back({element, Weight{}(element)});
+        weight_ += elements_.back().weight;
+    }
+
+    // True when the element so many places from the end of the queue is this one.
+    bool is_at(const Element& element, std::size_t from_end) const {
+        return elements_.size() > from_end && elements_.rbegin()[from_end].value == element;
+    }
+
+    void tell_pushed() {
+        const auto callback = copy_of_callback();
+        if (callback) callback();
+        not_empty_.notify_one();
+    }
+
     bool pop(std::unique_lock<Mutex>& guard, const handler& handle) {
         if (elements_.empty()) return false;
-        const Element element = std::move(elements_.front());
+        const Element element = std::move(elements_.front().value);
+        weight_ -= elements_.front().weight;
         elements_.pop_front();
-        weight_ -= Weight{}(element);
         guard.unlock();
         handle(element);
         return true;
@@ -98,12 +136,12 @@ class SafeQueue {
     }
 
     std::function<void()> on_push_ = [] {};  // guarded by callback_mutex_
-    std::deque<Element> elements_;           // guarded by queue_mutex_, oldest first
+    std::deque<entry> elements_;             // guarded by queue_mutex_, oldest first
     std::size_t weight_ = 0;                 // guarded by queue_mutex_
     mutable Mutex queue_mutex_;
     std::mutex callback_mutex_;
     const std::uint64_t capacity_;
-    std::condition_variable_any not_empty_;
+    monotonic_condition not_empty_;
 };
 
 }  // namespace libnetworkd

@@ -43,14 +43,70 @@ TEST(SafeQueue, HandlersAndCallbacksMayUseTheQueue) {
     EXPECT_TRUE(queue.empty()) << "a message whose handler throws is gone";
 }
 
-TEST(SafeQueue, BlockingTakeWaitsForAPush) {
+TEST(SafeQueue, BlockingTakeIsWokenByAPush) {
     safe_queue queue;
     EXPECT_FALSE(queue.pop_for([](const buffer_ptr&) { FAIL(); }, 1ms));
-    std::thread producer([&] { queue.push(buffer_of("late")); });
+    std::thread producer([&] {
+        std::this_thread::sleep_for(50ms);  // until the other thread waits
+        queue.push(buffer_of("late"));
+    });
+    const auto start = std::chrono::steady_clock::now();
     std::string got;
-    EXPECT_TRUE(queue.pop_for([&](const buffer_ptr& b) { got = b->data; }, 60s));
+
+    EXPECT_TRUE(queue.pop_for([&](const buffer_ptr& b) { got = b->data; }, 10s));
+
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
     producer.join();
     EXPECT_EQ(got, "late");
+}
+
+TEST(SafeQueue, WeightIsThatOfThePush) {
+    safe_queue queue;
+    const auto message = buffer_of("four");
+    queue.push(message);
+    queue.push(nullptr);
+    EXPECT_EQ(queue.weight(), 2 * message_bytes::overhead + 4);
+
+    message->data = "changed behind the queue's back";
+    queue.try_pop([](const buffer_ptr&) {});
+    queue.try_pop([](const buffer_ptr& b) { EXPECT_EQ(b, nullptr); });
+
+    EXPECT_EQ(queue.weight(), 0U);
+}
+
+TEST(SafeQueue, StatesThatNobodyTakesDoNotPileUp) {
+    const auto up = buffer_of("up");
+    const auto down = buffer_of("down");
+    const struct {
+        const char* name;
+        const char* pushed;  // u and d are states, s is a text that looks like a state, m a message
+        texts left;
+    } rows[] = {
+        {.name = "an equal one", .pushed = "dd", .left = {"down"}},
+        {.name = "a change", .pushed = "du", .left = {"down", "up"}},
+        {.name = "there and back", .pushed = "dud", .left = {"down"}},
+        {.name = "for weeks", .pushed = "dudduduududdud", .left = {"down"}},
+        {.name = "messages keep their place", .pushed = "dumdud", .left = {"down", "up", "m", "down"}},
+        {.name = "only its own are told by identity", .pushed = "dsd", .left = {"down", "up", "down"}},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        safe_queue queue;
+
+        for (const char* at = row.pushed; *at != '\0'; ++at) {
+            switch (*at) {
+                case 'u': queue.push_state(up, down); break;
+                case 'd': queue.push_state(down, up); break;
+                case 's': queue.push(buffer_of("up")); break;
+                default: queue.push(buffer_of("m")); break;
+            }
+        }
+
+        const auto weight = queue.weight();
+        EXPECT_EQ(drain(queue), row.left);
+        EXPECT_EQ(queue.weight(), 0U) << "of " << weight;
+    }
 }
 
 // Run under ThreadSanitizer: pushes, takes and changes of the callback at the same time.
@@ -69,6 +125,14 @@ TEST(SafeQueue, ProducerConsumerAndCallbackDoNotRace) {
     }
     producer.join();
     EXPECT_LE(called, count);
+}
+
+TEST(BufferInfo, AppendsWhatIsThere) {
+    const auto buffer = buffer_of("a");
+
+    EXPECT_STREQ(buffer->append("bc", 2), "abc");
+    EXPECT_STREQ(buffer->append(nullptr, 5), "abc");
+    EXPECT_STREQ(buffer->append("x", 0), "abc");
 }
 
 TEST(BufferInfo, DumpShowsJsonReadablyAndTheRestAsItIs) {
