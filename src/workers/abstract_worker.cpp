@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "workers/free_memory.h"
 #include "workers/monotonic_clock.h"
 
 namespace rfcd {
@@ -63,7 +64,9 @@ void abstract_worker::run() {
 void abstract_worker::make_passes() {
     while (active_ && keep_running(running_)) {
         try {
-            if (process()) wait_for_wake();
+            if (!process()) continue;
+            return_free_memory();
+            wait_for_wake();
         } catch (...) {
             end_process();
         }

@@ -2,9 +2,12 @@
 
 #include "main/logging.h"
 #include "workers/cfg_ptr.h"
+#include "workers/free_memory.h"
 #include "workers/json_cost.h"
 
 namespace rfcd {
+
+buffer_info_t::~buffer_info_t() { note_released_message(data.size()); }
 
 const char* buffer_info_t::append(const void* bytes, std::size_t length) {
     if (bytes != nullptr && length != 0) data.append(static_cast<const char*>(bytes), length);

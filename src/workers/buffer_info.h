@@ -11,6 +11,12 @@ namespace rfcd {
 struct buffer_info_t {
     std::string data;
 
+    buffer_info_t() = default;
+    buffer_info_t(const buffer_info_t&) = delete;
+    buffer_info_t& operator=(const buffer_info_t&) = delete;
+    // Notes the release of a large message, whose memory then goes back to the system.
+    ~buffer_info_t();
+
     static std::shared_ptr<buffer_info_t> make() { return std::make_shared<buffer_info_t>(); }
 
     // Appends `length` bytes; nothing when `bytes` is null or `length` is 0. Answers the start of

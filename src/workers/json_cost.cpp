@@ -12,7 +12,6 @@ constexpr std::size_t object_cost = 800;
 constexpr std::size_t array_cost = 400;
 constexpr std::size_t value_cost = 120;
 constexpr std::size_t member_cost = 200;
-constexpr std::size_t limit = std::size_t{128} << 20;
 
 // The character after the string that begins at the quote, or the text's end.
 const char* skip_string(const char* quote) {
@@ -34,7 +33,7 @@ std::size_t json_cost(const char* text) {
     // of one on, what stands in strings counts like the rest.
     bool skips_strings = true;
     const char* at = text;
-    while (*at != '\0' && cost <= limit) {
+    while (*at != '\0' && cost <= max_json_cost) {
         switch (*at) {
             case '"':
                 if (skips_strings) {
@@ -57,7 +56,7 @@ std::size_t json_cost(const char* text) {
 
 bool is_affordable_json(const char* text) {
     // Most texts are too short to cost that much, whatever they say.
-    return std::strlen(text) <= limit / object_cost || json_cost(text) <= limit;
+    return std::strlen(text) <= max_json_cost / object_cost || json_cost(text) <= max_json_cost;
 }
 
 }  // namespace rfcd

@@ -6,12 +6,15 @@
 
 namespace rfcd {
 
+// The greatest cost that a text may have to be parsed, in bytes.
+inline constexpr std::size_t max_json_cost = std::size_t{128} << 20;
+
 // The most bytes that the tree of the zero-terminated text takes beside its strings, by the text's
-// brackets, commas and colons. Beyond 128 MiB it is not counted to the end. The text need not be
-// JSON. Linear in its length.
+// brackets, commas and colons. Beyond max_json_cost it is not counted to the end. The text need not
+// be JSON. Linear in its length.
 std::size_t json_cost(const char* text);
 
-// True when that stays within 128 MiB.
+// True when that stays within max_json_cost.
 bool is_affordable_json(const char* text);
 
 }  // namespace rfcd
