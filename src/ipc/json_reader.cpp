@@ -2,6 +2,9 @@
 
 #include <json-c/json.h>
 
+#include <cstring>
+
+#include "main/logging.h"
 #include "workers/json_cost.h"
 
 namespace rfcd {
@@ -9,7 +12,14 @@ namespace rfcd {
 namespace {
 
 std::shared_ptr<json_object> parse(const char* text) {
-    if (text == nullptr || !is_affordable_json(text)) return nullptr;
+    if (text == nullptr) return nullptr;
+    if (!is_affordable_json(text)) {
+        log_error(daemon_logger,
+                  "json: a message of %zu bytes is refused, its values would take more than %zu MiB"
+                  " of memory\n",
+                  std::strlen(text), max_json_cost >> 20);
+        return nullptr;
+    }
     return {json_tokener_parse(text), [](json_object* tree) { json_object_put(tree); }};
 }
 

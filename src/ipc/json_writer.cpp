@@ -35,6 +35,7 @@ json_writer::json_writer(bool is_array, json_writer& parent, const char* key)
         object_ = nullptr;
     } else if (parent.is_array_) {
         json_object_array_add(parent.object_, object_);
+        ++parent.next_index_;  // the slot that the child has taken
     } else {
         json_object_object_add(parent.object_, key, object_);
     }

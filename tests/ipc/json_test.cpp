@@ -2,6 +2,8 @@
 
 #include "ipc/json_reader.h"
 #include "ipc/json_writer.h"
+#include "main/logging.h"
+#include "support/fake_log.h"
 
 namespace rfcd {
 namespace {
@@ -56,7 +58,10 @@ TEST(JsonReader, RefusesWhatWouldTakeTooMuchMemory) {
         return text + R"(],"text":"[[,{\"{,"})";
     };
     EXPECT_EQ(json_reader(list(100'000).c_str()).get_int("a"), 1);
+    fake_log::reset(log_mask_error);
     EXPECT_TRUE(json_reader(list(300'000).c_str()).empty());
+    EXPECT_EQ(fake_log::take(),
+              "error json: a message of 900034 bytes is refused, its values would take more than 128 MiB of memory\n");
     for (const char* unseen : {"/*\"*/", "//\"\n", "/***/\"*/"}) {
         EXPECT_TRUE(json_reader((unseen + list(300'000)).c_str()).empty())
             << "a quote that begins no string: " << unseen;
@@ -89,10 +94,11 @@ TEST(JsonWriter, ChildrenStayInTheirRoot) {
         json_writer item(false, list, "ignored too");
         item.add_int("k", 1);
         json_writer empty(true, list, nullptr);
+        list.add_string("", "behind its children");
     }
     root.add_int("n", 6);
     EXPECT_EQ(root.text(), R"({"version":"2.4","service":"s","n":6,"path":"a\/b",)"
-                           R"("list":["a",2,{"k":1},[]]})");
+                           R"("list":["a",2,{"k":1},[],"behind its children"]})");
 }
 
 }  // namespace
