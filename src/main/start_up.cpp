@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/random.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -98,11 +99,33 @@ void run_wids(const service_config& service, const std::string& mac_list_id) {
     wids.run();
 }
 
-void prepare_logs() {
-    logcycle_init(system_log_identity);
+// A number from 0 to 1,023 that differs between devices which start in the same second. The
+// kernel's generator may not be ready yet early in a boot; then the clock's nanoseconds have to do.
+unsigned values_to_skip() {
+    constexpr unsigned range = 1024;
+    unsigned number = 0;
+    if (getrandom(&number, sizeof number, GRND_NONBLOCK) != sizeof number) {
+        std::timespec now{};
+        clock_gettime(CLOCK_REALTIME, &now);
+        number = static_cast<unsigned>(now.tv_nsec);
+    }
+    return number % range;
+}
+
+// The generator of the connection delays. Seeded by the time alone, it would give the same delays
+// to every device that starts in the same second, for example after a power cut.
+void seed_random_generator() {
     std::srand(static_cast<unsigned>(std::time(nullptr)));
+    for (unsigned skip = values_to_skip(); skip > 0; --skip) std::rand();
+}
+
+void prepare_process() {
+    logcycle_init(system_log_identity);
+    seed_random_generator();
     prctl(PR_SET_NAME, "rfcd:main");
     openlog(system_log_identity, LOG_PID, LOG_DAEMON);
+    // A reader of standard error or a peer that goes away must not take the daemon with it.
+    std::signal(SIGPIPE, SIG_IGN);
 }
 
 configuration read_configuration(int argc, char** argv) {
@@ -120,7 +143,7 @@ configuration read_configuration(int argc, char** argv) {
 }  // namespace
 
 int start_up(int argc, char** argv) {
-    prepare_logs();
+    prepare_process();
     const configuration config = read_configuration(argc, argv);
     for (const auto index : {roaming_service, rrm_service, wids_service}) {
         const bool enabled = config.services[index].enabled;

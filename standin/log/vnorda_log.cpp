@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <ctime>
 #include <optional>
 #include <string>
@@ -66,11 +65,7 @@ bool write_anywhere(std::string_view line) {
 
 void norda_log_set_daemonname(const char* name) { state().daemon = name; }
 
-// A reader of standard error that goes away must not take the daemon with it.
-int logcycle_init(const char* /*identity*/) {
-    std::signal(SIGPIPE, SIG_IGN);
-    return 0;
-}
+int logcycle_init(const char* /*identity*/) { return 0; }
 
 void logcycle_set_file(const char* path) { state().file.emplace(path, max_file_bytes, old_files); }
 
