@@ -134,7 +134,7 @@ class broker_session {
             const bool from_us = head.source == our_module || kind == frame_kind::started;
             if (head.kind == kind && from_us) return;
             fuzz::require(head.kind == frame_kind::text && head.source != our_module,
-                          "others send texts alone");
+                          "others send texts alone, and ours are taken");
         }
         fuzz::require(false, "the broker comes around");
     }
@@ -185,7 +185,7 @@ void play_library(std::string_view bytes) {
     const bool starts = fuzz::cut_character(bytes) == 's';
     const lying_broker broker((starts ? frame(frame_kind::started, 0, 0, "") : "") +
                               std::string(bytes));
-    constexpr peermsg_settings settings{PEERMSG_SETTINGS_CODE};
+    peermsg_settings settings{PEERMSG_SETTINGS_CODE, {}};
     const std::unique_ptr<peermsg_ctx, decltype(&peermsg_release)> ctx(
         peermsg_init(28, &settings, PEERMSG_MODE_PEER), &peermsg_release);
     const bool started = peermsg_peer_start(ctx.get()) == 0;

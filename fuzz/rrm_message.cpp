@@ -43,7 +43,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     [[maybe_unused]] static const bool alone = (lab::require_sandbox(), true);
     fuzz::rrm_session::start_over();
     fake_peermsg::reset();
-    scripted_driver drv;
+    static const rfcd::running_flag running = true;
+    scripted_driver drv(&running);
     {
         fuzz::rrm_session session(drv);
         bool alive = session.pass();

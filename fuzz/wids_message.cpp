@@ -15,7 +15,9 @@ namespace {
 
 constexpr const char* our_list = "list-1";
 
-struct helper final : rfcd::ipc_helper {};
+struct helper final : rfcd::ipc_helper {
+    using ipc_helper::ipc_helper;
+};
 
 bool is_given(const char* text) { return text != nullptr; }
 

@@ -8,7 +8,7 @@ namespace lab {
 
 namespace {
 
-constexpr peermsg_settings settings{PEERMSG_SETTINGS_CODE};
+peermsg_settings settings{PEERMSG_SETTINGS_CODE, {}};
 
 peermsg_ctx* make_context(unsigned module) {
     return peermsg_init(module, &settings, PEERMSG_MODE_PEER);

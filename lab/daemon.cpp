@@ -107,7 +107,7 @@ bus_broker::bus_broker(transcript& story) : story_(story) { restart(); }
 void bus_broker::restart() {
     process_ = std::make_unique<child_process>(std::vector<std::string>{PEERMSGD_BINARY},
                                                "/tmp/peermsgd.out");
-    const peermsg_settings settings{PEERMSG_SETTINGS_CODE};
+    peermsg_settings settings{PEERMSG_SETTINGS_CODE, {}};
     const bool ready = wait_until([&] {
         peermsg_ctx* probe = peermsg_init(0, &settings, PEERMSG_MODE_PEER);
         const bool sent = peermsg_msg_send(probe, "", 0, 0) == 0;

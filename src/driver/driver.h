@@ -125,7 +125,7 @@ class driver final : public driver_interface {
     using scan_state = std::map<std::string, bool>;  // by radio name; true: a scan runs
     struct scan_kind;
 
-    bool guard() const { return initialized_ && *enabled_flag_; }
+    bool guard() const { return initialized_ && !is_stopping(); }
     int read_number(const std::string& path, int otherwise) const;
     bool in_sentry_mode() const;
     void init_radio(int index, int sentry_interface);
@@ -154,7 +154,6 @@ class driver final : public driver_interface {
                             int channel, const char* ssid, std::uint8_t op_class,
                             std::uint8_t phy_type);
 
-    const running_flag* const enabled_flag_;
     board_identity identity_;
     bool initialized_ = true;
     bool sentry_all_ = false;

@@ -27,6 +27,7 @@ int driver::finish_skylark_fbt_params() {
         log_debug(daemon_logger, "set_skylark_fbt_params: %s\n", cfg_serialize(request.get()));
     }
     if (!answer) {
+        if (is_stopping()) return -1;
         log_error(daemon_logger, "Error: no response (%s)\n", __func__);
         return -1;
     }
@@ -61,6 +62,7 @@ int driver::__reset_skylark_fbt(int skip) {
         log_debug(daemon_logger, "reset_skylark_fbt_params: %s\n", cfg_serialize(answer.get()));
     }
     if (!answer) {
+        if (is_stopping()) return -1;
         log_error(daemon_logger, "Error: no response (%s)\n", __func__);
         return -1;
     }

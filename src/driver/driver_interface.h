@@ -44,6 +44,8 @@ using driver_event_callback = std::function<void(const driver_event_desc&)>;
 
 class driver_interface : public ipc_helper {
   public:
+    using ipc_helper::ipc_helper;
+
     virtual bool get_reserved_b(const char* ifname) = 0;
     virtual int band_from_channel(int channel) = 0;
     // Looks at the system: some VAP of the radio exists and is up. Guarded.

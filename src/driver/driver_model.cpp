@@ -38,7 +38,7 @@ driver& get_driver(const running_flag* enabled_flag) {
 }
 
 driver::driver(const running_flag* enabled_flag)
-    : enabled_flag_(enabled_flag), identity_(read_board_identity()) {
+    : driver_interface(enabled_flag), identity_(read_board_identity()) {
     for (std::size_t i = 0; i < radio_count; ++i) {
         auto& radio = radios_[i];
         radio.mac_offset = static_cast<std::uint32_t>(i) * macs_per_radio;
@@ -100,7 +100,7 @@ int driver::get_scan_interface() {
 }
 
 void driver::init_interface_context() {
-    if (!*enabled_flag_) return;
+    if (is_stopping()) return;
     log_info(daemon_logger, "Attempt to initialize interface_context...\n");
     sentry_all_ = false;
     int sentry_interface = no_radio;

@@ -37,6 +37,7 @@ std::string read_vap_setting(const ipc_helper& helper, const vap_setting& settin
     const std::string path = "/interface/" + vap_ifname + setting.path_end;
     std::string value;
     if (helper.getconf(path, value) != 0) {
+        if (helper.is_stopping()) return "";
         log_error(daemon_logger, "<%s:%d> can't get value from '%s'\n", setting.getter,
                   setting.failure_line, path.c_str());
         return "";

@@ -1,11 +1,15 @@
 // The exchanges with configd, networkd and the scan listener.
 #include "ipc/ipc_helper.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
+#include "ipc/bus_message.h"
 #include "main/logging.h"
 #include "platform/replywait.h"
+#include "workers/monotonic_clock.h"
 
 namespace rfcd {
 
@@ -13,7 +17,15 @@ namespace {
 
 constexpr unsigned module_number = 28;
 constexpr std::uint8_t scan_listener_peer = 34;
-constexpr peermsg_settings settings{PEERMSG_SETTINGS_CODE};
+
+// How long nothing may come from a late peer until it counts as quiet, how often that is looked at,
+// and how long a peer that is never quiet is listened to.
+constexpr std::int64_t quiet_ms = 1000;
+constexpr std::uint32_t quiet_step_us = 10'000;
+constexpr std::int64_t longest_unrest_ms = 20'000;
+
+// An end of a wait within so much of the time-out is a time-out.
+constexpr std::int64_t timeout_tolerance_ms = 500;
 
 constexpr const char* getconf_name = "int ipc_helper::getconf(const string&, std::string&) const";
 constexpr const char* update_skylark_name =
@@ -22,7 +34,7 @@ constexpr const char* update_skylark_name =
 constexpr const char* set_wisd_bw_list_name =
     "int ipc_helper::set_wisd_bw_list(const string&) const";
 
-peermsg_ctx* join_bus() {
+peermsg_ctx* join_bus(peermsg_settings& settings) {
     peermsg_ctx* bus = peermsg_init(module_number, &settings, PEERMSG_MODE_PEER);
     if (bus == nullptr) {
         log_error(daemon_logger, "Error: couldn't ctx initialization\n");
@@ -31,21 +43,82 @@ peermsg_ctx* join_bus() {
     return bus;
 }
 
+// The tree library has no text when memory runs out.
+std::string text_of(const char* text) { return text == nullptr ? "" : text; }
+
 }  // namespace
 
-ipc_helper::ipc_helper() : bus_(join_bus()) {}
+ipc_helper::ipc_helper(const running_flag* running)
+    : running_(running), bus_(join_bus(settings_)) {}
 
 ipc_helper::~ipc_helper() = default;
 
 cfg_ptr ipc_helper::send_and_wait(cfg_tree* request, const char* answer_command, std::uint8_t peer,
                                   const char* error_text) const {
     const char* text = cfg_serialize_compact(request);
-    if (text == nullptr) return nullptr;
+    if (text == nullptr || is_stopping()) return nullptr;
+
     peermsg_peer_start(bus_.get());
-    peermsg_msg_send(bus_.get(), text, peer, std::strlen(text));
-    cfg_ptr answer(replywait_wait_answer(bus_.get(), answer_command, error_text, reply_timeout_));
+    if (late_peers_.contains(peer)) {
+        take_until_quiet([](const bus_message& /*unasked*/) {});
+    }
+    cfg_ptr answer;
+    if (!is_stopping()) {
+        peermsg_msg_send(bus_.get(), text, peer, std::strlen(text));
+        answer = wait_answer(answer_command, peer, error_text);
+    }
     peermsg_peer_stop(bus_.get());
     return answer;
+}
+
+cfg_ptr ipc_helper::wait_answer(const char* answer_command, std::uint8_t peer,
+                                const char* error_text) const {
+    // The wait ends at a signal, but not at one that came before it.
+    if (is_stopping()) return nullptr;
+
+    const auto start_ms = monotonic_milliseconds();
+    cfg_ptr answer(replywait_wait_answer(bus_.get(), answer_command, error_text, reply_timeout_));
+    if (answer) {
+        return late_peers_.contains(peer) ? last_answer(std::move(answer), answer_command, peer)
+                                          : std::move(answer);
+    }
+    const auto waited_ms = monotonic_milliseconds() - start_ms;
+    if (waited_ms + timeout_tolerance_ms >= std::int64_t{reply_timeout_} * 1000) {
+        late_peers_.insert(peer);
+    }
+    return nullptr;
+}
+
+// The last of the answers of a late peer: those before it are to earlier requests. A single one
+// makes up for the lateness.
+cfg_ptr ipc_helper::last_answer(cfg_ptr answer, const char* answer_command,
+                                std::uint8_t peer) const {
+    bool single = true;
+    take_until_quiet([&](const bus_message& message) {
+        cfg_ptr later(cfg_parse_buffer(std::string(message.text()).c_str()));
+        const char* command = cfg_get_param(later.get(), "command");
+        if (command == nullptr || std::strcmp(command, answer_command) != 0) return;
+        answer = std::move(later);
+        single = false;
+    });
+    if (single) late_peers_.erase(peer);
+    return answer;
+}
+
+// Gives every message that comes to `take`, until none has come for a while or the daemon stops.
+template <typename Take>
+void ipc_helper::take_until_quiet(Take take) const {
+    const auto end_ms = monotonic_milliseconds() + longest_unrest_ms;
+    auto quiet_from_ms = monotonic_milliseconds() + quiet_ms;
+    while (!is_stopping() && monotonic_milliseconds() < std::min(quiet_from_ms, end_ms)) {
+        const bus_message message(peermsg_get_msg_from_queue_no_wait(bus_.get()));
+        if (message) {
+            take(message);
+            quiet_from_ms = monotonic_milliseconds() + quiet_ms;
+        } else {
+            pause_microseconds(quiet_step_us);
+        }
+    }
 }
 
 bool ipc_helper::is_ok(cfg_tree* answer) {
@@ -59,7 +132,8 @@ const char* ipc_helper::reason_of(cfg_tree* answer) {
 }
 
 int ipc_helper::getconf(const std::string& path, std::string& value) const {
-    if (path.empty()) return -1;
+    if (path.empty() || is_stopping()) return -1;
+
     cfg_ptr request(cfg_get_empty());
     if (!request) {
         log_error(daemon_logger, "%s:%d> can't create json object\n", getconf_name, 56);
@@ -70,6 +144,7 @@ int ipc_helper::getconf(const std::string& path, std::string& value) const {
     const auto answer =
         send_and_wait(request.get(), "get-response", configd_peer, "Error: can't get config\n");
     if (!answer) {
+        if (is_stopping()) return -1;
         log_error(daemon_logger, "Error: path (%s) reason (not found)\n", path.c_str());
         return -1;
     }
@@ -77,18 +152,18 @@ int ipc_helper::getconf(const std::string& path, std::string& value) const {
     if (node == nullptr) {
         if (daemon_logger.enabled(log_mask_error)) {
             log_error(daemon_logger, "Child 'value' not found in configd response: %s\n",
-                      cfg_serialize(answer.get()));
+                      text_of(cfg_serialize(answer.get())).c_str());
         }
         return -1;
     }
     switch (cfg_get_type(node)) {
         case CFG_TYPE_TREE:
-        case CFG_TYPE_LIST: value = cfg_serialize(node); return 0;
-        case CFG_TYPE_VALUE: value = cfg_object_to_string(node); return 0;
+        case CFG_TYPE_LIST: value = text_of(cfg_serialize(node)); return 0;
+        case CFG_TYPE_VALUE: value = text_of(cfg_object_to_string(node)); return 0;
         case CFG_TYPE_NONE:
             if (daemon_logger.enabled(log_mask_error)) {
                 log_error(daemon_logger, "Child 'value' has type 'none' in configd response: %s\n",
-                          cfg_serialize(answer.get()));
+                          text_of(cfg_serialize(answer.get())).c_str());
             }
             return -1;
         default: return 0;
@@ -120,6 +195,7 @@ int ipc_helper::update_skylark(const std::string& ifname, const parameters& pair
     const auto answer = send_and_wait(request.get(), "update-skylark-response", networkd_peer,
                                       "Error: can't update SkyLark params\n");
     if (!answer) {
+        if (is_stopping()) return -1;
         log_error(daemon_logger, "Error: no response (%s)\n", "update_skylark");
         return -1;
     }
@@ -139,11 +215,12 @@ int ipc_helper::set_wisd_bw_list(const std::string& text) const {
     cfg_set_param(request.get(), "command", "update-wids-mac-lists");
     if (daemon_logger.enabled(log_mask_debug)) {
         log_debug(daemon_logger, "Try to send update-wids-mac-lists to networkd:\n%s\n",
-                  cfg_serialize(request.get()));
+                  text_of(cfg_serialize(request.get())).c_str());
     }
     const auto answer = send_and_wait(request.get(), "update-wids-mac-lists-response",
                                       networkd_peer, "Error: can't update wids b/w params\n");
     if (!answer) {
+        if (is_stopping()) return -1;
         log_error(daemon_logger, "Error: no response\n");
         return -1;
     }
@@ -167,6 +244,7 @@ void ipc_helper::send_scan_notice(const char* command, const std::string& ifname
     cfg_set_param(notice.get(), "command", command);
     cfg_set_param(notice.get(), "interface", ifname.c_str());
     const char* text = cfg_serialize_compact(notice.get());
+    if (text == nullptr) return;
     peermsg_msg_send(bus_.get(), text, scan_listener_peer, std::strlen(text));
 }
 

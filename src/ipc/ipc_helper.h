@@ -2,18 +2,27 @@
 // configuration store by path, asks the network daemon to apply settings and waits for its answer,
 // sends one-way notices. The base of the radio driver, which is the only one in a process.
 //
-// A request blocks the calling thread for up to the reply time-out. There is no lock: all requests
-// come from the thread of the one service worker, one at a time. Nothing is cached.
+// A request blocks the calling thread for up to the reply time-out, or until a signal arrives. Once
+// the service's running flag is clear no request is made any more: each fails at once, and
+// silently. There is no lock: all requests come from the thread of the one service worker, one at a
+// time. Nothing is cached.
+//
+// Answers carry nothing that tells which request they answer. After a time-out the answer may still
+// come, and would be taken for that to the next request, and so on for ever. So a peer that has let
+// a request time out is late: what comes from it unasked is dropped, and of several answers the
+// last one counts, until a request has had exactly one answer.
 #pragma once
 
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "platform/peermsg.h"
 #include "workers/cfg_ptr.h"
+#include "workers/running_flag.h"
 
 namespace rfcd {
 
@@ -21,8 +30,9 @@ class ipc_helper {
   public:
     using parameters = std::vector<std::pair<std::string, std::string>>;
 
-    // Joins the bus; a failure is logged and ends the process with status -1.
-    ipc_helper();
+    // Joins the bus; a failure is logged and ends the process with status -1. `running` is the flag
+    // of the service and outlives this object.
+    explicit ipc_helper(const running_flag* running);
     ipc_helper(const ipc_helper&) = delete;
     ipc_helper& operator=(const ipc_helper&) = delete;
 
@@ -56,12 +66,15 @@ class ipc_helper {
     int unlock_scan(const std::string& ifname) const;
     void lock_scan(const std::string& ifname) const;
 
+    // The daemon was told to stop: a missing answer is no news then.
+    bool is_stopping() const { return !*running_; }
+
   protected:
     // Not for deletion through this class.
     ~ipc_helper();
 
     // Sends a request tree to a peer and waits for the answer whose "command" is `answer_command`.
-    // Null when none came in time.
+    // Null when none came in time, when nobody took the request, and while the service stops.
     cfg_ptr send_and_wait(cfg_tree* request, const char* answer_command, std::uint8_t peer,
                           const char* error_text) const;
 
@@ -75,13 +88,22 @@ class ipc_helper {
 
   private:
     void send_scan_notice(const char* command, const std::string& ifname) const;
+    cfg_ptr wait_answer(const char* answer_command, std::uint8_t peer,
+                        const char* error_text) const;
+    cfg_ptr last_answer(cfg_ptr answer, const char* answer_command, std::uint8_t peer) const;
+    template <typename Take>
+    void take_until_quiet(Take take) const;
 
     struct release_bus {
         void operator()(peermsg_ctx* ctx) const { peermsg_release(ctx); }
     };
 
+    const running_flag* const running_;
+    mutable peermsg_settings settings_{PEERMSG_SETTINGS_CODE,
+                                       {}};  // the library's, as long as bus_
     const std::unique_ptr<peermsg_ctx, release_bus> bus_;
-    const std::uint32_t reply_timeout_ = 20;  // seconds
+    const std::uint32_t reply_timeout_ = 20;     // seconds
+    mutable std::set<std::uint8_t> late_peers_;  // an answer to an earlier request may still come
 };
 
 }  // namespace rfcd

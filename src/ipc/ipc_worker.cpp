@@ -12,7 +12,6 @@ constexpr std::uint32_t idle_pause_us = 1'000'000;
 constexpr std::uint8_t roaming_peer = 3;
 constexpr std::uint32_t shortest_gap_us = 100;
 constexpr std::uint32_t longest_gap_us = 12'800;
-constexpr peermsg_settings settings{PEERMSG_SETTINGS_CODE};
 
 }  // namespace
 
@@ -27,7 +26,7 @@ ipc_worker::ipc_worker(safe_queue& outgoing, safe_queue& incoming, std::uint32_t
 ipc_worker::~ipc_worker() { join(); }
 
 bool ipc_worker::start_check() {
-    bus_ = peermsg_init(module_number_, &settings, PEERMSG_MODE_PEER);
+    bus_ = peermsg_init(module_number_, &settings_, PEERMSG_MODE_PEER);
     if (bus_ == nullptr) return false;
     peermsg_set_moduleloop(bus_, 0);
     if (peermsg_get_moduleloop(bus_) != 0) {

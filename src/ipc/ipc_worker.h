@@ -36,7 +36,8 @@ class ipc_worker : public abstract_worker {
     bool move_one();
     void release_bus();
 
-    peermsg_ctx* bus_ = nullptr;  // owned; null while inactive
+    peermsg_settings settings_{PEERMSG_SETTINGS_CODE, {}};  // the library's while bus_ lives
+    peermsg_ctx* bus_ = nullptr;                            // owned; null while inactive
     safe_queue& outgoing_;
     safe_queue& incoming_;
     const std::uint32_t module_number_;

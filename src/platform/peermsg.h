@@ -18,8 +18,13 @@ extern "C" {
 
 typedef struct peermsg_ctx peermsg_ctx;
 
+/*
+ * What a module is joined with. The library may read or write all of it for as long as the context
+ * lives: hand over a writable record of that lifetime, zero behind its first field.
+ */
 struct peermsg_settings {
     uint16_t code; /* 254 for every module of the access point */
+    uint8_t reserved[254];
 };
 
 enum { PEERMSG_SETTINGS_CODE = 254, PEERMSG_MODE_PEER = 2 };
@@ -28,7 +33,7 @@ enum { PEERMSG_SETTINGS_CODE = 254, PEERMSG_MODE_PEER = 2 };
  * Makes the context of `module`, 0 for one that only sends; null when out of memory or an argument
  * is out of range.
  */
-peermsg_ctx* peermsg_init(unsigned module, const struct peermsg_settings* settings, int mode);
+peermsg_ctx* peermsg_init(unsigned module, struct peermsg_settings* settings, int mode);
 /* Ends the exchange when it runs and frees the context. Null is allowed. */
 void peermsg_release(peermsg_ctx* ctx);
 

@@ -14,11 +14,16 @@ extern "C" {
 
 /*
  * Blocks until the peer that `ctx` last sent a text to answers with a tree whose "command" is
- * `answer_command`, or `timeout_s` seconds have passed, or the exchange of `ctx` ends. Answers the
- * tree, to be given to cfg_release, or null; then the library reports `error_text` in a place of
- * its own. Answers carry nothing that tells which request they answer: one that comes too late is
- * taken for the answer to the next request of the same kind. Other texts that arrive meanwhile
- * stay, in order, for peermsg_get_msg_from_queue_no_wait. The exchange must be running.
+ * `answer_command`. Returns the tree, to be given to cfg_release. Returns null when
+ *   - `timeout_s` seconds have passed, or the exchange of `ctx` has ended;
+ *   - the bus reports that no module took the text: nobody is registered under that number, or its
+ *     backlog is full;
+ *   - a signal handler has run on the calling thread during the wait.
+ * In the first two cases the library reports `error_text` in a place of its own.
+ *
+ * Answers carry nothing that tells which request they answer: one that comes too late is taken for
+ * the answer to the next request of the same kind. Other texts that arrive meanwhile stay, in
+ * order, for peermsg_get_msg_from_queue_no_wait. The exchange must be running.
  */
 cfg_tree* replywait_wait_answer(peermsg_ctx* ctx, const char* answer_command,
                                 const char* error_text, unsigned timeout_s);

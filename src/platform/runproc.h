@@ -11,8 +11,9 @@ extern "C" {
 
 /*
  * Runs the command that `format` and its arguments make, without any shell: its words are what
- * stands between blanks. Blocks until the command has ended, or has been ended for taking too long.
- * 0 when it ended by itself with status 0, else non-zero.
+ * stands between blanks. Blocks until the command has ended; what it leaves running behind it is
+ * not waited for. Kills the command when it takes too long, and when a signal handler runs on the
+ * calling thread. Returns 0 when it ended by itself with status 0, else non-zero.
  */
 int runproc_exec(const char* format, ...) __attribute__((format(printf, 1, 2)));
 

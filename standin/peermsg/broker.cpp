@@ -38,8 +38,8 @@ void add_to(int epoll, int descriptor) {
     }
 }
 
-frame_block control_frame(frame_kind kind) {
-    const auto bytes = encode_head({0, kind, 0, 0});
+frame_block control_frame(frame_kind kind, std::uint8_t destination) {
+    const auto bytes = encode_head({0, kind, 0, destination});
     frame_block frame(static_cast<char*>(std::malloc(bytes.size())));
     if (frame) std::copy(bytes.begin(), bytes.end(), frame.get());
     return frame;
@@ -168,7 +168,7 @@ bool broker::handle(client& c, frame_block frame) {
     switch (head.kind) {
         case frame_kind::start: return start_exchange(c);
         case frame_kind::stop: stop_exchange(c); return true;
-        case frame_kind::text: deliver(std::move(frame)); return true;
+        case frame_kind::text: deliver(c, std::move(frame)); return true;
         default: return false;
     }
 }
@@ -179,7 +179,7 @@ bool broker::start_exchange(client& c) {
     if (c.module == 0 || (receiver != nullptr && receiver != &c)) return false;
     receiver = &c;
     c.started = true;
-    auto answer = control_frame(frame_kind::started);
+    auto answer = control_frame(frame_kind::started, 0);
     if (!answer) return false;
     enqueue(c, std::move(answer));
     return true;
@@ -195,10 +195,21 @@ void broker::stop_exchange(client& c) {
     }
 }
 
-void broker::deliver(frame_block frame) {
-    client* const receiver = receivers_[head_of(frame).destination];
-    if (receiver == nullptr || receiver->backlog_bytes >= max_backlog) return;
+void broker::deliver(client& sender, frame_block frame) {
+    const auto destination = head_of(frame).destination;
+    client* const receiver = receivers_[destination];
+    if (receiver == nullptr || receiver->backlog_bytes >= max_backlog) {
+        tell_untaken(sender, destination);
+        return;
+    }
     enqueue(*receiver, std::move(frame));
+}
+
+void broker::tell_untaken(client& sender, std::uint8_t destination) {
+    if (!sender.started || sender.backlog_bytes >= max_notice_backlog) return;
+    if (auto notice = control_frame(frame_kind::untaken, destination)) {
+        enqueue(sender, std::move(notice));
+    }
 }
 
 void broker::enqueue(client& c, frame_block frame) {

@@ -1,7 +1,8 @@
 // The heart of the bus: takes frames from connected modules and hands each text on to the module it
 // is addressed to. One thread, nothing blocks. A text for a module that has no running exchange, or
-// that has let `max_backlog` bytes pile up, is dropped; a connection that sends anything but frames
-// is closed; the others notice neither.
+// that has let `max_backlog` bytes pile up, is dropped, and the sender is told so when it has a
+// running exchange of its own; a connection that sends anything but frames is closed; the others
+// notice neither.
 #pragma once
 
 #include <array>
@@ -21,6 +22,8 @@ class broker {
     // counts for this much more than its own size, so that short ones are bounded too.
     static constexpr std::size_t max_backlog = max_text_size;
     static constexpr std::size_t frame_overhead = 128;
+    // Bytes waiting for a sender beyond which it is not told of dropped texts.
+    static constexpr std::size_t max_notice_backlog = std::size_t{64} << 10;
 
     // Takes over the two descriptors: a listening socket, and one that polls readable when the
     // broker is to stop. Throws std::system_error when it cannot wait on them.
@@ -56,7 +59,8 @@ class broker {
     bool handle(client& c, frame_block frame);
     bool start_exchange(client& c);
     void stop_exchange(client& c);
-    void deliver(frame_block frame);
+    void deliver(client& sender, frame_block frame);
+    void tell_untaken(client& sender, std::uint8_t destination);
     void enqueue(client& c, frame_block frame);
     void flush_unsent();
     bool flush(client& c);

@@ -81,14 +81,17 @@ frame_block bus_connection::receive() {
     do {
         state = reader_.next(descriptor_, frame);
     } while (state == frame_reader::state::nothing && reader_.in_frame() &&
-             wait_readable(rest_limit));
+             wait_readable(rest_limit) == readiness::ready);
     if (state == frame_reader::state::closed) close();
     return frame;
 }
 
-bool bus_connection::wait_readable(std::chrono::milliseconds timeout) const {
+readiness bus_connection::wait_readable(std::chrono::milliseconds timeout) const {
+    if (!is_open()) return readiness::nothing;
     pollfd in{descriptor_, POLLIN, 0};
-    return is_open() && poll(&in, 1, static_cast<int>(timeout.count())) > 0;
+    const int ready = poll(&in, 1, static_cast<int>(timeout.count()));
+    if (ready < 0 && errno == EINTR) return readiness::interrupted;
+    return ready > 0 ? readiness::ready : readiness::nothing;
 }
 
 }  // namespace standin

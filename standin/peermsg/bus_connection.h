@@ -11,6 +11,9 @@
 
 namespace standin {
 
+// How a wait for something to read ended.
+enum class readiness { ready, nothing, interrupted };
+
 class bus_connection {
   public:
     bus_connection() = default;
@@ -32,8 +35,8 @@ class bus_connection {
     // Closes a connection that has ended.
     frame_block receive();
 
-    // Waits until there is something to read, or the time is over. False when nothing came.
-    bool wait_readable(std::chrono::milliseconds timeout) const;
+    // Waits until there is something to read, the time is over, or a signal handler has run.
+    readiness wait_readable(std::chrono::milliseconds timeout) const;
 
   private:
     bool connect();

@@ -34,6 +34,7 @@ enum class frame_kind : std::uint8_t {
     stop = 3,     // and no longer
     text = 4,     // a text for the addressee
     started = 5,  // the broker's answer to start: what follows was sent after it
+    untaken = 6,  // from the broker: nobody took a text for the module in the head's destination
 };
 
 struct frame_head {

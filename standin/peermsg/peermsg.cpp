@@ -18,7 +18,11 @@ constexpr std::chrono::seconds start_limit{1};
 // The next text from the connection, at once or never. Frames that are no text are the broker's.
 frame_block next_text(peermsg_ctx& ctx) {
     while (auto frame = ctx.connection.receive()) {
-        if (head_of(frame).kind == frame_kind::text) return frame;
+        const auto head = head_of(frame);
+        if (head.kind == frame_kind::text) return frame;
+        if (head.kind == frame_kind::untaken && head.destination == ctx.last_addressee) {
+            ctx.untaken = true;
+        }
     }
     if (!ctx.connection.is_open()) ctx.loop = 0;
     return {};
@@ -50,13 +54,15 @@ bool send_control(peermsg_ctx& ctx, frame_kind kind) {
 namespace standin {
 
 frame_block wait_new_text(peermsg_ctx& ctx, clock_type::time_point deadline) {
+    ctx.interrupted = false;
     while (true) {
         if (clock_type::now() >= deadline) return {};
         if (auto frame = next_text(ctx)) return frame;
         const auto left =
             std::chrono::ceil<std::chrono::milliseconds>(deadline - clock_type::now());
-        if (ctx.loop == 0 || left.count() <= 0) return {};
-        ctx.connection.wait_readable(left);
+        if (ctx.loop == 0 || ctx.untaken || left.count() <= 0) return {};
+        ctx.interrupted = ctx.connection.wait_readable(left) == readiness::interrupted;
+        if (ctx.interrupted) return {};
     }
 }
 
@@ -69,7 +75,7 @@ void put_aside(peermsg_ctx& ctx, frame_block block) {
 
 }  // namespace standin
 
-peermsg_ctx* peermsg_init(unsigned module, const peermsg_settings* settings, int mode) {
+peermsg_ctx* peermsg_init(unsigned module, peermsg_settings* settings, int mode) {
     if (module > standin::max_module || settings == nullptr ||
         settings->code != PEERMSG_SETTINGS_CODE || mode != PEERMSG_MODE_PEER) {
         return nullptr;
@@ -105,6 +111,7 @@ int peermsg_peer_stop(peermsg_ctx* ctx) {
 int peermsg_msg_send(peermsg_ctx* ctx, const char* text, uint8_t peer, size_t length) {
     if (text == nullptr || length > standin::max_text_size) return -1;
     ctx->last_addressee = peer;
+    ctx->untaken = false;
     const standin::frame_head head{static_cast<std::uint32_t>(length), frame_kind::text,
                                    ctx->module, peer};
     // A connection to a broker that is gone is noticed now; there may be a new one. The exchange

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr peermsg_settings settings{PEERMSG_SETTINGS_CODE};
+peermsg_settings settings{PEERMSG_SETTINGS_CODE, {}};
 
 using context = std::unique_ptr<peermsg_ctx, decltype(&peermsg_release)>;
 

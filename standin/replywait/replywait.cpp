@@ -1,5 +1,5 @@
 // The reply-wait library over the bus stand-in. A wait that ends without an answer is reported to
-// the system log.
+// the system log, except one that a signal ended.
 #include "platform/replywait.h"
 
 #include <syslog.h>
@@ -35,6 +35,6 @@ cfg_tree* replywait_wait_answer(peermsg_ctx* ctx, const char* answer_command,
         if (auto answer = answer_in(*ctx, block, answer_command)) return answer.release();
         standin::put_aside(*ctx, std::move(block));
     }
-    syslog(LOG_ERR, "%s", error_text);
+    if (!ctx->interrupted) syslog(LOG_ERR, "%s", error_text);
     return nullptr;
 }

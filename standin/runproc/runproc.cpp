@@ -16,7 +16,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -24,6 +23,7 @@ namespace {
 using clock_type = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds time_limit{5};
+constexpr std::chrono::milliseconds look_interval{2};  // at the command, while it is silent
 constexpr std::size_t max_output = 4096;  // what is kept for the log; the rest is read and dropped
 
 void (*log_writer)(const char* line) = nullptr;
@@ -48,7 +48,7 @@ class output_pipe {
     output_pipe& operator=(const output_pipe&) = delete;
     ~output_pipe() {
         close_write_end();
-        if (ends_[0] != -1) close(ends_[0]);
+        close_read_end();
     }
 
     int write_end() const { return ends_[1]; }
@@ -57,26 +57,44 @@ class output_pipe {
         ends_[1] = -1;
     }
 
-    // Reads until the end of the output; false when `deadline` came before it.
-    bool read_until(clock_type::time_point deadline, std::string& output) const {
-        while (true) {
-            const auto left =
-                std::chrono::ceil<std::chrono::milliseconds>(deadline - clock_type::now());
-            pollfd in{ends_[0], POLLIN, 0};
-            if (left.count() <= 0) return false;
-            const int ready = poll(&in, 1, static_cast<int>(left.count()));
-            if (ready < 0 && errno == EINTR) continue;
-            if (ready == 0) return false;
-            char piece[512];
-            const ssize_t count = read(ends_[0], piece, sizeof piece);
-            if (count == 0 || (count < 0 && errno != EINTR)) return true;
-            if (count > 0 && output.size() < max_output) {
-                output.append(piece, static_cast<std::size_t>(count));
-            }
+    // Waits for output until `step` is over, and keeps what has come. False when a signal handler
+    // ran meanwhile.
+    bool read_for(std::chrono::milliseconds step, std::string& output) {
+        pollfd in{ends_[0], POLLIN, 0};
+        const int ready = poll(&in, 1, static_cast<int>(step.count()));
+        if (ready < 0) return errno != EINTR;
+        if (ready > 0 && !read_piece(output)) close_read_end();
+        return true;
+    }
+
+    // Keeps what has come, without waiting for more.
+    void read_rest(std::string& output) {
+        pollfd in{ends_[0], POLLIN, 0};
+        for (int pieces = 0; pieces < most_rest_pieces && poll(&in, 1, 0) > 0; ++pieces) {
+            if (!read_piece(output)) return;
         }
     }
 
   private:
+    // A pipe holds no more; what a background process goes on writing is not waited for.
+    static constexpr int most_rest_pieces = 256;
+
+    // False at the end of the output.
+    bool read_piece(std::string& output) const {
+        char piece[512];
+        const ssize_t count = read(ends_[0], piece, sizeof piece);
+        if (count > 0 && output.size() < max_output) {
+            output.append(piece, static_cast<std::size_t>(count));
+        }
+        return count > 0 || (count < 0 && errno == EINTR);
+    }
+
+    // A descriptor of -1 never becomes ready.
+    void close_read_end() {
+        if (ends_[0] != -1) close(ends_[0]);
+        ends_[0] = -1;
+    }
+
     int ends_[2];
 };
 
@@ -106,20 +124,47 @@ pid_t start(const std::vector<std::string>& words, int output) {
     return error == 0 ? child : -1;
 }
 
-// Waits for the end of a command whose output has ended, or kills it at the deadline. True when it
-// ended by itself and well; a command whose end nobody can learn did not.
-bool ended_well(pid_t child, clock_type::time_point deadline, bool finished) {
-    int status = 0;
-    while (finished && clock_type::now() < deadline) {
-        const pid_t ended = waitpid(child, &status, WNOHANG);
-        if (ended == child) return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-        if (ended == -1 && errno != EINTR) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+enum class outcome { good, failed, too_long, interrupted };
+
+constexpr const char* text_of(outcome what) {
+    switch (what) {
+        case outcome::good: return "";
+        case outcome::failed: return "failed: ";
+        case outcome::too_long: return "took too long: ";
+        case outcome::interrupted: break;
     }
+    return "was interrupted: ";
+}
+
+outcome outcome_of(int status) {
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? outcome::good : outcome::failed;
+}
+
+void end(pid_t child) {
     kill(child, SIGKILL);
-    while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
+    while (waitpid(child, nullptr, 0) == -1 && errno == EINTR) {
     }
-    return false;
+}
+
+// Waits for the end of the command itself, whoever still holds its output. A command whose end
+// nobody can learn has failed.
+outcome wait_for(pid_t child, output_pipe& output, std::string& text) {
+    const auto deadline = clock_type::now() + time_limit;
+    while (clock_type::now() < deadline) {
+        int status = 0;
+        const pid_t ended = waitpid(child, &status, WNOHANG);
+        if (ended == -1 && errno != EINTR) return outcome::failed;
+        if (ended == child) {
+            output.read_rest(text);
+            return outcome_of(status);
+        }
+        if (!output.read_for(look_interval, text)) {
+            end(child);
+            return outcome::interrupted;
+        }
+    }
+    end(child);
+    return outcome::too_long;
 }
 
 void log_outcome(const std::string& command, const std::string& output, const char* outcome) {
@@ -141,11 +186,9 @@ int run(const std::string& command) {
         return -1;
     }
     std::string text;
-    const auto deadline = clock_type::now() + time_limit;
-    const bool finished = output.read_until(deadline, text);
-    const bool good = ended_well(child, deadline, finished);
-    log_outcome(command, text, good ? "" : finished ? "failed: " : "took too long: ");
-    return good ? 0 : -1;
+    const outcome what = wait_for(child, output, text);
+    log_outcome(command, text, text_of(what));
+    return what == outcome::good ? 0 : -1;
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "main/logging.h"
+#include "support/fake_clock.h"
 #include "support/fake_log.h"
 #include "support/fake_peermsg.h"
 
@@ -12,17 +13,21 @@ namespace {
 using fake_peermsg::bus;
 using fake_peermsg::take_record;
 
-struct helper_for_test final : ipc_helper {};
+struct helper_for_test final : ipc_helper {
+    using ipc_helper::ipc_helper;
+};
 
 class IpcHelper : public testing::Test {
   protected:
     IpcHelper() {
         fake_peermsg::reset();
+        fake_clock::reset();
         fake_log::reset(log_mask_none);
-        helper = std::make_unique<helper_for_test>();
+        helper = std::make_unique<helper_for_test>(&running);
         EXPECT_EQ(take_record(), "init 28 254 2, ");
         fake_log::reset();
     }
+    running_flag running = true;
     std::unique_ptr<helper_for_test> helper;
 };
 
@@ -146,10 +151,69 @@ TEST_F(IpcHelper, RequestsThatAreNotMade) {
     EXPECT_EQ(take_record(), R"(send 34 {"command":"unlock-scan","interface":"wlan2"}, )") << "no exchange, no wait";
 }
 
+TEST_F(IpcHelper, StoppingServiceAsksNobody) {
+    running = false;
+    std::string value = "old";
+
+    EXPECT_EQ(helper->getconf("/a", value), -1);
+    EXPECT_EQ(value, "old");
+    EXPECT_EQ(helper->get_ssid("wlan0-vap0"), "");
+    EXPECT_EQ(helper->update_skylark("wlan0", {{"a", "1"}}), -1);
+    EXPECT_EQ(helper->set_wisd_bw_list("{}"), -1);
+
+    EXPECT_EQ(take_record(), "");
+    EXPECT_EQ(fake_log::take(),
+              "debug Try to send update-wids-mac-lists to networkd:\n"
+              R"({
+  "command":"update-wids-mac-lists"
+}
+)") << "no error line for what was never asked";
+}
+
+// A configd that stalls for as long as given while the first of a row of values is read. An answer
+// that comes after its request was given up must not be taken for that to a later one.
+TEST_F(IpcHelper, LateAnswerDoesNotShiftTheFollowingOnes) {
+    const struct {
+        const char* name;
+        int stall_seconds;
+        const char* read;  // the values, "-" for none
+    } rows[] = {
+        {.name = "no stall", .stall_seconds = 0, .read = "0 1 2 3 4 5 "},
+        {.name = "slow, but in time", .stall_seconds = 19, .read = "0 1 2 3 4 5 "},
+        {.name = "late by less than a second", .stall_seconds = 20, .read = "- 1 2 3 4 5 "},
+        {.name = "late by a second", .stall_seconds = 21, .read = "- 1 2 3 4 5 "},
+        {.name = "late by several", .stall_seconds = 27, .read = "- 1 2 3 4 5 "},
+        {.name = "two are late", .stall_seconds = 45, .read = "- - 2 3 4 5 "},
+    };
+    for (int i = 0; i < 6; ++i) bus.store["/" + std::to_string(i)] = std::to_string(i);
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        fake_clock::reset();
+        bus.busy_until_ns = fake_clock::now_ns + row.stall_seconds * fake_clock::second_ns;
+        std::string read;
+
+        for (int i = 0; i < 6; ++i) {
+            std::string value = "-";
+            helper->getconf("/" + std::to_string(i), value);
+            read += value + " ";
+        }
+        fake_clock::pauses.clear();
+        std::string value;
+        helper->getconf("/0", value);
+
+        EXPECT_EQ(read, row.read);
+        EXPECT_EQ(value, "0");
+        EXPECT_TRUE(fake_clock::pauses.empty()) << "after one quiet moment the peer is trusted again";
+    }
+}
+
 TEST(IpcHelperDeathTest, EndsTheProcessWithoutABus) {
     fake_peermsg::reset();
     fake_peermsg::bus.init_fails = true;
-    EXPECT_EXIT(helper_for_test(), testing::ExitedWithCode(255), "");
+    const running_flag running = true;
+
+    EXPECT_EXIT(helper_for_test{&running}, testing::ExitedWithCode(255), "");
     fake_peermsg::reset();
 }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/fake_clock.h"
 #include "support/fake_peermsg.h"
 #include "support/queues.h"
 
@@ -13,7 +14,10 @@ using fake_peermsg::take_record;
 
 class IpcWorker : public testing::Test {
   protected:
-    IpcWorker() { fake_peermsg::reset(); }
+    IpcWorker() {
+        fake_peermsg::reset();
+        fake_clock::reset();
+    }
 
     void TearDown() override {
         worker.on_stop();
@@ -61,6 +65,39 @@ TEST_F(IpcWorker, MovesOneMessageAPassThoseOfTheBusFirst) {
     EXPECT_TRUE(worker.process()) << "nothing left to do";
     EXPECT_EQ(drain(outgoing), (texts{"one", with_zero, "\x01"}));
     EXPECT_EQ(take_record(), "send 3 x, send 3 y, ");
+}
+
+TEST_F(IpcWorker, LooksOnForAMomentAfterABurst) {
+    worker.start_check();
+    EXPECT_TRUE(worker.process());
+    EXPECT_EQ(fake_clock::pauses, std::vector<std::uint32_t>{}) << "not at rest";
+    bus.incoming = {"first"};
+    EXPECT_FALSE(worker.process());
+
+    fake_clock::on_pause = [] {
+        if (fake_clock::pauses.size() == 3) bus.incoming = {"second"};
+    };
+    EXPECT_FALSE(worker.process());
+    EXPECT_TRUE(worker.process());
+
+    EXPECT_EQ(drain(outgoing), (texts{"first", "second"}));
+    EXPECT_EQ(fake_clock::pauses,
+              (std::vector<std::uint32_t>{100, 200, 400, 100, 200, 400, 800, 1600, 3200, 6400, 12800}));
+}
+
+TEST_F(IpcWorker, LeavesMessagesOnTheBusWhileTheServiceIsBehind) {
+    worker.start_check();
+    bus.incoming = {"waits", "too"};
+    outgoing.push(buffer_of(std::string(heavy_queue, 'x')));
+    incoming.push(buffer_of("other way"));
+
+    EXPECT_FALSE(worker.process());
+    EXPECT_TRUE(worker.process());
+    EXPECT_EQ(bus.incoming.size(), 2U);
+
+    drain(outgoing);
+    EXPECT_FALSE(worker.process());
+    EXPECT_EQ(drain(outgoing), texts{"waits"});
 }
 
 }  // namespace

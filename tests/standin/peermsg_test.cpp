@@ -19,7 +19,7 @@ namespace {
 using namespace std::chrono_literals;
 using context = std::unique_ptr<peermsg_ctx, decltype(&peermsg_release)>;
 
-constexpr peermsg_settings settings{PEERMSG_SETTINGS_CODE};
+peermsg_settings settings{PEERMSG_SETTINGS_CODE, {}};
 
 context open_module(unsigned module) { return {peermsg_init(module, &settings, PEERMSG_MODE_PEER), &peermsg_release}; }
 

@@ -1,6 +1,9 @@
 #include "platform/replywait.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
 
 #include "lab/bus_peer.h"
 #include "lab/daemon.h"
@@ -21,7 +24,7 @@ TEST(Replywait, TakesTheAnswerOfThePeerThatWasAskedAndKeepsTheRest) {
         std::this_thread::sleep_for(50ms);
         if (request.text == "ask") self.send(request.source, R"({"command":"a","from":"asked"})");
     });
-    const peermsg_settings settings{PEERMSG_SETTINGS_CODE};
+    peermsg_settings settings{PEERMSG_SETTINGS_CODE, {}};
     peermsg_ctx* ctx = peermsg_init(28, &settings, PEERMSG_MODE_PEER);
     ASSERT_EQ(peermsg_peer_start(ctx), 0);
     ASSERT_EQ(peermsg_msg_send(ctx, "ask", 1, 3), 0);
@@ -42,6 +45,46 @@ TEST(Replywait, TakesTheAnswerOfThePeerThatWasAskedAndKeepsTheRest) {
     EXPECT_EQ(replywait_wait_answer(ctx, "a", "", 10), nullptr) << "at once, without an exchange";
     EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
     peermsg_release(ctx);
+}
+
+class ReplywaitEnds : public testing::Test {
+  protected:
+    // Asks a module and waits for its answer for 20 s; returns how long that took. There is none.
+    milliseconds wait_in_vain(std::uint8_t module) {
+        peermsg_settings settings{PEERMSG_SETTINGS_CODE, {}};
+        peermsg_ctx* ctx = peermsg_init(28, &settings, PEERMSG_MODE_PEER);
+        EXPECT_EQ(peermsg_peer_start(ctx), 0);
+        EXPECT_EQ(peermsg_msg_send(ctx, "x", module, 1), 0);
+        const auto start = std::chrono::steady_clock::now();
+
+        EXPECT_EQ(replywait_wait_answer(ctx, "a", "", 20), nullptr);
+
+        const auto time = std::chrono::steady_clock::now() - start;
+        peermsg_release(ctx);
+        return std::chrono::duration_cast<milliseconds>(time);
+    }
+
+    transcript story{nullptr};
+    bus_broker broker{story};
+};
+
+TEST_F(ReplywaitEnds, AtOnceWhenNobodyTookTheText) {
+    EXPECT_LT(wait_in_vain(1), 1s) << "nobody was ever registered";
+
+    auto asked = std::make_unique<bus_peer>(story, "asked", 1);
+    asked.reset();
+    EXPECT_LT(wait_in_vain(1), 1s) << "the one who was has gone";
+}
+
+TEST_F(ReplywaitEnds, WhenASignalHandlerRuns) {
+    const bus_peer silent(story, "silent", 1);
+    std::signal(SIGALRM, [](int) {});
+    ualarm(300'000, 0);
+
+    const auto time = wait_in_vain(1);
+
+    EXPECT_GE(time, 200ms);
+    EXPECT_LT(time, 5s);
 }
 
 }  // namespace

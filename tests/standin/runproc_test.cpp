@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <string>
 
-#include "lab/wait.h"
+#include "lab/child_process.h"
 
 namespace {
 
@@ -14,30 +14,76 @@ std::string last_line;
 
 TEST(Runproc, ResultsAndWhatIsLogged) {
     runproc_set_log([](const char* line) { last_line = line; });
-    const std::tuple<const char*, bool, const char*> rows[] = {
-        {"echo  a   $HOME  `x`;true", true, "echo  a   $HOME  `x`;true -> a $HOME `x`;true"},
-        {"printf one\\ntwo\\n", true, "printf one\\ntwo\\n -> one two"},
-        {"ls /no/such/file", false,
-         "ls /no/such/file -> failed: ls: cannot access '/no/such/file': No such file or "
-         "directory"},
-        {"/no/such/program", false, "/no/such/program -> cannot be started"},
-        {"", false, " -> cannot be started"},
+    const struct {
+        const char* command;
+        bool good;
+        const char* log;  // behind the command
+    } rows[] = {
+        {.command = "echo  a   $HOME  `x`;true", .good = true, .log = "a $HOME `x`;true"},
+        {.command = "printf one\\ntwo\\n", .good = true, .log = "one two"},
+        {.command = "ls /no/such/file",
+         .good = false,
+         .log = "failed: ls: cannot access '/no/such/file': No such file or directory"},
+        {.command = "/no/such/program", .good = false, .log = "cannot be started"},
+        {.command = "", .good = false, .log = "cannot be started"},
     };
-    for (const auto& [command, good, log] : rows) {
-        EXPECT_EQ(runproc_exec("%s", command) == 0, good) << command;
-        EXPECT_EQ(last_line, log);
+
+    for (const auto& row : rows) {
+        EXPECT_EQ(runproc_exec("%s", row.command) == 0, row.good) << row.command;
+        EXPECT_EQ(last_line, row.command + std::string(" -> ") + row.log);
     }
     EXPECT_NE(runproc_exec("touch %s/x %d", "/no/such", 5), 0);
     EXPECT_TRUE(std::filesystem::remove("5")) << "words, not a shell";
 }
 
-TEST(Runproc, CommandsThatTakeTooLongAreEnded) {
-    std::signal(SIGALRM, [](int) {});
-    ualarm(200'000, 200'000);  // interrupts every wait
+// What a command says of itself in the log, and for how many whole seconds it was waited for.
+struct run {
+    std::string log;
+    long seconds;
+    bool good;
+};
+
+run time_of(const char* command) {
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_NE(runproc_exec("sleep 100"), 0);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(9));
-    ualarm(0, 0);
+    const bool good = runproc_exec("%s", command) == 0;
+    const auto time = std::chrono::steady_clock::now() - start;
+    return {last_line, static_cast<long>(std::chrono::duration_cast<std::chrono::seconds>(time).count()), good};
+}
+
+TEST(Runproc, WaitsForTheCommandItselfForFiveSeconds) {
+    runproc_set_log([](const char* line) { last_line = line; });
+    lab::write_file("/tmp/leaves-a-child", "#!/bin/sh\nsleep 30 &\necho done\nexit $1\n");
+    lab::write_file("/tmp/closes-its-output", "#!/bin/sh\nexec >&- 2>&-\nsleep 30\n");
+
+    const auto hung = time_of("sleep 30");
+    EXPECT_FALSE(hung.good);
+    EXPECT_EQ(hung.seconds, 5);
+    EXPECT_EQ(hung.log, "sleep 30 -> took too long: ");
+
+    const auto silent = time_of("sh /tmp/closes-its-output");
+    EXPECT_FALSE(silent.good);
+    EXPECT_EQ(silent.seconds, 5);
+
+    const auto left_good = time_of("sh /tmp/leaves-a-child 0");
+    EXPECT_TRUE(left_good.good);
+    EXPECT_EQ(left_good.seconds, 0) << "its child still holds the output";
+    EXPECT_EQ(left_good.log, "sh /tmp/leaves-a-child 0 -> done");
+
+    const auto left_bad = time_of("sh /tmp/leaves-a-child 3");
+    EXPECT_FALSE(left_bad.good);
+    EXPECT_EQ(left_bad.seconds, 0);
+}
+
+TEST(Runproc, SignalEndsTheCommand) {
+    runproc_set_log([](const char* line) { last_line = line; });
+    std::signal(SIGALRM, [](int) {});
+    ualarm(300'000, 0);
+
+    const auto interrupted = time_of("sleep 30");
+
+    EXPECT_FALSE(interrupted.good);
+    EXPECT_EQ(interrupted.seconds, 0);
+    EXPECT_EQ(interrupted.log, "sleep 30 -> was interrupted: ");
 }
 
 TEST(Runproc, EndThatNobodyCanLearnIsNoSuccess) {

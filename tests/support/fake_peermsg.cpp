@@ -1,11 +1,13 @@
 #include "support/fake_peermsg.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
 
 #include "platform/peermsg.h"
 #include "platform/replywait.h"
+#include "support/fake_clock.h"
 #include "workers/cfg_ptr.h"
 
 struct peermsg_ctx {
@@ -15,7 +17,29 @@ struct peermsg_ctx {
 
 using fake_peermsg::bus;
 
-peermsg_ctx* peermsg_init(unsigned module, const peermsg_settings* settings, int mode) {
+namespace {
+
+std::string answer_to(const std::string& request) {
+    if (bus.answer_all) return bus.answer_all(request);
+    const rfcd::cfg_ptr tree(cfg_parse_buffer(request.c_str()));
+    const char* path = cfg_get_param(tree.get(), "path");
+    if (path == nullptr) return bus.answer;
+    const auto found = bus.store.find(path);
+    if (found == bus.store.end()) return "";
+    return R"({"command":"get-response","value":)" + found->second + "}";
+}
+
+// The next answer that has come by this time.
+bool take_answer(std::int64_t now_ns, std::string& answer) {
+    if (bus.answers.empty() || bus.answers.front().first > now_ns) return false;
+    answer = bus.answers.front().second;
+    bus.answers.pop_front();
+    return true;
+}
+
+}  // namespace
+
+peermsg_ctx* peermsg_init(unsigned module, peermsg_settings* settings, int mode) {
     bus.record +=
         "init " + std::to_string(module) + " " + std::to_string(settings->code) + " " + std::to_string(mode) + ", ";
     if (bus.init_fails) return nullptr;
@@ -33,6 +57,9 @@ int peermsg_peer_start(peermsg_ctx* ctx) {
     ctx->record_before = bus.record.size();
     bus.record += "start, ";
     bus.loop = 1;
+    // What came without an exchange is gone.
+    for (std::string gone; take_answer(fake_clock::now_ns, gone);) {
+    }
     return 0;
 }
 
@@ -47,6 +74,10 @@ int peermsg_peer_stop(peermsg_ctx* ctx) {
 int peermsg_msg_send(peermsg_ctx* ctx, const char* text, uint8_t peer, size_t length) {
     ctx->request.assign(text, length);
     bus.record += "send " + std::to_string(peer) + " " + std::string(text, length) + ", ";
+    if (bus.busy_until_ns != 0) {
+        bus.busy_until_ns = std::max<std::int64_t>(bus.busy_until_ns, fake_clock::now_ns) + 1'000'000;
+        bus.answers.emplace_back(bus.busy_until_ns, answer_to(ctx->request));
+    }
     return 0;
 }
 
@@ -55,9 +86,12 @@ int peermsg_get_moduleloop(const peermsg_ctx* /*ctx*/) { return bus.loop; }
 void peermsg_set_moduleloop(peermsg_ctx* /*ctx*/, int value) { bus.loop = bus.loop_sticks ? 1 : value; }
 
 void* peermsg_get_msg_from_queue_no_wait(peermsg_ctx* /*ctx*/) {
-    if (bus.incoming.empty()) return nullptr;
-    const std::string text = std::move(bus.incoming.front());
-    bus.incoming.pop_front();
+    std::string text;
+    if (!take_answer(fake_clock::now_ns, text)) {
+        if (bus.incoming.empty()) return nullptr;
+        text = std::move(bus.incoming.front());
+        bus.incoming.pop_front();
+    }
     char* block = static_cast<char*>(std::malloc(PEERMSG_TEXT_OFFSET + text.size() + 1));
     const auto length = static_cast<std::uint32_t>(text.size());
     std::memset(block, 0xee, PEERMSG_TEXT_OFFSET);
@@ -66,23 +100,16 @@ void* peermsg_get_msg_from_queue_no_wait(peermsg_ctx* /*ctx*/) {
     return block;
 }
 
-namespace {
-
-std::string answer_to(const std::string& request) {
-    if (bus.answer_all) return bus.answer_all(request);
-    const rfcd::cfg_ptr tree(cfg_parse_buffer(request.c_str()));
-    const char* path = cfg_get_param(tree.get(), "path");
-    if (path == nullptr) return bus.answer;
-    const auto found = bus.store.find(path);
-    return found == bus.store.end() ? "" : "{\"value\":" + found->second + "}";
-}
-
-}  // namespace
-
 cfg_tree* replywait_wait_answer(peermsg_ctx* ctx, const char* answer_command, const char* error_text,
                                 unsigned timeout_s) {
     if (bus.answer_all) {
         bus.record += std::string("wait ") + answer_command + " " + std::to_string(timeout_s) + " " + error_text;
     }
-    return cfg_parse_buffer(answer_to(ctx->request).c_str());
+    if (bus.busy_until_ns == 0) return cfg_parse_buffer(answer_to(ctx->request).c_str());
+
+    const std::int64_t deadline = fake_clock::now_ns + timeout_s * fake_clock::second_ns;
+    const std::int64_t due = bus.answers.empty() ? deadline : bus.answers.front().first;
+    fake_clock::now_ns = std::clamp<std::int64_t>(due, fake_clock::now_ns, deadline);
+    std::string answer;
+    return take_answer(fake_clock::now_ns, answer) ? cfg_parse_buffer(answer.c_str()) : nullptr;
 }

@@ -28,7 +28,7 @@ class RrmTest : public testing::Test {
             std::filesystem::remove(path);
         }
         touch(rfcd::flag_files::hostapd_pid);
-        drv = std::make_unique<scripted_driver>();
+        drv = std::make_unique<scripted_driver>(&running);
         rfcd::rrm_tuning tuning;
         tuning.idle_wait = std::chrono::milliseconds{0};
         worker = std::make_unique<rfcd::rrm_worker>(*drv, in, out, "dom", &running, tuning);

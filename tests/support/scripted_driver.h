@@ -11,7 +11,7 @@
 
 class scripted_driver final : public rfcd::driver_interface {
   public:
-    scripted_driver() {
+    explicit scripted_driver(const rfcd::running_flag* running) : driver_interface(running) {
         identity.board_name.assign("AP");
         identity.board_hw_rev.assign("2");
         identity.board_serial.assign("S1");

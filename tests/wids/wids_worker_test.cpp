@@ -10,42 +10,92 @@
 namespace rfcd {
 namespace {
 
-struct helper_for_test final : ipc_helper {};
+struct helper_for_test final : ipc_helper {
+    using ipc_helper::ipc_helper;
+};
 
-TEST(WidsWorker, AnswersEachList) {
-    // The list's name, a message's members, and the reply from its command on; null for none.
-    const std::tuple<const char*, std::string, const char*> rows[] = {
-        {"l1", R"("service":"WIDS-Mac-Service","Name":"L1","a":[1])", R"(received","Name":"L1"})"},
-        {"l1", R"("service":"wids-mac-service","Name":"l2")", R"(rejected","Name":"l2"})"},
-        {"l1", R"("service":"wids-mac-service")", R"(rejected","Name":"empty-name"})"},
-        {"", R"("service":"wids-mac-service","Name":null)", R"(rejected","Name":"empty-name"})"},
-        {"", R"("service":"wids-mac-service","Name":"")", R"(received","Name":""})"},
-        {"5", R"("service":"wids-mac-service","Name":5)", R"(received","Name":"5"})"},
-        {"l1", R"("service":"internal-ipc","cmd":"connected","Name":"l1")", nullptr},
-        {"l1", R"("Name":"l1")", nullptr},
-        {"l1", "broken", nullptr},
-    };
-    for (const bool networkd_answers : {true, false}) {
-        for (const auto& [list, members, reply] : rows) {
-            SCOPED_TRACE(members);
-            fake_peermsg::reset();
-            fake_log::reset(log_mask_none);
-            if (!networkd_answers) fake_peermsg::bus.answer = "";
-            const running_flag running = true;
-            safe_queue in;
-            safe_queue out;
-            const helper_for_test ipc;
-            wids_worker worker(out, in, ipc, list, &running);
-            fake_peermsg::take_record();
-            in.push(buffer_of("{" + members + (networkd_answers ? "}" : R"(,"command":"x"})")));
-            EXPECT_TRUE(worker.process());
-            const std::string head = R"({"version":"2.4","service":"wids-mac-service","cmd":"mac-list-)";
-            EXPECT_EQ(drain(out), reply != nullptr ? texts{head + reply} : texts{});
-            const bool passed_on = reply != nullptr && std::string_view(reply).starts_with("received");
-            EXPECT_EQ(fake_peermsg::take_record(),
-                      passed_on ? "start, send 6 {" + members + R"(,"command":"update-wids-mac-lists"}, stop, )" : "");
-        }
+class WidsWorker : public testing::Test {
+  protected:
+    WidsWorker() {
+        fake_peermsg::reset();
+        fake_log::reset(log_mask_none);
     }
+
+    // Hands a message to a worker whose list has this name; returns what it sent to the service.
+    texts replies_to(const std::string& message, const std::string& list = "l1") {
+        const helper_for_test ipc(&running);
+        wids_worker worker(out, in, ipc, list, &running);
+        fake_peermsg::take_record();
+
+        in.push(buffer_of(message));
+        EXPECT_TRUE(worker.process());
+        return drain(out);
+    }
+
+    running_flag running = true;
+    safe_queue in;
+    safe_queue out;
+};
+
+TEST_F(WidsWorker, AnswersEachList) {
+    const struct {
+        const char* name;
+        const char* list = "l1";
+        std::string members;
+        const char* reply;  // from its command on; null for none
+    } rows[] = {
+        {.name = "letter case does not matter",
+         .members = R"("service":"WIDS-Mac-Service","Name":"L1","a":[1])",
+         .reply = R"(received","Name":"L1"})"},
+        {.name = "another list",
+         .members = R"("service":"wids-mac-service","Name":"l2")",
+         .reply = R"(rejected","Name":"l2"})"},
+        {.name = "no name", .members = R"("service":"wids-mac-service")", .reply = R"(rejected","Name":"empty-name"})"},
+        {.name = "a null name is no empty name",
+         .list = "",
+         .members = R"("service":"wids-mac-service","Name":null)",
+         .reply = R"(rejected","Name":"empty-name"})"},
+        {.name = "an empty name",
+         .list = "",
+         .members = R"("service":"wids-mac-service","Name":"")",
+         .reply = R"(received","Name":""})"},
+        {.name = "a number as a name",
+         .list = "5",
+         .members = R"("service":"wids-mac-service","Name":5)",
+         .reply = R"(received","Name":"5"})"},
+        {.name = "a notice of the link",
+         .members = R"("service":"internal-ipc","cmd":"connected","Name":"l1")",
+         .reply = nullptr},
+        {.name = "no service", .members = R"("Name":"l1")", .reply = nullptr},
+        {.name = "not JSON", .members = "broken", .reply = nullptr},
+    };
+    const std::string head = R"({"version":"2.4","service":"wids-mac-service","cmd":"mac-list-)";
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const bool accepted = row.reply != nullptr && std::string_view(row.reply).starts_with("received");
+
+        EXPECT_EQ(replies_to("{" + row.members + "}", row.list),
+                  row.reply != nullptr ? texts{head + row.reply} : texts{});
+        EXPECT_EQ(fake_peermsg::take_record(),
+                  accepted ? "start, send 6 {" + row.members + R"(,"command":"update-wids-mac-lists"}, stop, release, )"
+                           : "release, ");
+    }
+}
+
+TEST_F(WidsWorker, AcknowledgesBeforeItAsksNetworkd) {
+    bool acknowledged = false;
+    fake_peermsg::bus.answer_all = [&](const std::string&) {
+        acknowledged = !out.empty();
+        return std::string();
+    };
+
+    const auto replies = replies_to(R"({"service":"wids-mac-service","Name":"l1","command":"of the service"})");
+
+    EXPECT_TRUE(acknowledged);
+    EXPECT_EQ(replies.size(), 1U) << "a networkd that is silent changes nothing";
+    EXPECT_NE(fake_peermsg::take_record().find(R"("command":"update-wids-mac-lists"})"), std::string::npos)
+        << "the service's own command is replaced";
 }
 
 }  // namespace
