@@ -141,6 +141,53 @@ def end_while_sending_is_blocked(connection):
     time.sleep(60)
 
 
+def read_exactly(connection, count):
+    data = b""
+    while len(data) < count:
+        piece = connection.recv(count - len(data))
+        if not piece:
+            raise OSError("the daemon has gone")
+        data += piece
+    return data
+
+
+def ask_for_pongs(connection):
+    """Sends pings at odd moments of an idle link and prints how long the slowest pong took."""
+    handshake(connection)
+    time.sleep(0.5)
+    slowest = 0
+    for _ in range(20):
+        time.sleep(0.037)
+        start = time.monotonic()
+        connection.sendall(frame(PING, b"?"))
+        read_exactly(connection, 2 + 4 + 1)  # head, mask, payload
+        slowest = max(slowest, time.monotonic() - start)
+    print("slowest pong", round(slowest * 1000), "ms", flush=True)
+    hold(connection)
+
+
+def late_answer(connection):
+    time.sleep(2)
+    handshake(connection)
+    hold(connection)
+
+
+def redirect(connection):
+    """To this very service, which does the same again."""
+    port = connection.getsockname()[1]
+    handshake(connection, b"HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:%d/again\r\n"
+              b"Content-Length: 0\r\n\r\n" % port)
+    connection.close()
+
+
+def flood(connection):
+    """Messages without end, more than the daemon handles; a pong would lie behind all of them."""
+    handshake(connection)
+    batch = frame(TEXT, b'{"service":"nobody","filler":"' + b"x" * 300 + b'"}') * 3000
+    while True:
+        connection.sendall(batch)
+
+
 def answer(text):
     return lambda connection: (handshake(connection, text), connection.close())
 
@@ -165,6 +212,10 @@ BEHAVIOURS = {
     "end-before-answer": lambda c: (c.recv(10), c.close()),
     "reset-before-answer": lambda c: (c.recv(10), reset(c)),
     "silence": hold,
+    "late-answer": late_answer,
+    "ask-for-pongs": ask_for_pongs,
+    "redirect": redirect,
+    "flood": flood,
 }
 
 

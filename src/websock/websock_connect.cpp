@@ -13,9 +13,14 @@ namespace {
 constexpr int library_log_all_levels = 1023;
 constexpr std::uint32_t wait_step_us = 100'000;
 
-// The most that the library gives the socket at once; by itself it cuts messages into pieces of 4
-// kB.
+// The most that the library gives the socket at once, and takes from it; by itself it cuts messages
+// into pieces of 4 kB. The buffer is allocated once a context.
 constexpr std::size_t write_piece = 64 << 10;
+constexpr unsigned service_buffer = 64 << 10;
+
+// How long the library waits for the answer to the handshake. Its own 5 s would keep a fleet away
+// from a service that comes up under load.
+constexpr unsigned handshake_seconds = 20;
 
 }  // namespace
 
@@ -92,6 +97,8 @@ void websock_worker::fill_context_parameters() {
     context_parameters_.protocols = protocols_.data();
     context_parameters_.gid = -1;
     context_parameters_.uid = -1;
+    context_parameters_.pt_serv_buf_size = service_buffer;
+    context_parameters_.timeout_secs = handshake_seconds;
 }
 
 void websock_worker::fill_connect_parameters() {

@@ -69,6 +69,8 @@ void websock_worker::handle_event(lws* connection, int reason, const void* in, s
 // Events that change nothing but what there is to wait for.
 void websock_worker::note_other_reason(const lws* connection, int reason) {
     if (reason == LWS_CALLBACK_CLIENT_APPEND_HANDSHAKE_HEADER) handshake_sent_ = true;
+    // The library follows it: it connects anew, and sends a handshake of its own there.
+    if (reason == LWS_CALLBACK_CLIENT_HTTP_REDIRECT) handshake_sent_ = false;
     if (reason == LWS_CALLBACK_WSI_DESTROY && connection == connection_) connection_ = nullptr;
 }
 
@@ -152,7 +154,9 @@ void websock_worker::ping_when_due(lws* connection) {
     if (!connected_ || now.tv_sec - last_ping_.tv_sec < ping_period_seconds) return;
     if (lws_send_pipe_choked(connection) != 0) return;
     last_ping_ = now;
-    if (lws_send(connection, nullptr, 0, LWS_WRITE_PING) > 0) ++missed_pongs_;
+    // While reading is held back, pongs lie unread: a ping that they cannot answer does not count.
+    const bool written = lws_send(connection, nullptr, 0, LWS_WRITE_PING) > 0;
+    if (written && !reading_held_) ++missed_pongs_;
     lws_callback_on_writable(connection);
     rearm_watchdog();
 }
