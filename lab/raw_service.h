@@ -23,8 +23,10 @@ class raw_service {
                    output_path) {}
 
     child_process& process() { return process_; }
+    // What the service has printed: a line a connection, and what a behaviour has to tell.
+    std::string output() const { return read_file(output_path); }
     unsigned connections() const {
-        const std::string lines = read_file(output_path);
+        const std::string lines = output();
         return static_cast<unsigned>(std::count(lines.begin(), lines.end(), '\n'));
     }
     bool wait_connections(unsigned count) const {

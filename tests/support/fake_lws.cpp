@@ -1,9 +1,13 @@
 #include "support/fake_lws.h"
 
+#include "support/fake_clock.h"
+
 using fake_lws::library;
 
 lws_context* lws_create_context(const lws_context_creation_info* info) {
     library.record += info->port == CONTEXT_PORT_NO_LISTEN ? "create, " : "create a listener, ";
+    library.handshake_seconds = info->timeout_secs;
+    library.service_buffer = info->pt_serv_buf_size;
     if (library.context_fails) return nullptr;
     return reinterpret_cast<lws_context*>(&library);
 }
@@ -28,10 +32,16 @@ int lws_write(lws* /*wsi*/, unsigned char* buffer, size_t length, lws_write_prot
 
 void lws_set_log_level(int level, void (*)(int, const char*)) { library.log_level = level; }
 int lws_send_pipe_choked(lws* /*wsi*/) { return library.room > 0 ? 0 : 1; }
-int lws_partial_buffered(lws* /*wsi*/) { return 0; }
-int lws_get_socket_fd(lws* /*wsi*/) { return -1; }
-int lws_service_adjust_timeout(lws_context* /*context*/, int, int) { return 0; }
-int lws_service(lws_context* /*context*/, int) { return 0; }
+int lws_partial_buffered(lws* /*wsi*/) { return library.partial ? 1 : 0; }
+int lws_get_socket_fd(lws* /*wsi*/) { return library.socket; }
+int lws_service_adjust_timeout(lws_context* /*context*/, int, int) { return library.wait_ms; }
+
+// Each call takes the time of a whole pass.
+int lws_service(lws_context* /*context*/, int) {
+    library.record += "serve, ";
+    fake_clock::now_ns += fake_clock::second_ns / 10;
+    return 0;
+}
 size_t lws_remaining_packet_payload(lws* /*wsi*/) { return library.remaining; }
 int lws_is_final_fragment(lws* /*wsi*/) { return library.final_fragment ? 1 : 0; }
 int lws_rx_flow_control(lws* /*wsi*/, int enable) {

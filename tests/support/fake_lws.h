@@ -18,6 +18,12 @@ struct state {
     bool final_fragment = true;
     std::string record;  // "create, NAME connect h:1/p, write 0 text, ..."
     int log_level = -1;
+    int socket = -1;       // of the connection
+    int wait_ms = 0;       // what a service call may be waited for
+    bool partial = false;  // of a message is held back by the library
+    // Parameters of the last context.
+    unsigned handshake_seconds = 0;
+    unsigned service_buffer = 0;
 };
 
 inline state library;

@@ -123,6 +123,32 @@ TEST_F(RoamingFaults, SignalsAtEveryStage) {
     }
 }
 
+TEST_F(RoamingFaults, ServiceThatAnswersTheHandshakeAfterTwelveSeconds) {
+    NOT_UNDER_A_SANITIZER;
+    const raw_service service("late-answer");
+
+    start(faster(6));  // two seconds of the service
+
+    EXPECT_TRUE(agent->wait_log("Connection established"));
+    EXPECT_EQ(service.connections(), 1U);
+}
+
+// The client takes ten messages a second, so that reading is held back for hours. Pings go on.
+TEST(WidsFaults, FloodDoesNotEndTheLink) {
+    NOT_UNDER_A_SANITIZER;
+    transcript story(nullptr);
+    const bus_broker broker(story);
+    const raw_service service("flood");
+    daemon agent(story, {{"log_level", "1"}, {"mac-list-service-url", loopback_url(raw_service::port, "/x")}},
+                 faster(60));
+    ASSERT_TRUE(wait_until([&] { return status_kilobytes(agent.process().pid(), "VmRSS") > 64 << 10; }));
+
+    std::this_thread::sleep_for(4s);  // four minutes of the daemon
+
+    EXPECT_EQ(service.connections(), 1U);
+    EXPECT_EQ(agent.stop().status, 0);
+}
+
 class RrmFaults : public testing::Test {
   protected:
     void TearDown() override {

@@ -98,6 +98,27 @@ TEST_F(Link, FailedAttemptsEndOnceAndAreRepeated) {
     }
 }
 
+TEST_F(Link, PingIsAnsweredAtOnce) {
+    const raw_service service("ask-for-pongs");
+    start();
+
+    ASSERT_TRUE(wait_until([&] { return service.output().find("slowest pong") != std::string::npos; }));
+
+    const std::string slowest = service.output().substr(service.output().find("pong") + 5);
+    EXPECT_LT(std::stoi(slowest), 30 * TIME_SCALE) << "milliseconds";
+}
+
+TEST_F(Link, RedirectIsFollowedAFewTimesAndEndsTheAttempt) {
+    const raw_service service("redirect");
+    start();
+
+    ASSERT_TRUE(wait_until([&] { return agent->count_log("Try to establish connect") >= 2; }));
+
+    const auto ends = agent->count_log("process_client_connection_error:90") + agent->count_log("process_closed:122");
+    EXPECT_GE(ends, 1U);
+    EXPECT_LE(service.connections(), 10U) << "of two attempts at most";
+}
+
 TEST_F(Link, AddressesThatLeadNowhere) {
     for (const char* url :
          {"ws://127.0.0.1:1/refused", "ws://no-such-host.invalid:80/x", "ws://:80/no-host", "ws://127.0.0.1:0/x"}) {

@@ -1,7 +1,10 @@
 #include "websock/websock_worker.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 
 #include "support/fake_clock.h"
@@ -17,6 +20,13 @@ using fake_lws::take_record;
 
 const std::string connected = R"({"version":"2.4","service":"internal-ipc","cmd":"connected"})";
 const std::string disconnected = R"({"version":"2.4","service":"internal-ipc","cmd":"disconnected"})";
+
+struct open_worker : websock_worker {
+    using websock_worker::active_;
+    using websock_worker::reset_wake;
+    using websock_worker::wake;
+    using websock_worker::websock_worker;
+};
 
 class WebsockWorker : public testing::Test {
   protected:
@@ -54,7 +64,7 @@ class WebsockWorker : public testing::Test {
     running_flag running = true;
     safe_queue to_send;
     safe_queue received;
-    websock_worker worker{to_send, received, "host", "/path", 80, &running, 10, 300, 1};
+    open_worker worker{to_send, received, "host", "/path", 80, &running, 10, 300, 1};
 };
 
 TEST_F(WebsockWorker, AttemptFollowsTheDelay) {
@@ -69,6 +79,8 @@ TEST_F(WebsockWorker, AttemptFollowsTheDelay) {
     EXPECT_EQ(log, "debug Generate delay into [5;15) range\ndebug Delay before connection: " + std::to_string(seconds) +
                        " sec\ndebug websock-rrm-> _connect: Try to establish connect with server "
                        "host:80/path\ndebug websock-rrm->Connected\n");
+    EXPECT_EQ(library.handshake_seconds, 20U);
+    EXPECT_EQ(library.service_buffer, 65536U);
     EXPECT_TRUE(wanted());
     running = false;
     EXPECT_FALSE(wanted());
@@ -84,7 +96,11 @@ TEST_F(WebsockWorker, FailedAttemptsLeaveNothingBehind) {
     take_record();
     EXPECT_FALSE(worker.start_check());
     EXPECT_EQ(take_record(), "create, websock-rrm connect host:80/path, destroy, ");
+    fake_log::reset();
+    EXPECT_FALSE(worker.start_check());
+    EXPECT_NE(fake_log::take().find("[20;60)"), std::string::npos) << "only a handshake resets the delay";
     running = false;
+    take_record();
     EXPECT_FALSE(worker.start_check());
     EXPECT_EQ(take_record(), "") << "a daemon that stops does not connect any more";
 }
@@ -103,7 +119,12 @@ TEST_F(WebsockWorker, EstablishedConnectionStartsOver) {
     event(LWS_CALLBACK_CLIENT_CLOSED);
     EXPECT_FALSE(wanted());
     to_send.push(buffer_of("woken"));
+    to_send.push(buffer_of("awake already"));
     EXPECT_EQ(take_record(), "cancel, ");
+    worker.process();
+    take_record();
+    to_send.push(buffer_of("woken again"));
+    EXPECT_EQ(take_record(), "cancel, ") << "after a pass";
     worker.on_stop();
     EXPECT_EQ(drain(received), texts{disconnected});
     to_send.push(buffer_of("nobody to wake"));
@@ -223,15 +244,118 @@ TEST_F(WebsockWorker, ThreeUnansweredPingsEndTheConnection) {
     EXPECT_FALSE(wanted());
 }
 
+// While reading is held back, pongs lie unread.
+TEST_F(WebsockWorker, PingsOfAHeldLinkAreNotCounted) {
+    establish();
+    received.push(buffer_of(std::string(heavy_queue, 'x')));
+    worker.process();
+    EXPECT_EQ(take_record(), "hold back, serve, ");
+
+    std::string pings;
+    for (int ping = 0; ping < 6; ++ping) {
+        fake_clock::advance(30);
+        pings += written();
+    }
+
+    EXPECT_EQ(pings,
+              "write 5 , ask, ask, write 5 , ask, ask, write 5 , ask, ask, "
+              "write 5 , ask, ask, write 5 , ask, ask, write 5 , ask, ask, ");
+    EXPECT_TRUE(wanted());
+    drain(received);
+    worker.process();
+    EXPECT_EQ(take_record(), "read on, serve, ");
+}
+
 TEST_F(WebsockWorker, WatchdogEndsAConnectionWithoutWriteableEvents) {
+    worker.active_ = true;
     establish();
     fake_log::reset();
+
     fake_clock::advance(59);
     worker.process();
-    EXPECT_EQ(fake_log::take(), "");
+    EXPECT_TRUE(worker.active_);
     fake_clock::advance(1);
     worker.process();
+
     EXPECT_EQ(fake_log::take(), "debug websock-rrm->ping_timeout:281\n");
+    EXPECT_FALSE(worker.active_);
+}
+
+TEST_F(WebsockWorker, ExceptionInAnEventLeavesTheNextPass) {
+    establish();
+    received.set_on_push([] { throw std::runtime_error("no memory"); });
+
+    receive("text", 0, true);
+
+    EXPECT_FALSE(wanted());
+    EXPECT_THROW(worker.process(), std::runtime_error);
+    worker.process();
+}
+
+TEST_F(WebsockWorker, SendsNothingMoreAtTheStop) {
+    establish();
+    to_send.push(buffer_of("late"));
+    running = false;
+
+    EXPECT_EQ(written(), "ask, ");
+}
+
+// A socket that can always be written to: whoever asks for that does not wait.
+TEST_F(WebsockWorker, WaitsForTheSocketToBeWritableOnlyWithSomethingToWrite) {
+    const struct {
+        const char* name;
+        std::function<void()> prepare;
+        bool waits;
+    } rows[] = {
+        {.name = "connecting", .prepare = [] {}, .waits = false},
+        {.name = "handshake sent",
+         .prepare = [this] { event(LWS_CALLBACK_CLIENT_APPEND_HANDSHAKE_HEADER); },
+         .waits = true},
+        {.name = "redirected to another address",
+         .prepare =
+             [this] {
+                 event(LWS_CALLBACK_CLIENT_APPEND_HANDSHAKE_HEADER);
+                 event(LWS_CALLBACK_CLIENT_HTTP_REDIRECT);
+             },
+         .waits = false},
+        {.name = "connected", .prepare = [this] { event(LWS_CALLBACK_CLIENT_ESTABLISHED); }, .waits = true},
+        {.name = "connected, with a message",
+         .prepare =
+             [this] {
+                 to_send.push(buffer_of("a"));
+                 event(LWS_CALLBACK_CLIENT_ESTABLISHED);
+             },
+         .waits = false},
+        {.name = "connected, part of a message unsent",
+         .prepare =
+             [this] {
+                 event(LWS_CALLBACK_CLIENT_ESTABLISHED);
+                 library.partial = true;
+             },
+         .waits = false},
+    };
+    int sockets[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sockets), 0);
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        ASSERT_TRUE(worker.start_check());
+        row.prepare();
+        library.socket = sockets[0];
+        library.wait_ms = 100;
+        worker.wake();
+        worker.reset_wake();  // as the loop does between passes
+        const auto start = std::chrono::steady_clock::now();
+
+        worker.process();
+
+        EXPECT_EQ(std::chrono::steady_clock::now() - start >= std::chrono::milliseconds(100), row.waits);
+        drain(to_send);
+        worker.on_stop();
+        fake_lws::reset();
+    }
+    close(sockets[0]);
+    close(sockets[1]);
 }
 
 TEST_F(WebsockWorker, LinkCommands) {
