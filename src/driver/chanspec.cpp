@@ -1,5 +1,8 @@
 #include "driver/chanspec.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "platform/radioctl.h"
 
 namespace rfcd {
@@ -93,10 +96,10 @@ int band_of_channel(int channel) { return channel < first_5ghz_channel ? 2 : 5; 
 
 std::optional<int> channel_frequency(int band, int channel) {
     for (const auto& row : bands) {
-        // In 64 bits: a channel number may be anything that the service sends.
-        if (row.band == band) {
-            return static_cast<int>(row.start_mhz + std::int64_t{channel_step_mhz} * channel);
-        }
+        if (row.band != band) continue;
+        // A channel number may be anything that the service sends.
+        const auto mhz = row.start_mhz + std::int64_t{channel_step_mhz} * channel;
+        return static_cast<int>(std::clamp<std::int64_t>(mhz, 0, std::numeric_limits<int>::max()));
     }
     return std::nullopt;
 }

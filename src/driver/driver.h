@@ -144,6 +144,7 @@ class driver final : public driver_interface {
     int stop_rrm_scan(const std::string& name);
     int end_scan(const std::string& name, bool abort_first, const char* function);
     void stop_on_radio(const scan_kind& kind, const std::string& name);
+    std::vector<std::uint32_t> frequencies_of(int band, const std::set<int>& channels);
     int get_ch_to_freq(int band, int channel);
     int _fill_ap_table_norda_rrm(const std::string& name, std::vector<scan_result>& table);
     scan_result to_scan_result(const rrm_scan_entry& entry, int band);

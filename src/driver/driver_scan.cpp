@@ -1,5 +1,6 @@
 // Starting and stopping scans. A radio is locked for every scan, usable or not; one that does not
 // start is stopped again and, when that succeeds, unlocked.
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -24,9 +25,20 @@ constexpr std::uint32_t scan_option_40 = 0x100000;
 constexpr std::uint16_t scan_option_44 = 0x2ab;
 constexpr std::uint8_t scan_option_80 = 1;
 
+// The library reads the record by byte offset.
+static_assert(sizeof(radioctl_scan_params) == 88);
+static_assert(offsetof(radioctl_scan_params, frequencies) == 0);
+static_assert(offsetof(radioctl_scan_params, frequency_count) == 8);
+static_assert(offsetof(radioctl_scan_params, reserved_16) == 16);
+static_assert(offsetof(radioctl_scan_params, option_40) == 40);
+static_assert(offsetof(radioctl_scan_params, option_44) == 44);
+static_assert(offsetof(radioctl_scan_params, reserved_46) == 46);
+static_assert(offsetof(radioctl_scan_params, option_80) == 80);
+static_assert(offsetof(radioctl_scan_params, reserved_81) == 81);
+
 // 0.7 s a channel and one second.
 int active_scan_seconds(std::size_t channels, int without_channels) {
-    return channels == 0 ? without_channels : static_cast<int>(channels) * 7 / 10 + 1;
+    return channels == 0 ? without_channels : static_cast<int>(channels * 7 / 10 + 1);
 }
 
 }  // namespace
@@ -116,10 +128,7 @@ bool driver::start_active_scan(const std::string& name, const scan_channel_map& 
     const int seconds = active_scan_seconds(list.size(), default_scan_time.at(band));
     if (*wait_seconds < seconds) *wait_seconds = seconds;
 
-    std::vector<std::uint32_t> frequencies;
-    for (const int channel : list) {
-        frequencies.push_back(static_cast<std::uint32_t>(get_ch_to_freq(band, channel)));
-    }
+    const auto frequencies = frequencies_of(band, list);
     radioctl_scan_params params{};
     params.frequencies = frequencies.data();
     params.frequency_count = frequencies.size();
@@ -210,6 +219,16 @@ void driver::stop_all_scans() {
     if (!initialized_) return;
     stop_scan(true);
     stop_scan(false);
+}
+
+// In MHz. A number whose frequency the radio library's record cannot hold is left out.
+std::vector<std::uint32_t> driver::frequencies_of(int band, const std::set<int>& channels) {
+    std::vector<std::uint32_t> frequencies;
+    for (const int channel : channels) {
+        const int mhz = get_ch_to_freq(band, channel);
+        if (mhz > 0) frequencies.push_back(static_cast<std::uint32_t>(mhz));
+    }
+    return frequencies;
 }
 
 int driver::get_ch_to_freq(int band, int channel) {

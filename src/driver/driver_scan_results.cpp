@@ -22,10 +22,8 @@ class active_results {
 
     radioctl_scan_results* get() { return &results_; }
 
-    std::size_t count() const {
-        const bool believable = results_.entries != nullptr && results_.count <= max_active_entries;
-        return believable ? results_.count : 0;
-    }
+    // As the library says.
+    std::uint64_t count() const { return results_.entries != nullptr ? results_.count : 0; }
     record_bytes entry(std::size_t index) const {
         return {static_cast<const std::uint8_t*>(results_.entries) + index * RADIOCTL_ENTRY_SIZE,
                 RADIOCTL_ENTRY_SIZE};
@@ -51,6 +49,14 @@ int driver::_fill_ap_table(std::vector<scan_result>& table) {
         const int result = radioctl_get_scan(context, iface.c_str(), results.get());
         if (result < 0) {
             log_error(daemon_logger, "<%s:%d> ret=%d\n", __func__, __LINE__, result);
+            continue;
+        }
+        if (results.count() > max_active_entries) {
+            log_error(
+                daemon_logger,
+                "<%s:%d> %llu scan results of radio '%s' are not believed, the limit is %llu\n",
+                __func__, __LINE__, static_cast<unsigned long long>(results.count()),
+                radio.ifname.c_str(), static_cast<unsigned long long>(max_active_entries));
             continue;
         }
         for (std::size_t i = 0; i < results.count(); ++i) {

@@ -14,7 +14,9 @@ namespace rfcd {
 namespace {
 
 constexpr std::int32_t default_bandwidth = 20;
-constexpr std::int64_t max_apply_seconds = 120;
+constexpr std::int64_t max_apply_seconds = 120;  // for the radios, and again for the neighbours
+
+std::int64_t seconds_from_now(std::int64_t seconds) { return monotonic_now().tv_sec + seconds; }
 
 sideband_code sideband_code_of(std::int32_t bandwidth, const char* primary) {
     if (bandwidth != 40 || primary == nullptr) return sideband_none;
@@ -29,10 +31,13 @@ void rrm_worker::apply_config(const json_reader& config) {
     const bool use_dca = config.get_int("use-dca") != 0;
     if (config.contains("use-80211r")) use_80211r_ = config.get_int("use-80211r") != 0;
     log_debug(daemon_logger, "%s skylark_use_80211r = %d\n", __func__, use_80211r_ ? 1 : 0);
-    const std::int64_t deadline = monotonic_now().tv_sec + max_apply_seconds;
-    apply_in_time(config.get_object("radios"), deadline,
+
+    apply_in_time(config.get_object("radios"), seconds_from_now(max_apply_seconds),
                   [&](const json_reader& radio) { apply_radio(radio, use_tpc, use_dca); });
     clear_neighbour_lists();
+
+    // Slow radios must not leave the lists empty.
+    const std::int64_t deadline = seconds_from_now(max_apply_seconds);
     apply_in_time(config.get_object("802dot11k"), deadline,
                   [&](const json_reader& neighbour) { add_neighbours(neighbour, deadline); });
 }

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
+#include <string>
 
 #include "main/logging.h"
 #include "rrm/flag_files.h"
@@ -14,6 +14,7 @@ namespace rfcd {
 namespace {
 
 constexpr const char* rrm_service = "rrm";
+constexpr const char* subscribe_response = "subscribe-response";
 
 constexpr std::int64_t last_refused_version = 0x20003;  // 2.3
 constexpr std::int32_t try_later_code = 503;
@@ -93,7 +94,7 @@ void rrm_worker::abandon_scan() {
 
 void rrm_worker::act_on(const char* cmd, const json_reader& message) {
     static constexpr command commands[] = {
-        {"subscribe-response", false, &rrm_worker::process_subscribe_response},
+        {subscribe_response, false, &rrm_worker::process_subscribe_response},
         {"rrm-info", true, &rrm_worker::apply_config},
         {"rrm-update", true, &rrm_worker::process_rrm_update},
         {"rrm-request-mode", true, &rrm_worker::send_mode_response},
@@ -142,16 +143,31 @@ void rrm_worker::process_disconnected() {
     log_debug(daemon_logger, "Disconnected from RRM service - stop all timers\n");
     stop_all_timers();
     // Nothing else would end a scan whose timer is gone, and the answer to the next subscription
-    // would wait for its end. What waited for it came over the link that is gone: an acceptance
-    // among it must not subscribe now.
-    if (drv_->is_scan_in_progress()) {
-        abandon_scan();
-        while (pending_.try_pop([](const buffer_ptr& /*message*/) {})) {
-        }
-    }
+    // would wait for its end.
+    if (drv_->is_scan_in_progress()) abandon_scan();
+    drop_pended_acceptances();
     subscribed_ = false;
     subscribing_ = false;
     flag_files::remove(flag_files::connected);
+}
+
+// What was put aside keeps, but for answers to a subscription over the link that has gone: they
+// must not subscribe without a link, or on the next one.
+void rrm_worker::drop_pended_acceptances() {
+    safe_queue kept;
+    const auto sort = [&](const buffer_ptr& message) {
+        const json_reader reader(message->data.c_str());
+        const char* cmd = reader.get_string("cmd");
+        if (cmd != nullptr && same(cmd, subscribe_response)) {
+            log_debug(daemon_logger, "Dropping pended %s of the lost link\n", cmd);
+        } else {
+            kept.push(message);
+        }
+    };
+    while (pending_.try_pop(sort)) {
+    }
+    while (kept.try_pop([this](const buffer_ptr& message) { pending_.push(message); })) {
+    }
 }
 
 void rrm_worker::process_subscribe_response(const json_reader& message) {
@@ -169,9 +185,19 @@ void rrm_worker::process_subscribe_response(const json_reader& message) {
     }
     subscribed_ = true;
     const char* domain = message.get_string("domain");
-    if (domain != nullptr && std::strlen(domain) <= max_domain_length) domain_ = domain;
+    if (domain != nullptr) take_domain(domain);
     if (const auto config = message.get_object("config"); config.is_object()) apply_config(config);
     flag_files::create(flag_files::connected);
+}
+
+void rrm_worker::take_domain(const std::string& domain) {
+    if (domain.size() <= max_domain_length) {
+        domain_ = domain;
+    } else {
+        log_error(daemon_logger,
+                  "rrm: a domain of %zu bytes is too long (%zu), the old one stays\n",
+                  domain.size(), max_domain_length);
+    }
 }
 
 void rrm_worker::unsubscribe() {

@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::uint32_t event_radio_changed = 2;
 constexpr std::int32_t config_changed_delay = 10;  // seconds
-constexpr int max_channel = 255;                   // a channel specification holds no more
+constexpr std::size_t max_scan_channels = 65'536;  // of a band
 
 constexpr struct {
     int band;
@@ -62,8 +62,8 @@ void rrm_worker::process_rrm_update(const json_reader& message) {
 }
 
 // Each element names channels of one or more bands, as numbers between blanks; what follows the
-// first text that is no number is not read. A number that is no channel only gives the band its
-// entry.
+// first text that is no number is not read. Every number counts, channel or not: the driver decides
+// what the radio library is handed.
 void rrm_worker::rebuild_scan_channels(const json_reader& message) {
     scan_channels_.clear();
     const auto list = message.get_object("rrm-scan-channels-list");
@@ -73,11 +73,21 @@ void rrm_worker::rebuild_scan_channels(const json_reader& message) {
             const char* text = element.get_string(key);
             if (text == nullptr) continue;
             while (const auto channel = next_number(text)) {
-                auto& channels = scan_channels_[band];
-                if (*channel > 0 && *channel <= max_channel) channels.insert(*channel);
+                if (!add_scan_channel(band, *channel)) return;
             }
         }
     }
+}
+
+// False, and the failure logged, when the band has too many.
+bool rrm_worker::add_scan_channel(int band, int channel) {
+    auto& channels = scan_channels_[band];
+    channels.insert(channel);
+    if (channels.size() <= max_scan_channels) return true;
+    channels.erase(channel);
+    log_error(daemon_logger, "rrm: more than %zu channels to scan, the rest is left out\n",
+              max_scan_channels);
+    return false;
 }
 
 void rrm_worker::begin_scan() {

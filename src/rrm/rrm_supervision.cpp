@@ -12,6 +12,13 @@
 
 namespace rfcd {
 
+namespace {
+
+// For all lists together: a hostapd that hangs costs the whole time-out of a command for each.
+constexpr std::int64_t max_clear_seconds = 60;
+
+}  // namespace
+
 bool rrm_worker::start_check() {
     try {
         timers_.run_expired();
@@ -122,12 +129,17 @@ void rrm_worker::on_stop() {
 }
 
 void rrm_worker::clear_neighbour_lists() {
+    const std::int64_t deadline = monotonic_now().tv_sec + max_clear_seconds;
     for (int radio = 0; radio < drv_->get_radio_count(); ++radio) {
         for (int vap = 0; vap < drv_->get_vap_count(); ++vap) {
             const char* ifname = drv_->get_vap_ifname(vap, radio);
-            if (ifname != nullptr && drv_->is_vap_80211k(radio, vap)) {
-                drv_->clear_rrm_nbr_ap_list(ifname);
+            if (ifname == nullptr || !drv_->is_vap_80211k(radio, vap)) continue;
+            if (monotonic_now().tv_sec > deadline) {
+                log_error(daemon_logger,
+                          "rrm: clearing the neighbour lists takes too long, the rest stays\n");
+                return;
             }
+            drv_->clear_rrm_nbr_ap_list(ifname);
         }
     }
 }

@@ -77,7 +77,9 @@ class rrm_worker : public abstract_worker {
     void dispatch_link(const json_reader& message);
     void process_connected();
     void process_disconnected();
+    void drop_pended_acceptances();
     void process_subscribe_response(const json_reader& message);
+    void take_domain(const std::string& domain);
     void unsubscribe();
     void subscribe();
     void subscribe_retry();
@@ -113,6 +115,7 @@ class rrm_worker : public abstract_worker {
     // Scans and reports (rrm_reports.cpp).
     void process_rrm_update(const json_reader& message);
     void rebuild_scan_channels(const json_reader& message);
+    bool add_scan_channel(int band, int channel);
     void begin_scan();
     void start_sweep();
     void scan_finished();

@@ -35,6 +35,10 @@ TEST_F(DriverModel, ReadsInTheirOrder) {
     lab::write_file("/sys/class/net/wlan0-vap2/flags", "0x1002\n");
     drv->init_interface_context();
     EXPECT_NE(log().find("info Interface vap wlan0-vap2 is down.\n"), std::string::npos);
+    store("/interface/wlan1-vap0/common/enabled", "false");
+    drv->init_interface_context();
+    EXPECT_FALSE(drv->is_radio_up(1)) << "its only VAP is disabled";
+    log();
     enabled = false;
     drv->init_interface_context();
     EXPECT_EQ(log(), "");
@@ -134,11 +138,12 @@ TEST_F(DriverModel, ConfiguredChannelSpecifications) {
     EXPECT_THROW(drv->get_tx_power("wlan0"), std::out_of_range);
     store("/interface/wlan0/wlan/radio/tx-power", "");
     EXPECT_EQ(drv->get_tx_power("wlan0"), 16);
-    EXPECT_EQ(drv->get_tx_power_max(1) * 100 + drv->get_tx_power_min(1), 1611);
+    EXPECT_EQ(drv->get_tx_power_max(1), 16);
+    EXPECT_EQ(drv->get_tx_power_min(1), 11);
     int min = 1;
     int max = 2;
     drv->get_min_max_tx_power("", &min, &max, 6);
-    EXPECT_EQ(min + max, 3) << "no radio of that band";
+    EXPECT_EQ(std::pair(min, max), std::pair(1, 2)) << "no radio of that band";
     store("/interface/wlan1/wlan/radio/tx-power-min", " 8dBm");
     drv->get_min_max_tx_power("", &min, &max, 5);
     EXPECT_EQ(std::pair(min, max), std::pair(8, 16));
@@ -176,7 +181,10 @@ TEST_F(DriverModel, AvailableChannels) {
     EXPECT_EQ(channels_of("wlan0"), "") << "the limits cannot be read";
     store("/interface/wlan0/wlan/radio/limit-channels", "1 2");
     EXPECT_EQ(channels_of("wlan0"), "1 2");
-    EXPECT_EQ(channels_of("wlan2"), "");
+    lab::write_file("/var/run/hostapd-channels-wlan2", "5 21\n");
+    EXPECT_EQ(channels_of("wlan2"), "") << "a radio that is down";
+    drv->get_radio(0)->sentry = true;
+    EXPECT_EQ(channels_of("wlan0"), "");
 }
 
 TEST_F(DriverModel, ChangesAreAskedOfNetworkd) {
@@ -213,6 +221,9 @@ TEST_F(DriverModel, NeighboursGoToTheirVaps) {
         EXPECT_EQ(fake_radio::take_record(), record);
         EXPECT_EQ(log(), logged);
     }
+    store("/interface/wlan1-vap0/vap/ap-security/mode", "OWE");
+    drv->add_rrm_nbr_ap(mac.c_str(), "office", 36, 5);
+    EXPECT_EQ(fake_radio::take_record(), "run wlan1" + report + "671800007324090603002400, ");
     drv->add_rrm_nbr_ap("aa:bb:cc:dd:ee:ff; reboot", "office", 36, 5);
     EXPECT_EQ(fake_radio::take_record(), "");
     EXPECT_EQ(log(), "error <add_rrm_nbr_ap> bssid 'aa:bb:cc:dd:ee:ff' is not a MAC address\n");

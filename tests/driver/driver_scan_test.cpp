@@ -65,6 +65,20 @@ TEST_F(DriverScan, TimesOfActiveScans) {
         drv->stop_scan(true);
     }
     EXPECT_EQ(start(true, channels, 20), 20) << "raised, never lowered";
+    drv->stop_scan(true);
+    add_vap("wlan2-vap0", "office", "WPA3", true);
+    drv->init_interface_context();
+    EXPECT_EQ(start(true, {{2, {}}, {5, {1}}, {6, {1}}}), 10) << "the bands' own times";
+    drv->stop_scan(true);
+    EXPECT_EQ(start(true, {{2, {}}, {5, {}}, {6, {}}}), 17);
+}
+
+TEST_F(DriverScan, NumbersThatAreNoChannels) {
+    EXPECT_EQ(start(true, {{2, {-2147483647, -1, 0, 1, 300}}, {5, {36, 2147483647}}}), 4);
+
+    EXPECT_EQ(fake_radio::take_record(),
+              "lock wlan0 22, start wlan0 2402 2407 2412 3907, lock wlan1 22, start wlan1 5180 2147483647, ")
+        << "what has no frequency at all is left out";
 }
 
 TEST_F(DriverScan, RrmScanTakesTheLowestChannel) {
@@ -152,9 +166,18 @@ TEST_F(DriverScan, ActiveResults) {
     EXPECT_NE(log().find("error <_fill_ap_table> ret=-5\n"), std::string::npos);
     library.active.clear();
     library.results.clear();
-    library.active_count_lie = 1ULL << 40;
+    library.results["get wlan0"] = 1;
+    library.active["wlan0"] = fake_radio::active_entry(6, 2, -50, "20", "");
     drv->_fill_ap_table(table);
-    EXPECT_TRUE(table.empty()) << "a count without entries";
+    EXPECT_EQ(table.size(), 1U) << "only a negative result is a failure";
+    library.active_count_lie = 5000;
+    log();
+    drv->_fill_ap_table(table);
+    EXPECT_TRUE(table.empty());
+    EXPECT_NE(log().find("error <_fill_ap_table> 5001 scan results of radio 'wlan0' are not believed, the limit is "
+                         "4096\n"),
+              std::string::npos);
+    EXPECT_EQ(library.open_containers, 0) << "each is released";
 }
 
 TEST_F(DriverScan, RrmResults) {

@@ -43,7 +43,9 @@ TEST(Chanspec, PrimaryOfAWideChannelsCentre) {
 TEST(Chanspec, Frequencies) {
     EXPECT_EQ(channel_frequency(6, 5), 5975);
     EXPECT_EQ(channel_frequency(0, 5), std::nullopt);
-    EXPECT_TRUE(channel_frequency(5, 2147483647)) << "no number from the service overflows";
+    EXPECT_EQ(channel_frequency(2, -1), 2402);
+    EXPECT_EQ(channel_frequency(5, 2147483647), 2147483647) << "no number from the service overflows";
+    EXPECT_EQ(channel_frequency(5, -2147483648), 0);
 }
 
 TEST(RadioRecords, ActiveEntries) {

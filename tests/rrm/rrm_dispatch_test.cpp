@@ -49,6 +49,77 @@ TEST_F(RrmDispatch, RadioDescriptions) {
         << "width and place as configured, the channel as it is";
 }
 
+TEST_F(RrmDispatch, RadiosThatAreDownAreLocked) {
+    const struct {
+        const char* name;
+        const char* switches;  // for dca and tpc
+        bool radios_up;
+        bool vaps_up;
+        int locked;
+        const char* channels;  // of the three radios
+    } rows[] = {
+        {.name = "up",
+         .switches = "\"true\"",
+         .radios_up = true,
+         .vaps_up = true,
+         .locked = 0,
+         .channels = "36 36 36 "},
+        {.name = "not quite true",
+         .switches = "\"True\"",
+         .radios_up = true,
+         .vaps_up = true,
+         .locked = 1,
+         .channels = "36 36 36 "},
+        {.name = "without a VAP",
+         .switches = "\"true\"",
+         .radios_up = true,
+         .vaps_up = false,
+         .locked = 1,
+         .channels = "1 36 1 "},
+        {.name = "down",
+         .switches = "\"true\"",
+         .radios_up = false,
+         .vaps_up = true,
+         .locked = 1,
+         .channels = "0 0 0 "},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        fake_peermsg::bus.store = {{"/skylark/dca", row.switches}, {"/skylark/tpc", row.switches}};
+        drv->radios_up = row.radios_up;
+        drv->vaps_up = row.vaps_up;
+
+        const auto sent = texts_sent_by(rrm("rrm-request-mode"));
+        const json_reader report(sent.at(0).c_str());
+        std::string channels;
+        for (int radio = 0; radio < 3; ++radio) {
+            const auto described = report.get_object("radios").get_array_item(radio);
+            channels += std::to_string(described.get_int("channel")) + " ";
+            EXPECT_EQ(described.get_int("locked-for-dca"), row.locked);
+            EXPECT_EQ(described.get_int("locked-for-tpc"), row.locked);
+        }
+        EXPECT_EQ(channels, row.channels);
+    }
+}
+
+// With a wait that would be seen.
+TEST_F(RrmDispatch, MessagesPutAsideDoNotWaitForOthers) {
+    rrm_tuning tuning;
+    tuning.idle_wait = std::chrono::seconds(5);
+    worker = std::make_unique<rrm_worker>(*drv, in, out, "dom", &running, tuning);
+    drv->take();
+    drv->scanning = true;
+    for (int i = 0; i < 3; ++i) receive(rrm("fbt-info"));
+    drv->scanning = false;
+    const auto start = std::chrono::steady_clock::now();
+
+    for (int i = 0; i < 3; ++i) worker->process();
+
+    EXPECT_EQ(drv->take(), "fbt reset 0, fbt reset 0, fbt reset 0, ");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+}
+
 TEST_F(RrmDispatch, SubscriptionIsRepeatedWithGrowingDelay) {
     EXPECT_EQ(effects_of(link("connected")), "subscribe-request ");
     EXPECT_EQ(pass_until(400),
@@ -182,22 +253,13 @@ TEST_F(RrmDispatch, AskingAboutTheRadiosEndsAScan) {
     EXPECT_EQ(pass_until(60), "") << "the scan's timer is gone";
 }
 
-TEST_F(RrmDispatch, LostLinkEndsAScan) {
-    receive(rrm("rrm-update"));
-    receive(rrm("subscribe-response", R"("status":"success")"));
-    drv->take();
-    EXPECT_EQ(effects_of(link("disconnected")), "stop scan, ");
-    worker->process();
-    EXPECT_FALSE(there(flag_files::connected)) << "what was put aside went with the link";
-    receive(link("connected"));
-    receive(rrm("subscribe-response", R"("status":"success")"));
-    EXPECT_TRUE(there(flag_files::connected)) << "the answer did not wait for the scan";
-}
-
 TEST_F(RrmDispatch, HostileSizesAreRefused) {
     const std::string megabyte(1'000'000, 'd');
+    fake_log::reset(log_mask_error);
     receive(rrm("subscribe-response", R"("status":"success","domain":")" + megabyte + "\""));
     EXPECT_NE(texts_sent_by(rrm("rrm-request-mode"))[0].find(R"("domain":"dom")"), std::string::npos);
+    EXPECT_NE(fake_log::take().find("error rrm: a domain of 1000000 bytes is too long (255), the old one stays\n"),
+              std::string::npos);
     for (int i = 0; i < 70; ++i) out.push(buffer_of(megabyte));
     EXPECT_EQ(texts_sent_by(rrm("rrm-request-mode")).size(), 70U) << "no answer for a service that does not read";
     drv->scanning = true;

@@ -17,7 +17,7 @@ scan_result heard(std::uint8_t last, int band, int channel, int bandwidth, int s
 TEST_F(RrmReports, ActiveScanMakesFiveSweeps) {
     drv->heard = {{heard(1, 2, 6, 20, 0)}, {}, {heard(1, 5, 36, 80, 256), heard(2, 5, 149, 40, 0)}};
     receive(rrm("rrm-update", all_bands));
-    const std::string scan = "start active, 2:1 6 11 13 5:36 40 ";
+    const std::string scan = "start active, 2:-1 1 6 11 13 300 5:36 40 ";
     EXPECT_EQ(drv->take(), "stop scan, " + scan);
     EXPECT_EQ(pass_until(9), "");
     fake_clock::advance(1);
@@ -146,11 +146,14 @@ TEST_F(RrmApply, SettingsThatTakeTooLongAreLeftOut) {
     EXPECT_EQ(effects_of(rrm("rrm-info", R"("use-tpc":1,"radios":[{"id":0,"power":1},{"id":1,"power":1},)"
                                          R"({"id":2,"power":1}],"802dot11k":[{"neighbour-mac":"x","vaps":[)"
                                          R"({"ssid":"a","mac":"m"}]}])")),
-              "power wlan0 1, power wlan1 1, "
-              "clear wlan0-vap0, clear wlan1-vap0, clear wlan2-vap0, ");
-    EXPECT_EQ(fake_log::take(),
-              "error rrm: the settings take too long, the rest is left out\n"
-              "error rrm: the settings take too long, the rest is left out\n");
+              "power wlan0 1, power wlan1 1, clear wlan0-vap0, clear wlan1-vap0, clear wlan2-vap0, "
+              "neighbour m a 0/0, ")
+        << "the neighbours have a time of their own";
+    EXPECT_EQ(fake_log::take(), "error rrm: the settings take too long, the rest is left out\n");
+
+    drv->clearing_takes_seconds = 40;
+    EXPECT_EQ(effects_of(rrm("rrm-info")), "clear wlan0-vap0, clear wlan1-vap0, ");
+    EXPECT_EQ(fake_log::take(), "error rrm: clearing the neighbour lists takes too long, the rest stays\n");
 }
 
 std::string remote(const std::string& number) {

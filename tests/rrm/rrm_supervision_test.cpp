@@ -67,6 +67,20 @@ TEST_F(RrmSupervision, NotifyFiles) {
     }
 }
 
+TEST_F(RrmSupervision, TimeZoneIsTakenUpWhenItsFileTells) {
+    setenv("TZ", "XYZ-3", 1);
+    touch(flag_files::timezone_changed);
+    EXPECT_TRUE(keeps());
+    EXPECT_STRNE(tzname[0], "XYZ") << "only with the master file";
+
+    touch(flag_files::notify);
+    EXPECT_TRUE(keeps());
+
+    EXPECT_STREQ(tzname[0], "XYZ");
+    unsetenv("TZ");
+    tzset();
+}
+
 TEST_F(RrmSupervision, HostapdIsWaitedForAMinute) {
     subscribe();
     receive(rrm("rrm-update", R"("rrm-scan-delay":5)"));

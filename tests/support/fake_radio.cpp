@@ -95,8 +95,14 @@ int radioctl_scan_abort(radioctl_ctx*, const char* iface) { return result_of("ab
 
 int radioctl_stop_rrm_and_unlock_scan(radioctl_ctx*, const char* iface) { return result_of("unlock", iface); }
 
-void scan_results_init(radioctl_scan_results* results) { *results = {}; }
-void scan_results_free(radioctl_scan_results* results) { std::free(results->entries); }
+void scan_results_init(radioctl_scan_results* results) {
+    *results = {};
+    ++library.open_containers;
+}
+void scan_results_free(radioctl_scan_results* results) {
+    std::free(results->entries);
+    --library.open_containers;
+}
 
 int radioctl_get_scan(radioctl_ctx*, const char* iface, radioctl_scan_results* results) {
     const auto& entries = library.active[iface];

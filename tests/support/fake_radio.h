@@ -20,6 +20,7 @@ struct state {
     std::map<std::string, bytes> active;  // entries by interface
     std::map<std::string, bytes> rrm;     // result buffers by interface
     std::uint64_t active_count_lie = 0;   // added to the true count
+    int open_containers = 0;              // of active results, not released yet
     std::string record;                   // "lock wlan0 22, start wlan0 2412 2437, ..."
 };
 

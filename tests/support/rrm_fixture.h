@@ -20,7 +20,14 @@
 
 class RrmTest : public testing::Test {
   protected:
-    RrmTest() {
+    RrmTest() { renew(); }
+
+    // A fresh worker, driver and clock, with empty queues.
+    void renew() {
+        worker.reset();
+        drain(in);
+        drain(out);
+        running = true;
         fake_clock::reset();
         fake_peermsg::reset();
         fake_log::reset(rfcd::log_mask_none);

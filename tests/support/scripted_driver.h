@@ -26,10 +26,13 @@ class scripted_driver final : public rfcd::driver_interface {
     bool sentry_all = false;
     bool scanning = false;
     bool radios_up = false;  // all of them, each with VAP 0 "net" that has 802.11k
+    bool vaps_up = true;     // of radios that are
+    bool dot11k = true;
     int sentry_radio = -1;
     bool auto_channel = false;
     int scan_seconds = 2;
     int power_takes_seconds = 0;                        // of the moved clock, for each setting
+    int clearing_takes_seconds = 0;                     // and for each neighbour list
     bool throws = false;                                // from reading the transmit power, and from starting a scan
     rfcd::chanspec_t current = 0x2024;                  // channel 36, 80 MHz, ll
     rfcd::chanspec_t configured = 0x1900;               // 40 MHz, upper
@@ -68,10 +71,10 @@ class scripted_driver final : public rfcd::driver_interface {
     int get_scan_interface() override { return -1; }
     bool is_radio_reserved(int) override { return false; }
     bool is_radio_up(int) override { return radios_up; }
-    bool has_vap_up(int) override { return radios_up; }
+    bool has_vap_up(int) override { return radios_up && vaps_up; }
     bool check_vap_up(const char*, int) override { return radios_up; }
     bool is_vap_up(int, int vap) override { return radios_up && vap == 0; }
-    bool is_vap_80211k(int radio, int vap) override { return is_vap_up(radio, vap); }
+    bool is_vap_80211k(int radio, int vap) override { return dot11k && is_vap_up(radio, vap); }
     bool radio_has_band(int, int) override { return radios_up; }
     int set_tx_power(const std::string& ifname, int power) override { note("power " + ifname + " " + std::to_string(power)); fake_clock::advance(power_takes_seconds); return 0; }
     int get_tx_power(const std::string&) override { if (throws) throw std::invalid_argument("stoi"); return 17; }
@@ -107,7 +110,7 @@ class scripted_driver final : public rfcd::driver_interface {
     const char* get_vap_ssid(int, int) override { return "net"; }
     const char* get_vap_bssid(int vap, int radio) override { return radios_up && vap >= 0 && vap < 16 && radio >= 0 && radio < 3 ? "00:11:22:33:44:50" : nullptr; }
     void add_rrm_nbr_ap(const char* bssid, const char* ssid, int channel, int band) override { note(std::string("neighbour ") + bssid + " " + ssid + " " + std::to_string(channel) + "/" + std::to_string(band)); }
-    void clear_rrm_nbr_ap_list(const char* ifname) override { note(std::string("clear ") + ifname); }
+    void clear_rrm_nbr_ap_list(const char* ifname) override { note(std::string("clear ") + ifname); fake_clock::advance(clearing_takes_seconds); }
     void add_skylark_fbt_params(const char* ifname, const char* text) override { note(std::string("fbt ") + ifname + " " + text); }
     void begin_skylark_fbt_params() override { note("fbt begin"); }
     int finish_skylark_fbt_params() override { note("fbt finish"); return 0; }
