@@ -90,14 +90,31 @@ TEST_F(IpcHelper, GettersKnowTheirPathsAndValues) {
 }
 
 TEST_F(IpcHelper, GettersLogTheirReads) {
-    bus.store["/interface/wlan1-vap2/vap/ssid"] = "\"net\"";
-    helper->get_ssid("wlan1-vap2");
-    helper->get_802dot11k_vap("v");
-    EXPECT_EQ(fake_log::take(),
-              "debug <get_ssid:480> /interface/wlan1-vap2/vap/ssid = net\n"
-              "error Error: path (/interface/v/vap/w80211kv-config/enabled) reason (not found)\n"
-              "error <get_802dot11k_vap:445> can't get value from "
-              "'/interface/v/vap/w80211kv-config/enabled'\n");
+    const struct {
+        const char* name;
+        std::function<void(const std::string& vap)> get;
+        const char* path;
+        int failure_line;
+        int success_line;
+    } rows[] = {
+        {"get_enterprise_vap", [&](auto& v) { helper->get_enterprise_vap(v); }, "/vap/ap-security/mode", 429, 432},
+        {"get_802dot11k_vap", [&](auto& v) { helper->get_802dot11k_vap(v); }, "/vap/w80211kv-config/enabled", 445, 448},
+        {"get_vap_enabled_state", [&](auto& v) { helper->get_vap_enabled_state(v); }, "/common/enabled", 461, 464},
+        {"get_ssid", [&](auto& v) { helper->get_ssid(v); }, "/vap/ssid", 477, 480},
+        {"get_captive_portal_state", [&](auto& v) { helper->get_captive_portal_state(v); },
+         "/vap/captive-portal/enabled", 492, 495},
+    };
+    for (const auto& row : rows) {
+        const std::string path = std::string("/interface/v") + row.path;
+        row.get("v");
+        bus.store[path] = "\"x\"";
+        row.get("v");
+
+        EXPECT_EQ(fake_log::take(), "error Error: path (" + path + ") reason (not found)\nerror <" + row.name + ":" +
+                                        std::to_string(row.failure_line) + "> can't get value from '" + path +
+                                        "'\ndebug <" + row.name + ":" + std::to_string(row.success_line) + "> " + path +
+                                        " = x\n");
+    }
     bus.store["/interface/wlan1-vap2/vap/ft-config/enabled"] = "\"false\"";
     bus.store["/interface/wlan1-vap2/vap/ap-security/mode"] = "\"WPA2\"";
     EXPECT_FALSE(helper->get_ft_enabled_vap(1, 2));
@@ -213,7 +230,13 @@ TEST(IpcHelperDeathTest, EndsTheProcessWithoutABus) {
     fake_peermsg::bus.init_fails = true;
     const running_flag running = true;
 
-    EXPECT_EXIT(helper_for_test{&running}, testing::ExitedWithCode(255), "");
+    fake_log::reset(log_mask_error);
+    const auto join = [&] {
+        std::atexit([] { std::fputs(fake_log::take().c_str(), stderr); });
+        const helper_for_test helper(&running);
+    };
+
+    EXPECT_EXIT(join(), testing::ExitedWithCode(255), "error Error: couldn't ctx initialization\n");
     fake_peermsg::reset();
 }
 

@@ -124,7 +124,7 @@ TEST(AbstractWorker, DoesNotWaitWithoutADescriptorOrATimeout) {
     getrlimit(RLIMIT_NOFILE, &before);
     const rlimit none{0, before.rlim_max};
     setrlimit(RLIMIT_NOFILE, &none);
-    scripted_worker without_descriptor(3'600'000'000 / 2);
+    scripted_worker without_descriptor(5'000'000);
     setrlimit(RLIMIT_NOFILE, &before);
     ASSERT_EQ(without_descriptor.wake_fd(), -1);
 
