@@ -101,6 +101,8 @@ networkd::networkd(transcript& story, apply_function apply)
             [this](bus_peer& self, const auto& request) { answer(self, request); }) {}
 
 void networkd::answer(bus_peer& self, const bus_peer::message& request) {
+    // Before the answer: whoever sees that may look for the request at once.
+    requests_.put(request.text);
     const json tree = parse(request.text);
     const std::string command = text_of(tree.get(), "command");
     const mood today = mood_;
@@ -124,7 +126,6 @@ void networkd::answer(bus_peer& self, const bus_peer::message& request) {
         case mood::garbled: self.send(request.source, garbage); break;
         case mood::silent: break;
     }
-    requests_.put(request.text);
 }
 
 }  // namespace lab

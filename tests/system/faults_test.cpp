@@ -236,6 +236,114 @@ TEST_F(RrmFaults, RadioLibraryThatLies) {
     EXPECT_TRUE(contains(mode(), R"("status":1)"));
 }
 
+// Whatever the daemon waits for, a stop ends it within two seconds.
+TEST(RrmEnds, StopInEveryState) {
+    transcript story(nullptr);
+    service_world world(story, service_world::service::rrm);
+    const auto hostapd_pid = [] { return static_cast<pid_t>(std::stol(read_file("/run/hostapd.pid"))); };
+    const struct {
+        const char* name;
+        std::function<void()> enter;
+        const char* logged;  // when the daemon is there; null: no line tells
+    } rows[] = {
+        {.name = "configd is silent while the radios are described",
+         .enter =
+             [&] {
+                 world.point.config.set_mood(mood::silent);
+                 world.cloud.send(message::request_mode());
+             },
+         .logged = nullptr},
+        {.name = "networkd is silent when a radio is to move",
+         .enter =
+             [&] {
+                 world.point.network.set_mood(mood::silent);
+                 world.cloud.send(message::move_radio(1, 44, 80, "ul", 14));
+             },
+         .logged = nullptr},
+        {.name = "networkd is silent about fast transition",
+         .enter =
+             [&] {
+                 world.send_and_settle(message::use_80211r(true));
+                 world.point.network.set_mood(mood::silent);
+                 world.cloud.send(message::fast_transition(1, 0, 2));
+             },
+         .logged = "Try to send update-skylark-fbt"},
+        {.name = "hostapd hangs, and every list is to be cleared",
+         .enter =
+             [&] {
+                 kill(hostapd_pid(), SIGSTOP);
+                 world.cloud.send(message::neighbour("02:00:00:00:00:01", 36, 5));
+             },
+         .logged = "Execute del neighbor list"},
+        {.name = "a scan runs",
+         .enter = [&] { world.cloud.send(message::update(true)); },
+         .logged = "Start active scanning for radio 'wlan2'"},
+        {.name = "hostapd has gone",
+         .enter = [&] { world.point.stop_hostapd(); },
+         .logged = "Hostapd is not running, waiting for restart"},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        world.subscribe();
+        row.enter();
+        EXPECT_TRUE(row.logged == nullptr || world.agent->wait_log(row.logged));
+        std::this_thread::sleep_for(300ms);
+
+        const auto ending = world.agent->stop();
+
+        EXPECT_EQ(ending.status, 0);
+        EXPECT_LT(ending.time, 2s * TIME_SCALE);
+        world.point.config.set_mood(mood::helpful);
+        world.point.network.set_mood(mood::helpful);
+        if (std::filesystem::exists("/run/hostapd.pid")) {
+            kill(hostapd_pid(), SIGCONT);
+            world.point.stop_hostapd();
+        }
+    }
+}
+
+// Of a text that is much larger as a tree; within 4 MB of before, a second later.
+TEST(Memory, GoesBackAfterALargeMessage) {
+    NOT_UNDER_A_SANITIZER;
+    std::string objects = "{}";
+    for (int i = 1; i < 140'000; ++i) objects += ",{}";
+    const struct {
+        const char* name;
+        service_world::service service;
+        std::string message;
+    } rows[] = {
+        {.name = "rrm",
+         .service = service_world::service::rrm,
+         .message = message::rrm("rrm-request-mode", "\"x\":[" + objects + "]")},
+        {.name = "wids",
+         .service = service_world::service::wids,
+         .message = R"({"service":"wids-mac-service","Name":"another","x":[)" + objects + "]}"},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        transcript story(nullptr);
+        service_world world(story, row.service);
+        if (row.service == service_world::service::rrm) {
+            world.subscribe();
+        } else {
+            world.start_daemon();
+            ASSERT_TRUE(world.cloud.wait_connections(1));
+        }
+        const pid_t pid = world.agent->process().pid();
+        const long before = status_kilobytes(pid, "VmRSS");
+
+        world.cloud.send(row.message);
+        world.expect(row.service == service_world::service::rrm ? "rrm-mode-response" : "mac-list-rejected");
+        std::this_thread::sleep_for(1s);
+
+        EXPECT_GT(status_kilobytes(pid, "VmHWM"), before + 50'000);
+        EXPECT_LT(status_kilobytes(pid, "VmRSS"), before + 4'000);
+        EXPECT_EQ(world.agent->stop().status, 0);
+    }
+}
+
 // Documented ends: an exception leaves the worker, with its line and status.
 TEST(RrmEnds, MessageOrValueThatLeavesTheWorker) {
     transcript story(nullptr);

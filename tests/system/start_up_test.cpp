@@ -1,8 +1,11 @@
 // The daemon from its command line to its exit status.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
+#include <ctime>
 #include <filesystem>
+#include <set>
 
 #include "lab/roaming_world.h"
 
@@ -12,14 +15,18 @@ namespace {
 TEST(StartUp, ExitStatusWithoutAService) {
     write_file("/tmp/empty.conf", "# nothing\nlog_level=15\n");
     write_file("/tmp/incomplete.conf", "roam_service_url=ws://host:80\nlog_level=15\n");
-    const std::tuple<std::vector<std::string>, int, const char*> rows[] = {
-        {{}, 0, ""},
-        {{"-f", "/no/such/file"}, 0, ""},
-        {{"-f", "/tmp"}, 0, ""},
-        {{"-f", "/tmp/empty.conf"}, 0, ""},
-        {{"-f", "/tmp/incomplete.conf", "-d", "host", "-p", "/x", "-P", "80"}, 0, ""},
-        {{"-x"}, 255, "invalid option -- 'x'"},
-        {{"-f"}, 255, "option requires an argument -- 'f'"},
+    const struct {
+        std::vector<std::string> options;
+        int status = 0;
+        const char* output = "";
+    } rows[] = {
+        {.options = {}},
+        {.options = {"-f", "/no/such/file"}},
+        {.options = {"-f", "/tmp"}},
+        {.options = {"-f", "/tmp/empty.conf"}},
+        {.options = {"-f", "/tmp/incomplete.conf", "-d", "host", "-p", "/x", "-P", "80"}},
+        {.options = {"-x"}, .status = 255, .output = "invalid option -- 'x'"},
+        {.options = {"-f"}, .status = 255, .output = "option requires an argument -- 'f'"},
     };
     for (const auto& [options, status, output] : rows) {
         SCOPED_TRACE(options.empty() ? "no option" : options.front());
@@ -40,29 +47,128 @@ class RunningDaemon : public testing::Test {
         return {story,
                 {{"log_level", "0x0f"},
                  {"log_file", log_file},
-                 {"skylark_service_url", "ws://127.0.0.1:2/not-chosen"},
                  {"roam_service_url", "ws://127.0.0.1:1/refused"},
                  {"initial_connection_delay", "1"},
                  {"max_connection_delay", "1"}}};
+    }
+    // Names of the process's threads, without a sanitizer's own.
+    static std::string threads_of(pid_t pid) {
+        std::string names;
+        for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
+            const std::string name = read_file(task.path() / "comm");
+            if (name != "rfcd:main\n" && name != "rfcd\n") names += name;
+        }
+        std::replace(names.begin(), names.end(), '\n', ' ');
+        return names;
+    }
+    // A number of /proc/PID/status in hexadecimal digits.
+    static unsigned long signals_of(pid_t pid, const std::string& field) {
+        const std::string status = read_file("/proc/" + std::to_string(pid) + "/status");
+        return std::stoul(status.substr(status.find(field + ":") + field.size() + 1), nullptr, 16);
     }
 
     transcript story{nullptr};
 };
 
-TEST_F(RunningDaemon, ThreadsAreNamedAndBothSignalsStop) {
-    for (const int signal : {SIGTERM, SIGINT}) {
-        auto agent = start("");
-        ASSERT_TRUE(agent.wait_log("Try to establish connect with server 127.0.0.1:1/refused"));
-        const std::string tasks = "/proc/" + std::to_string(agent.process().pid()) + "/task";
-        std::string names;
-        for (const auto& task : std::filesystem::directory_iterator(tasks)) {
-            const std::string name = read_file(task.path() / "comm");
-            if (name != "rfcd:main\n") names += name;  // a sanitizer's own thread
+const char* const leftovers[] = {"/tmp/.skylark_notify", "/tmp/.skylark_notify_hostapd_started",
+                                 "/tmp/.skylark_notify_config_updated", "/tmp/.skylark_notify_timezone_changed",
+                                 "/tmp/.skylark-connected"};
+
+// Which service is chosen of those that the file names, what becomes of an earlier run's files, and
+// whether anything is logged.
+TEST_F(RunningDaemon, ModesFilesAndSignals) {
+    const struct {
+        const char* name;
+        daemon::settings lines;
+        const char* threads;
+        std::size_t files_left;
+        bool logs;
+    } rows[] = {
+        {.name = "roaming before the others",
+         .lines = {{"log_level", "9"},
+                   {"mac-list-service-url", "ws://127.0.0.1:1/x"},
+                   {"skylark_service_url", "ws://127.0.0.1:1/x"},
+                   {"roam_service_url", "ws://127.0.0.1:1/x"}},
+         .threads = "rfcd:websock-ro rfcd:ipc ",
+         .files_left = 5,
+         .logs = true},
+        {.name = "RRM before WIDS",
+         .lines = {{"mac-list-service-url", "ws://127.0.0.1:1/x"},
+                   {"log_level", "1"},
+                   {"skylark_service_url", "ws://127.0.0.1:1/x"}},
+         .threads = "rfcd:rrm rfcd:websock-rr ",
+         .files_left = 2,
+         .logs = false},
+        {.name = "WIDS",
+         .lines = {{"mac-list-service-url", "ws://127.0.0.1:1/x"}},
+         .threads = "rfcd:wids rfcd:websock-wi ",
+         .files_left = 5,
+         .logs = false},
+    };
+    const bus_broker broker(story);
+    write_file("/tmp/factory", "");
+
+    for (const auto& row : rows) {
+        for (const int signal : {SIGTERM, SIGINT}) {
+            SCOPED_TRACE(row.name);
+            for (const char* path : leftovers) write_file(path, "");
+
+            daemon agent(story, row.lines);
+            const pid_t pid = agent.process().pid();
+            EXPECT_TRUE(wait_until([&] { return threads_of(pid) == row.threads; })) << threads_of(pid);
+
+            EXPECT_EQ(agent.log().empty(), !row.logs) << agent.log();
+            EXPECT_EQ(std::count_if(std::begin(leftovers), std::end(leftovers),
+                                    [](const char* path) { return std::filesystem::exists(path); }),
+                      row.files_left);
+            EXPECT_NE(signals_of(pid, "SigIgn") & (1UL << (SIGPIPE - 1)), 0U);
+            agent.process().signal(signal);
+            EXPECT_EQ(agent.process().wait(), 0);
         }
-        EXPECT_EQ(names, "rfcd:websock-ro\nrfcd:ipc\n");
-        agent.process().signal(signal);
-        EXPECT_EQ(agent.process().wait(), 0);
     }
+}
+
+TEST_F(RunningDaemon, StandardDescriptorsThatCameClosedAreOpened) {
+    daemon agent(story, {{"roam_service_url", "ws://127.0.0.1:1/x"}}, {"sh", "-c", "exec \"$@\" <&- >&- 2>&-", "sh"});
+    const std::string fd = "/proc/" + std::to_string(agent.process().pid()) + "/fd/";
+
+    EXPECT_TRUE(wait_until([&] { return threads_of(agent.process().pid()) == "rfcd:websock-ro rfcd:ipc "; }));
+
+    for (const char* number : {"0", "1", "2"}) {
+        std::error_code none;
+        EXPECT_EQ(std::filesystem::read_symlink(fd + number, none), "/dev/null") << number;
+    }
+}
+
+// The delay is drawn somewhere in the first values of a generator that is seeded with the time, and
+// not at the same place by daemons of the same second.
+TEST_F(RunningDaemon, DelaysOfOneSecondDiffer) {
+    if (TIME_SCALE != 1) GTEST_SKIP();
+    constexpr int base = 1'000'000'000;
+    std::tm start{};
+    start.tm_year = 126;
+    start.tm_mday = 1;
+    start.tm_isdst = -1;
+    std::srand(static_cast<unsigned>(std::mktime(&start)));
+    std::set<int> drawable;
+    for (int i = 0; i < 1024; ++i) drawable.insert(std::rand() % base + base / 2);
+
+    std::set<int> drawn;
+    for (int i = 0; i < 4; ++i) {
+        daemon agent(story,
+                     {{"log_level", "9"},
+                      {"roam_service_url", "ws://127.0.0.1:1/x"},
+                      {"initial_connection_delay", std::to_string(base)}},
+                     {"faketime", "-f", "2026-01-01 00:00:00"});
+        ASSERT_TRUE(agent.wait_log("Delay before connection: "));
+        const std::string log = agent.log();
+        const int delay = std::stoi(log.substr(log.find("connection: ") + 12));
+        EXPECT_EQ(drawable.count(delay), 1U) << delay;
+        drawn.insert(delay);
+        agent.stop();
+    }
+
+    EXPECT_GT(drawn.size(), 1U);
 }
 
 TEST_F(RunningDaemon, LogFileIsUsed) {
