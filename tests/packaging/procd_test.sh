@@ -27,11 +27,33 @@ expect "nor without a service" "$(start_service 2>/dev/null)" ""
 for key in roam_service_url skylark_service_url MAC-LIST-SERVICE-URL; do
     echo "$key=ws://h:1/x" >"$CONFIG"
     expect "$key is started, and again for ever" \
-        "$(start_service | grep -E '^(open|command|respawn|close)')" "open
-command /usr/sbin/rfcd -f $CONFIG
+        "$(start_service | grep -E '^(open|respawn|close)')" "open
 respawn 3600 10 0
 close"
 done
+
+# What procd runs at each start, here with a daemon that shows how it was called and what it finds.
+PROGRAM=$folder/daemon
+printf '#!/bin/sh\necho "$0 $*"\ncd /tmp && ls -d .skylark_notify* 2>/dev/null\n' >"$PROGRAM"
+chmod +x "$PROGRAM"
+expect_notified() {  # expect_notified WHAT-RUNS FILE ...
+    running=$1
+    shift
+    rm -f /tmp/.skylark_notify* /var/run/hostapd.pid /var/run/widsd.pid
+    for name in $running; do : >"/var/run/$name.pid"; done
+
+    started=$(procd_set_param() { [ "$1" != command ] || { shift; "$@"; }; }; start_service)
+
+    expect "with '$running' running the daemon finds" "$started" \
+        "$(printf '%s\n' open "$PROGRAM -f $CONFIG" "$@" close)"
+}
+expect_notified ""
+expect_notified hostapd .skylark_notify .skylark_notify_hostapd_started
+expect_notified widsd .skylark_notify .skylark_notify_widsd_started
+expect_notified "hostapd widsd" .skylark_notify .skylark_notify_hostapd_started \
+    .skylark_notify_widsd_started
+rm "$PROGRAM"
+
 : >"$MARK"
 service_stopped
 expect "a stop takes the mark away" "$(ls "$folder")" rfcd.conf
