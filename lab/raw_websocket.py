@@ -42,6 +42,19 @@ def frame(opcode, payload=b"", final=True):
     return head + b"\x7f" + struct.pack(">Q", len(payload)) + payload
 
 
+def masked(payload):
+    """A text as only a client should mask it. The library reads it right when it is the first."""
+    key = b"\x01\x80\x00\xff"
+    head = frame(TEXT, payload)[:-len(payload)]
+    return (head[:1] + bytes([head[1] | 0x80]) + head[2:] + key +
+            bytes(byte ^ key[at % 4] for at, byte in enumerate(payload)))
+
+
+def numbered(size):
+    """A text in which no two places look alike."""
+    return b"".join(b"%d " % number for number in range(size))[:size]
+
+
 def reset(connection):
     connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
     connection.close()
@@ -75,6 +88,32 @@ def one_byte_at_a_time(connection):
     for byte in frame(TEXT, MESSAGE) + frame(TEXT, b"end"):
         connection.sendall(bytes([byte]))
         time.sleep(0.001)
+    hold(connection)
+
+
+def around_the_buffer(connection):
+    """Texts about as large as a receive buffer: a masked one, and 15 of each size. Three of those in
+    a row, the last in fragments with pings in between; twelve in two segments, cut around the ends
+    of the head, of a receive buffer and of the frame."""
+    handshake(connection)
+    connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+    time.sleep(0.3)  # until the bus, too, has heard of the connection
+    connection.sendall(masked(numbered(5000)))
+    for size in (edge + off for edge in (4096, 65536, 131072) for off in (-1, 0, 1)):
+        text = numbered(size)
+        whole = frame(TEXT, text)
+        ping = frame(PING, b"p" * 125)
+        fragments = ping.join((frame(TEXT, text[:1], final=False),
+                               frame(CONTINUATION, text[1:size // 2], final=False),
+                               frame(CONTINUATION, b"", final=False),
+                               frame(CONTINUATION, text[size // 2:-1], final=False),
+                               frame(CONTINUATION, text[-1:])))
+        connection.sendall(whole + whole + fragments)
+        head = len(whole) - size
+        for cut in (head + edge + off for edge in (0, 4096, 65536, size) for off in (-1, 0, 1)):
+            connection.sendall(whole[:cut])
+            time.sleep(0.002)
+            connection.sendall(whole[cut:])
     hold(connection)
 
 
@@ -195,6 +234,7 @@ def answer(text):
 BEHAVIOURS = {
     "every-split": every_split,
     "one-byte-at-a-time": one_byte_at_a_time,
+    "around-the-buffer": around_the_buffer,
     "with-the-handshake": with_the_handshake,
     "half-then-reset": half_then_reset,
     "garbage-frames": garbage_frames,
