@@ -193,6 +193,7 @@ TEST_F(IpcHelper, LateAnswerDoesNotShiftTheFollowingOnes) {
     const struct {
         const char* name;
         int stall_seconds;
+        int answer_ms = 1;
         const char* read;  // the values, "-" for none
     } rows[] = {
         {.name = "no stall", .stall_seconds = 0, .read = "0 1 2 3 4 5 "},
@@ -201,6 +202,7 @@ TEST_F(IpcHelper, LateAnswerDoesNotShiftTheFollowingOnes) {
         {.name = "late by a second", .stall_seconds = 21, .read = "- 1 2 3 4 5 "},
         {.name = "late by several", .stall_seconds = 27, .read = "- 1 2 3 4 5 "},
         {.name = "two are late", .stall_seconds = 45, .read = "- - 2 3 4 5 "},
+        {.name = "late, and slow from then on", .stall_seconds = 19, .answer_ms = 1300, .read = "- 1 2 3 4 5 "},
     };
     for (int i = 0; i < 6; ++i) bus.store["/" + std::to_string(i)] = std::to_string(i);
 
@@ -208,6 +210,7 @@ TEST_F(IpcHelper, LateAnswerDoesNotShiftTheFollowingOnes) {
         SCOPED_TRACE(row.name);
         fake_clock::reset();
         bus.busy_until_ns = fake_clock::now_ns + row.stall_seconds * fake_clock::second_ns;
+        bus.answer_ns = row.answer_ms * 1'000'000;
         std::string read;
 
         for (int i = 0; i < 6; ++i) {

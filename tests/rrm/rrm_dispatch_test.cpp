@@ -120,37 +120,6 @@ TEST_F(RrmDispatch, MessagesPutAsideDoNotWaitForOthers) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
 }
 
-TEST_F(RrmDispatch, SubscriptionIsRepeatedWithGrowingDelay) {
-    EXPECT_EQ(effects_of(link("connected")), "subscribe-request ");
-    EXPECT_EQ(pass_until(400),
-              "30 subscribe-request 90 subscribe-request 210 subscribe-request "
-              "330 subscribe-request ");
-    receive(rrm("subscribe-response", R"("status":"Success")"));
-    EXPECT_TRUE(there(flag_files::connected));
-    EXPECT_EQ(pass_until(200), "");
-    receive(link("disconnected"));
-    EXPECT_FALSE(there(flag_files::connected));
-    EXPECT_EQ(pass_until(200), "");
-}
-
-TEST_F(RrmDispatch, AnswersOtherThanSuccess) {
-    receive(link("connected"));
-    sent();
-    receive(rrm("subscribe-response", R"("code":503)"));
-    EXPECT_EQ(pass_until(40), "30 subscribe-request ") << "no status, nothing changes";
-    receive(rrm("subscribe-response", R"("status":"error","code":503)"));
-    EXPECT_EQ(pass_until(130), "120 subscribe-request ");
-    receive(link("connected"));
-    sent();
-    for (const char* expected : {"60 subscribe-request ", "120 subscribe-request ", "120 subscribe-request "}) {
-        receive(rrm("subscribe-response", R"("status":"error","code":503)"));
-        EXPECT_EQ(pass_until(120).substr(0, 22), std::string(expected).substr(0, 22));
-    }
-    receive(rrm("subscribe-response", R"("status":"error","code":500)"));
-    EXPECT_EQ(pass_until(300), "") << "given up until the next connection";
-    EXPECT_FALSE(there(flag_files::connected));
-}
-
 TEST_F(RrmDispatch, SuccessTakesDomainAndSettings) {
     receive(link("connected"));
     sent();
@@ -161,16 +130,6 @@ TEST_F(RrmDispatch, SuccessTakesDomainAndSettings) {
     EXPECT_NE(texts_sent_by(rrm("rrm-request-mode"))[0].find(R"("domain":"other")"), std::string::npos);
     EXPECT_EQ(effects_of(rrm("subscribe-response", R"("status":"success","config":[1])")), "")
         << "only an object is a configuration";
-}
-
-TEST_F(RrmDispatch, WaitsForHostapdToSubscribe) {
-    drv->initialized = false;
-    receive(link("connected"));
-    EXPECT_EQ(pass_until(100), "");
-    drv->sentry_all = true;
-    EXPECT_EQ(effects_of(link("connected")), "subscribe-request ") << "widsd in sentry mode serves as well";
-    drv->sentry_all = false;
-    EXPECT_EQ(pass_until(40), "");
 }
 
 TEST_F(RrmDispatch, MessagesThatChangeNothing) {
@@ -237,20 +196,6 @@ TEST_F(RrmDispatch, MessagesWaitForTheEndOfAScan) {
     EXPECT_EQ(drv->take(), "fbt begin, fbt finish, ");
     worker->process();
     EXPECT_EQ(sent(), "unsubscribe-request unlink ");
-}
-
-TEST_F(RrmDispatch, AskingAboutTheRadiosEndsAScan) {
-    drv->scan_seconds = 5;
-    receive(rrm("rrm-update"));
-    drv->take();
-    fake_log::reset();
-    receive(rrm("Rrm-Request-Mode"));
-    EXPECT_TRUE(
-        fake_log::take().starts_with("debug Got Rrm-Request-Mode. turning off the current "
-                                     "scan.\n"));
-    EXPECT_EQ(drv->take(), "stop scan, ");
-    EXPECT_EQ(sent(), "rrm-mode-response ");
-    EXPECT_EQ(pass_until(60), "") << "the scan's timer is gone";
 }
 
 TEST_F(RrmDispatch, HostileSizesAreRefused) {

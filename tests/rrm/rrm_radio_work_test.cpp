@@ -74,15 +74,6 @@ TEST_F(RrmReports, EmptyEnvironmentAndLostHostapd) {
     EXPECT_TRUE(scan(true).at(0).ends_with(R"("rf-environment":[]})")) << "nothing is left over";
 }
 
-TEST_F(RrmReports, WaitingReportSurvivesAnUpdate) {
-    drv->heard = {{heard(1, 2, 1, 20, 0)}};
-    receive(rrm("rrm-update", R"("norda-rrm-scanning":1,"rrm-scan-delay":10)"));
-    EXPECT_EQ(pass_until(12), "") << "the scan has ended, its report waits";
-    receive(rrm("rrm-update", R"("norda-rrm-scanning":1,"rrm-scan-delay":100)"));
-    EXPECT_EQ(pass_until(50), "10 rrm-response ");
-    EXPECT_EQ(pass_until(152), "152 rrm-response ") << "after the new one's own delays";
-}
-
 TEST_F(RrmReports, DriverEventsAreReportedOnce) {
     drv->events = {{2}};
     worker->process();

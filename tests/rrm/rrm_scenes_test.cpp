@@ -26,6 +26,13 @@ class RrmScenes : public RrmTest {
             {"disconnect", [this] { receive(link("disconnected")); }},
             {"accept", [this] { receive(rrm("subscribe-response", R"("status":"success")")); }},
             {"later", [this] { receive(rrm("subscribe-response", R"("status":"error","code":503)")); }},
+            {"refuse", [this] { receive(rrm("subscribe-response", R"("status":"error","code":500)")); }},
+            {"no-status", [this] { receive(rrm("subscribe-response", R"("code":503)")); }},
+            {"pid-comes",
+             [this] {
+                 touch(flag_files::hostapd_pid);
+                 look();
+             }},
             {"scan", [this] { receive(rrm("rrm-update")); }},
             {"scan-in-5", [this] { receive(rrm("rrm-update", R"("rrm-scan-delay":5)")); }},
             {"rrm-scan", [this] { receive(rrm("rrm-update", R"("norda-rrm-scanning":1)")); }},
@@ -113,10 +120,12 @@ TEST_F(RrmScenes, AreToldStepByStep) {
         const char* told;
     } rows[] = {
         {.name = "retries until an answer, none without a link",
-         .script = "connect +100 accept +200 disconnect +200",
+         .script = "connect +340 accept flag +200 disconnect flag +200",
          .told = "subscribe-request "
                  "+30 subscribe-request "
-                 "+90 subscribe-request "},
+                 "+90 subscribe-request "
+                 "+210 subscribe-request "
+                 "+330 subscribe-request subscribed not subscribed "},
         {.name = "a second \"connected\" starts the retries anew",
          .script = "connect +10 connect +31",
          .told = "subscribe-request subscribe-request "
@@ -221,6 +230,31 @@ TEST_F(RrmScenes, AreToldStepByStep) {
         {.name = "subscribes when widsd is in sentry mode",
          .script = "not-running sentry connect",
          .told = "subscribe-request "},
+        {.name = "an answer without a status is none",
+         .script = "connect no-status +40",
+         .told = "subscribe-request "
+                 "+30 subscribe-request "},
+        {.name = "503 doubles the delay up to two minutes, another code ends it",
+         .script = "connect later +60 later +120 later +120 refuse +300 flag",
+         .told = "subscribe-request "
+                 "+60 subscribe-request "
+                 "+120 subscribe-request "
+                 "+120 subscribe-request not subscribed "},
+        {.name = "no subscription without hostapd", .script = "not-running connect +100", .told = ""},
+        {.name = "a report that waits survives an update",
+         .script = "hears rrm-scan-in-5 +8 rrm-scan-in-5 +30",
+         .told = "+5 stop scan, start rrm, "
+                 "+7 stop scan, read rrm, "
+                 "+4 rrm-response with neighbours "
+                 "+5 stop scan, start rrm, "
+                 "+7 stop scan, read rrm, "
+                 "+12 rrm-response with neighbours "},
+        {.name = "the pid file alone keeps the old time",
+         .script = "hostapd-goes +30 pid-comes +40 hostapd-goes",
+         .told = "off, reset, inactive "},
+        {.name = "a notice starts a new minute",
+         .script = "hostapd-goes +50 hostapd-comes hostapd-goes +50 look",
+         .told = "off, reset, on, reset, init, stop all, off, reset, "},
     };
 
     for (const auto& row : rows) {

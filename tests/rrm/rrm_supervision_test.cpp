@@ -81,44 +81,6 @@ TEST_F(RrmSupervision, TimeZoneIsTakenUpWhenItsFileTells) {
     tzset();
 }
 
-TEST_F(RrmSupervision, HostapdIsWaitedForAMinute) {
-    subscribe();
-    receive(rrm("rrm-update", R"("rrm-scan-delay":5)"));
-    hostapd(false);
-    fake_log::reset();
-    EXPECT_TRUE(keeps());
-    EXPECT_EQ(fake_log::take(),
-              "debug Hostapd is not running, waiting for restart\n"
-              "debug process_hostapd_stopped : deinitializing\n");
-    EXPECT_EQ(drv->take(), "off, reset, ");
-    EXPECT_EQ(pass_until(60) + drv->take(), "") << "the scan's timer is gone";
-    EXPECT_TRUE(keeps());
-    fake_clock::advance(1);
-    fake_log::take();
-    EXPECT_FALSE(keeps());
-    EXPECT_EQ(fake_log::take(), "debug Hostapd has not restarted\n");
-    worker->on_stop();
-    EXPECT_EQ(drv->take(), "stop all, ");
-    touch(flag_files::hostapd_started);
-    touch(flag_files::notify);
-    hostapd(true);
-    EXPECT_TRUE(keeps());
-    EXPECT_EQ(sent(), "rrm-config-changed ");
-    hostapd(false);
-    EXPECT_TRUE(keeps()) << "a new minute";
-}
-
-TEST_F(RrmSupervision, PidFileThatComesBackWithoutNoticeKeepsTheOldStopTime) {
-    hostapd(false);
-    EXPECT_TRUE(keeps());
-    fake_clock::advance(30);
-    hostapd(true);
-    EXPECT_TRUE(keeps());
-    fake_clock::advance(40);
-    hostapd(false);
-    EXPECT_FALSE(keeps());
-}
-
 TEST_F(RrmSupervision, LeavingTheActiveStateCleansUp) {
     drv->radios_up = true;
     receive(rrm("rrm-info", R"("use-80211r":1)"));

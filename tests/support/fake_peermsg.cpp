@@ -75,7 +75,7 @@ int peermsg_msg_send(peermsg_ctx* ctx, const char* text, uint8_t peer, size_t le
     ctx->request.assign(text, length);
     bus.record += "send " + std::to_string(peer) + " " + std::string(text, length) + ", ";
     if (bus.busy_until_ns != 0) {
-        bus.busy_until_ns = std::max<std::int64_t>(bus.busy_until_ns, fake_clock::now_ns) + 1'000'000;
+        bus.busy_until_ns = std::max<std::int64_t>(bus.busy_until_ns, fake_clock::now_ns) + bus.answer_ns;
         bus.answers.emplace_back(bus.busy_until_ns, answer_to(ctx->request));
     }
     return 0;

@@ -23,9 +23,10 @@ struct state {
     std::string answer = R"({"status":"ok"})";
     // When set, what every request is answered with.
     std::function<std::string(const std::string& request)> answer_all;
-    // When set, answers are made one after the other, a millisecond each, and from this time of the
+    // When set, answers are made one after the other, each in its time, and from this time of the
     // moved clock on: a local daemon that has stalled until then.
     std::int64_t busy_until_ns = 0;
+    std::int64_t answer_ns = 1'000'000;
     std::deque<std::pair<std::int64_t, std::string>> answers;  // with the times at which they come
 };
 
