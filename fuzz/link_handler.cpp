@@ -69,8 +69,9 @@ class link_session {
 
     // The loop's order: every connection is left before the next is tried.
     void connect() {
-        if (linked_) disconnect();
-        expected_.push_back(notice(false));
+        // What the end of the last connection told need not be told again.
+        if (!linked_) expected_.push_back(notice(false));
+        disconnect();
         // Waiting takes everything: it lasts for more passes than a script has lines.
         for (const auto& text : to_send_) act_on_link_command(text);
         to_send_.clear();

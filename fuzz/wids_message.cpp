@@ -64,7 +64,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const rfcd::running_flag running = true;
     rfcd::safe_queue in;
     rfcd::safe_queue out;
-    const helper ipc;
+    const helper ipc(&running);
     rfcd::wids_worker worker(out, in, ipc, our_list, &running);
     fuzz::play_lines(fuzz::text_of(data, size), [&](std::string_view line) {
         if (line.starts_with('=')) {
