@@ -1,9 +1,14 @@
 // The access point kept up for a person to play with.
+#include <algorithm>
 #include <atomic>
+#include <charconv>
 #include <deque>
 #include <iostream>
+#include <mutex>
 #include <sstream>
+#include <string_view>
 #include <thread>
+#include <utility>
 
 #include "lab/child_process.h"
 #include "lab/rrm_report.h"
@@ -28,16 +33,12 @@ class playground {
     ~playground() {
         stopping_ = true;
         listener_.join();
-        world_.agent->stop();
+        if (world_.agent->process().running()) world_.agent->stop();
     }
 
     void help() const {
         story_.add("", "", "{...}                  send this JSON message to the daemon");
-        for (const auto& w : words) {
-            story_.add(
-                "", "",
-                std::string(w.word).append(23 - std::string(w.word).size(), ' ') + w.meaning);
-        }
+        for (const auto& w : words) story_.add("", "", usage_of(w));
         story_.add("", "", "quit                   end everything");
     }
 
@@ -47,35 +48,65 @@ class playground {
             world_.cloud.send(line);
             return;
         }
+        if (line == "help") {
+            help();
+            return;
+        }
         for (const auto& w : words) {
             const std::string word = w.word;
             if (line != word && line.rfind(word + " ", 0) != 0) continue;
-            std::istringstream rest(line.substr(word.size()));
-            (this->*w.act)(rest);
+            const auto rest = arguments{line.substr(word.size())};
+            const bool misused = rest.empty() ? w.needs_argument : *w.argument == '\0';
+            if (misused || !(this->*w.act)(rest)) story_.add("", "", "usage: " + usage_of(w));
             return;
         }
-        if (line == "help") {
-            help();
-        } else {
-            story_.add("", "", "no such word; \"help\" lists them");
-        }
+        story_.add("", "", "no such word; \"help\" lists them");
     }
 
   private:
+    // What stands behind a word, without the blanks around it.
+    class arguments {
+      public:
+        explicit arguments(const std::string& text) {
+            const auto first = text.find_first_not_of(" \t");
+            if (first == std::string::npos) return;
+            text_ = text.substr(first, text.find_last_not_of(" \t") - first + 1);
+        }
+        bool empty() const { return text_.empty(); }
+        const std::string& whole() const { return text_; }
+        std::string first() const { return text_.substr(0, text_.find_first_of(" \t")); }
+        // What follows the first word, blanks inside it included.
+        arguments after_first() const { return arguments{text_.substr(first().size())}; }
+
+      private:
+        std::string text_;
+    };
+
     struct row {
         const char* word;
+        const char* argument;  // how the help names it; empty for a word without one
+        bool needs_argument;
         const char* meaning;
-        void (playground::*act)(std::istream& rest);
+        bool (playground::*act)(const arguments& rest);  // false when it was misused
     };
-    static const row words[17];
+    static const row words[19];
+
+    static std::string usage_of(const row& w) {
+        std::string usage = w.word;
+        if (*w.argument != '\0') usage += std::string(" ") + w.argument;
+        usage.resize(std::max<std::size_t>(usage.size() + 1, 23), ' ');
+        return usage + w.meaning;
+    }
 
     // As a service that accepts every access point would.
     void answer_subscriptions() {
         while (!stopping_) {
+            tell_of_the_end();
             const auto message = world_.cloud.received().take(100ms);
             if (!message) continue;
             if (message->find("\"subscribe-request\"") != std::string::npos) {
-                world_.cloud.send(message::subscribed());
+                world_.cloud.send(later_.exchange(false) ? message::try_later()
+                                                         : message::subscribed());
             }
             for (const auto& line : describe_radios(*message)) story_.add("", "", line);
             if (message->find("\"rf-environment\"") == std::string::npos) continue;
@@ -83,43 +114,94 @@ class playground {
         }
     }
 
-    void update(std::istream&) { world_.cloud.send(message::update(true)); }
-    void scan(std::istream&) { world_.cloud.send(message::update(false)); }
-    void mode(std::istream&) { world_.cloud.send(message::request_mode()); }
-    void info(std::istream&) { world_.cloud.send(message::move_radio(1, 44, 80, "ul", 14)); }
-    void neighbour(std::istream&) {
-        world_.cloud.send(message::neighbour("02:00:00:00:05:15", 36, 5));
+    // Once for each end of the daemon.
+    void tell_of_the_end() {
+        const std::lock_guard guard(agent_lock_);
+        const auto status = world_.agent->process().status();
+        if (!status || std::exchange(ended_, true)) return;
+        story_.add("rfcd", "",
+                   "ended with status " + std::to_string(*status) +
+                       "; \"log\" shows its last lines, \"start\" starts it again");
     }
-    void fbt(std::istream&) {
-        world_.cloud.send(message::use_80211r(true));
-        world_.cloud.send(message::fast_transition(1, 0, 2));
+
+    bool start(const arguments&) {
+        const std::lock_guard guard(agent_lock_);
+        if (world_.agent->process().running()) {
+            story_.add("rfcd", "", "is running");
+            return true;
+        }
+        world_.start_daemon();
+        access_point::notify("hostapd_started");
+        ended_ = false;
+        return true;
     }
-    void later(std::istream&) { world_.cloud.send(message::try_later()); }
-    void drop(std::istream&) { world_.cloud.reset_all(); }
-    void down(std::istream&) { world_.cloud.go_down(); }
-    void up(std::istream&) { world_.cloud.come_up(); }
-    void hostapd_stop(std::istream&) { world_.point.stop_hostapd(); }
-    void hostapd_start(std::istream&) { world_.point.start_hostapd(); }
-    void notify(std::istream& rest) {
-        std::string name;
-        rest >> name;
-        access_point::notify(name);
+
+    bool send(const std::string& text) {
+        world_.cloud.send(text);
+        return true;
     }
-    void set(std::istream& rest) {
-        std::string path;
-        std::string value;
-        rest >> path >> value;
-        world_.point.store.set(path, value);
+    bool update(const arguments&) { return send(message::update(true)); }
+    bool scan(const arguments&) { return send(message::update(false)); }
+    bool mode(const arguments&) { return send(message::request_mode()); }
+    bool info(const arguments&) { return send(message::move_radio(1, 44, 80, "ul", 14)); }
+    bool neighbour(const arguments&) {
+        return send(message::neighbour("02:00:00:00:05:15", 36, 5));
     }
-    void list(std::istream& rest) {
-        std::string ifname;
-        rest >> ifname;
-        story_.add("hostapd", "", world_.point.neighbours(ifname));
+    bool fbt(const arguments&) {
+        return send(message::use_80211r(true)) && send(message::fast_transition(1, 0, 2));
     }
-    void shell(std::istream& rest) {
-        std::string command;
-        std::getline(rest, command);
-        child_process child({"sh", "-c", command}, "/tmp/sh.out");
+    bool later(const arguments&) {
+        later_ = true;
+        story_.add("cloud", "", "answers the next subscription with 503");
+        return true;
+    }
+    bool drop(const arguments&) {
+        world_.cloud.reset_all();
+        return true;
+    }
+    bool down(const arguments&) {
+        world_.cloud.go_down();
+        return true;
+    }
+    bool up(const arguments&) {
+        world_.cloud.come_up();
+        return true;
+    }
+    bool hostapd_stop(const arguments&) {
+        world_.point.stop_hostapd();
+        return true;
+    }
+    bool hostapd_start(const arguments&) {
+        world_.point.start_hostapd();
+        return true;
+    }
+    bool notify(const arguments& rest) {
+        constexpr std::string_view names[] = {"hostapd_started", "widsd_started", "config_updated",
+                                              "timezone_changed"};
+        if (std::find(std::begin(names), std::end(names), rest.whole()) == std::end(names)) {
+            return false;
+        }
+        access_point::notify(rest.whole());
+        return true;
+    }
+    bool get(const arguments& rest) {
+        const auto value = world_.point.store.get(rest.whole());
+        story_.add("store", "", value.value_or("has no " + rest.whole()));
+        return true;
+    }
+    bool set(const arguments& rest) {
+        const auto value = rest.after_first();
+        if (value.empty()) return false;
+        world_.point.store.set(rest.first(), value.whole());
+        return true;
+    }
+    bool list(const arguments& rest) {
+        const std::string neighbours = world_.point.neighbours(rest.whole());
+        story_.add("hostapd", "", neighbours.empty() ? "holds no neighbours" : neighbours);
+        return true;
+    }
+    bool shell(const arguments& rest) {
+        child_process child({"sh", "-c", rest.whole()}, "/tmp/sh.out");
         const auto status = child.wait(60s);
         std::istringstream all(read_file("/tmp/sh.out"));
         for (std::string line; std::getline(all, line);) story_.add("sh", "", line);
@@ -128,11 +210,14 @@ class playground {
         } else if (*status != 0) {
             story_.add("sh", "", "status " + std::to_string(*status));
         }
+        return true;
     }
     // The library's own lines are too many to read.
-    void log(std::istream& rest) {
+    bool log(const arguments& rest) {
         std::size_t most = 20;
-        rest >> most;
+        const char* const end = rest.whole().data() + rest.whole().size();
+        if (!rest.empty() && std::from_chars(rest.whole().data(), end, most).ptr != end)
+            return false;
         std::istringstream all(world_.agent->log());
         std::deque<std::string> last;
         for (std::string line; std::getline(all, line);) {
@@ -141,32 +226,42 @@ class playground {
             if (last.size() > most) last.pop_front();
         }
         for (const auto& line : last) story_.add("rfcd", "", line);
+        return true;
     }
 
     transcript& story_;
     service_world world_;
+    std::mutex agent_lock_;  // the daemon's process, and whether its end was told
+    bool ended_ = false;
+    std::atomic<bool> later_ = false;  // the next subscription is put off
     std::atomic<bool> stopping_ = false;
     std::thread listener_;
 };
 
 const playground::row playground::words[] = {
-    {"update", "active sweeps, one channel a band, and their report", &playground::update},
-    {"scan", "one RRM scan, and its report", &playground::scan},
-    {"mode", "ask for the description of the radios", &playground::mode},
-    {"info", "move wlan1 to channel 44 and set its power", &playground::info},
-    {"neighbour", "an 802.11k neighbour for the VAPs \"office\" of 5 GHz", &playground::neighbour},
-    {"fbt", "fast transition on, with two remote key holders", &playground::fbt},
-    {"later", "answer a subscription with code 503", &playground::later},
-    {"drop", "reset the connection", &playground::drop},
-    {"down", "the service goes away", &playground::down},
-    {"up", "the service comes back", &playground::up},
-    {"hostapd stop", "hostapd ends, its pid file goes", &playground::hostapd_stop},
-    {"hostapd start", "hostapd comes back, and says so", &playground::hostapd_start},
-    {"notify", "NAME: touch a notify file, such as config_updated", &playground::notify},
-    {"set", "PATH VALUE: change the configuration store", &playground::set},
-    {"list", "IFNAME: the neighbours that hostapd holds", &playground::list},
-    {"log", "[LINES]: the end of the daemon's log", &playground::log},
-    {"sh", "COMMAND: run a shell line beside the daemon", &playground::shell},
+    {"update", "", false, "active sweeps, one channel a band, and their report",
+     &playground::update},
+    {"scan", "", false, "one RRM scan, and its report", &playground::scan},
+    {"mode", "", false, "ask for the description of the radios", &playground::mode},
+    {"info", "", false, "move wlan1 to channel 44 and set its power", &playground::info},
+    {"neighbour", "", false, "an 802.11k neighbour for the VAPs \"office\" of 5 GHz",
+     &playground::neighbour},
+    {"fbt", "", false, "fast transition on, with two remote key holders", &playground::fbt},
+    {"later", "", false, "answer the next subscription with code 503", &playground::later},
+    {"drop", "", false, "reset the connection", &playground::drop},
+    {"down", "", false, "the service goes away", &playground::down},
+    {"up", "", false, "the service comes back", &playground::up},
+    {"start", "", false, "start the daemon again when it has ended", &playground::start},
+    {"hostapd stop", "", false, "hostapd ends, its pid file goes", &playground::hostapd_stop},
+    {"hostapd start", "", false, "hostapd comes back, and says so", &playground::hostapd_start},
+    {"notify", "NAME", true,
+     "touch a notify file: hostapd_started, widsd_started, config_updated, timezone_changed",
+     &playground::notify},
+    {"get", "PATH", true, "read the configuration store", &playground::get},
+    {"set", "PATH VALUE", true, "change the configuration store", &playground::set},
+    {"list", "IFNAME", true, "the neighbours that hostapd holds", &playground::list},
+    {"log", "[LINES]", false, "the end of the daemon's log", &playground::log},
+    {"sh", "COMMAND", true, "run a shell line beside the daemon", &playground::shell},
 };
 
 }  // namespace

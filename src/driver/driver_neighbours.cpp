@@ -47,6 +47,7 @@ void driver::add_rrm_nbr_ap(const char* bssid, const char* ssid, int channel, in
             is_secured(mode)) {
             bssid_info |= bssid_info_security;
         }
+        if (!guard()) return;  // told to stop meanwhile: no command is started any more
         if (set_rrm_nbr_ap_list(iface.c_str(), bssid, swap_bytes(bssid_info), channel, ssid,
                                 op_class, phy_type) != 0) {
             log_error(daemon_logger, "%s: add neighbor failed\n", "set_rrm_nbr_ap_list");

@@ -24,8 +24,12 @@ constexpr std::int64_t quiet_ms = 1000;
 constexpr std::uint32_t quiet_step_us = 10'000;
 constexpr std::int64_t longest_unrest_ms = 20'000;
 
-// An end of a wait within so much of the time-out is a time-out.
-constexpr std::int64_t timeout_tolerance_ms = 500;
+// A wait that ends without an answer after less than this has failed at once: nobody took the
+// request, and nobody owes an answer to it.
+constexpr std::int64_t failed_at_once_ms = 1000;
+
+// So many requests in a row with one answer each make up for answers that never came.
+constexpr int enough_single_answers = 3;
 
 constexpr const char* getconf_name = "int ipc_helper::getconf(const string&, std::string&) const";
 constexpr const char* update_skylark_name =
@@ -58,9 +62,10 @@ cfg_ptr ipc_helper::send_and_wait(cfg_tree* request, const char* answer_command,
     const char* text = cfg_serialize_compact(request);
     if (text == nullptr || is_stopping()) return nullptr;
 
-    peermsg_peer_start(bus_.get());
-    if (late_peers_.contains(peer)) {
-        take_until_quiet([](const bus_message& /*unasked*/) {});
+    const bool started = peermsg_peer_start(bus_.get()) == 0;
+    if (const auto late = late_peers_.find(peer); started && late != late_peers_.end()) {
+        take_until_quiet([&](const bus_message& /*unasked*/) { --late->second.answers; });
+        if (late->second.answers <= 0) late_peers_.erase(late);
     }
     cfg_ptr answer;
     if (!is_stopping()) {
@@ -82,26 +87,30 @@ cfg_ptr ipc_helper::wait_answer(const char* answer_command, std::uint8_t peer,
         return late_peers_.contains(peer) ? last_answer(std::move(answer), answer_command, peer)
                                           : std::move(answer);
     }
-    const auto waited_ms = monotonic_milliseconds() - start_ms;
-    if (waited_ms + timeout_tolerance_ms >= std::int64_t{reply_timeout_} * 1000) {
-        late_peers_.insert(peer);
+    if (monotonic_milliseconds() - start_ms >= failed_at_once_ms) {
+        ++late_peers_[peer].answers;
+    } else {
+        late_peers_.erase(peer);
     }
     return nullptr;
 }
 
-// The last of the answers of a late peer: those before it are to earlier requests. A single one
-// makes up for the lateness.
+// The last of the answers of a late peer: those before it are to earlier requests.
 cfg_ptr ipc_helper::last_answer(cfg_ptr answer, const char* answer_command,
                                 std::uint8_t peer) const {
-    bool single = true;
+    auto& late = late_peers_.at(peer);
+    int further = 0;
     take_until_quiet([&](const bus_message& message) {
         cfg_ptr later(cfg_parse_buffer(std::string(message.text()).c_str()));
         const char* command = cfg_get_param(later.get(), "command");
         if (command == nullptr || std::strcmp(command, answer_command) != 0) return;
         answer = std::move(later);
-        single = false;
+        ++further;
     });
-    if (single) late_peers_.erase(peer);
+
+    late.answers -= further;
+    late.single = further == 0 ? late.single + 1 : 0;
+    if (late.answers <= 0 || late.single >= enough_single_answers) late_peers_.erase(peer);
     return answer;
 }
 

@@ -9,13 +9,14 @@
 //
 // Answers carry nothing that tells which request they answer. After a time-out the answer may still
 // come, and would be taken for that to the next request, and so on for ever. So a peer that has let
-// a request time out is late: what comes from it unasked is dropped, and of several answers the
-// last one counts, until a request has had exactly one answer.
+// a request time out owes answers: what comes from it unasked is dropped, and of several answers
+// the last one counts, until it owes none, or several requests in a row have had exactly one
+// answer.
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -102,8 +103,14 @@ class ipc_helper {
     mutable peermsg_settings settings_{PEERMSG_SETTINGS_CODE,
                                        {}};  // the library's, as long as bus_
     const std::unique_ptr<peermsg_ctx, release_bus> bus_;
-    const std::uint32_t reply_timeout_ = 20;     // seconds
-    mutable std::set<std::uint8_t> late_peers_;  // an answer to an earlier request may still come
+    const std::uint32_t reply_timeout_ = 20;  // seconds
+
+    // What a peer owes that has let a request time out.
+    struct debt {
+        int answers = 0;  // to earlier requests, which may still come
+        int single = 0;   // requests in a row that had one answer
+    };
+    mutable std::map<std::uint8_t, debt> late_peers_;
 };
 
 }  // namespace rfcd

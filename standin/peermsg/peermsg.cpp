@@ -60,7 +60,8 @@ frame_block wait_new_text(peermsg_ctx& ctx, clock_type::time_point deadline) {
         if (auto frame = next_text(ctx)) return frame;
         const auto left =
             std::chrono::ceil<std::chrono::milliseconds>(deadline - clock_type::now());
-        if (ctx.loop == 0 || ctx.untaken || left.count() <= 0) return {};
+        if (std::exchange(ctx.untaken, false)) return {};
+        if (ctx.loop == 0 || left.count() <= 0) return {};
         ctx.interrupted = ctx.connection.wait_readable(left) == readiness::interrupted;
         if (ctx.interrupted) return {};
     }

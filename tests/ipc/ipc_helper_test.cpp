@@ -202,6 +202,7 @@ TEST_F(IpcHelper, LateAnswerDoesNotShiftTheFollowingOnes) {
         {.name = "late by a second", .stall_seconds = 21, .read = "- 1 2 3 4 5 "},
         {.name = "late by several", .stall_seconds = 27, .read = "- 1 2 3 4 5 "},
         {.name = "two are late", .stall_seconds = 45, .read = "- - 2 3 4 5 "},
+        {.name = "the late answer comes alone", .stall_seconds = 21, .answer_ms = 1500, .read = "- 0 2 3 4 5 "},
         {.name = "late, and slow from then on", .stall_seconds = 19, .answer_ms = 1300, .read = "- 1 2 3 4 5 "},
     };
     for (int i = 0; i < 6; ++i) bus.store["/" + std::to_string(i)] = std::to_string(i);
@@ -218,13 +219,15 @@ TEST_F(IpcHelper, LateAnswerDoesNotShiftTheFollowingOnes) {
             helper->getconf("/" + std::to_string(i), value);
             read += value + " ";
         }
-        fake_clock::pauses.clear();
         std::string value;
-        helper->getconf("/0", value);
+        for (int i = 0; i < 3; ++i) {
+            fake_clock::pauses.clear();
+            helper->getconf("/0", value);
+        }
 
         EXPECT_EQ(read, row.read);
         EXPECT_EQ(value, "0");
-        EXPECT_TRUE(fake_clock::pauses.empty()) << "after one quiet moment the peer is trusted again";
+        EXPECT_TRUE(fake_clock::pauses.empty()) << "the peer is trusted again";
     }
 }
 

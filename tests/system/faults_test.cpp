@@ -275,6 +275,13 @@ TEST(RrmEnds, StopInEveryState) {
                  world.cloud.send(message::neighbour("02:00:00:00:00:01", 36, 5));
              },
          .logged = "Execute del neighbor list"},
+        {.name = "the broker hangs",
+         .enter =
+             [&] {
+                 world.broker.process().signal(SIGSTOP);
+                 world.cloud.send(message::request_mode());
+             },
+         .logged = nullptr},
         {.name = "a scan runs",
          .enter = [&] { world.cloud.send(message::update(true)); },
          .logged = "Start active scanning for radio 'wlan2'"},
@@ -294,6 +301,7 @@ TEST(RrmEnds, StopInEveryState) {
 
         EXPECT_EQ(ending.status, 0);
         EXPECT_LT(ending.time, 2s * TIME_SCALE);
+        world.broker.process().signal(SIGCONT);
         world.point.config.set_mood(mood::helpful);
         world.point.network.set_mood(mood::helpful);
         if (std::filesystem::exists("/run/hostapd.pid")) {
