@@ -9,12 +9,27 @@
 
 namespace standin {
 
+namespace {
+
+constexpr std::chrono::seconds look_interval{1};
+
+}  // namespace
+
 rotating_file::rotating_file(std::string path, std::size_t max_bytes, unsigned old_files)
     : path_(std::move(path)), max_bytes_(max_bytes), old_files_(old_files) {}
 
 rotating_file::~rotating_file() { close(); }
 
 bool rotating_file::write_line(std::string_view line) {
+    if (line.size() <= max_bytes_) return append(line);
+
+    std::string cut(line.substr(0, max_bytes_ - cut_mark.size()));
+    cut += cut_mark;
+    return append(cut);
+}
+
+bool rotating_file::append(std::string_view line) {
+    look_up();
     if (!ready_for(line.size())) return false;
     const ssize_t written = ::write(descriptor_, line.data(), line.size());
     if (written == static_cast<ssize_t>(line.size())) {
@@ -29,6 +44,15 @@ bool rotating_file::write_line(std::string_view line) {
     return false;
 }
 
+void rotating_file::look_up() {
+    if (descriptor_ == -1 || clock_type::now() < next_look_) return;
+
+    struct stat now {};
+    const bool there = stat(path_.c_str(), &now) == 0;
+    if (!there || now.st_dev != opened_.st_dev || now.st_ino != opened_.st_ino) close();
+    next_look_ = clock_type::now() + look_interval;
+}
+
 bool rotating_file::ready_for(std::size_t bytes) {
     if (descriptor_ == -1 && !open()) return false;
     if (size_ == 0 || size_ + bytes <= max_bytes_) return true;
@@ -41,12 +65,12 @@ bool rotating_file::open() {
     descriptor_ =
         ::open(path_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0640);
     if (descriptor_ == -1) return false;
-    struct stat status {};
-    if (fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (fstat(descriptor_, &opened_) != 0 || !S_ISREG(opened_.st_mode)) {
         close();
         return false;
     }
-    size_ = static_cast<std::size_t>(status.st_size);
+    size_ = static_cast<std::size_t>(opened_.st_size);
+    next_look_ = clock_type::now() + look_interval;
     return true;
 }
 

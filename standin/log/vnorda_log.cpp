@@ -3,7 +3,8 @@
 //
 // The file is rotated at 1 MiB and three old ones are kept. Nothing here stops the daemon: a line
 // that neither place takes is counted, and the count is written in front of the next line that
-// gets through. A reader of standard error that stalls costs at most one short wait.
+// gets through. A reader of standard error that stalls costs at most one short wait; the line that
+// it tore is ended before the next one.
 #include "platform/vnorda_log.h"
 
 #include <poll.h>
@@ -30,6 +31,7 @@ struct log_state {
     std::optional<standin::rotating_file> file;
     unsigned long lost_lines = 0;
     bool stderr_stalled = false;
+    bool stderr_torn = false;  // the last line there has no end
 };
 
 // Never destroyed: threads may log while the process ends.
@@ -38,27 +40,41 @@ log_state& state() {
     return only;
 }
 
-bool write_to_stderr(std::string_view line) {
+// How much of `text` standard error took.
+std::size_t write_to_stderr(std::string_view text) {
     auto& log = state();
-    while (!line.empty()) {
+    std::size_t done = 0;
+    while (done < text.size()) {
         pollfd out{STDERR_FILENO, POLLOUT, 0};
         const int ready = poll(&out, 1, log.stderr_stalled ? 0 : stall_wait_ms);
         if (ready < 0 && errno == EINTR) continue;
         if (ready != 1) {
             log.stderr_stalled = true;
-            return false;
+            break;
         }
-        const ssize_t written = write(STDERR_FILENO, line.data(), line.substr(0, pipe_atom).size());
-        if (written <= 0) return false;
-        line.remove_prefix(static_cast<std::size_t>(written));
+        const auto piece = text.substr(done, pipe_atom);
+        const ssize_t written = write(STDERR_FILENO, piece.data(), piece.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) break;
+        done += static_cast<std::size_t>(written);
     }
-    log.stderr_stalled = false;
-    return true;
+    return done;
+}
+
+bool write_line_to_stderr(std::string_view line) {
+    auto& log = state();
+    const std::string text = (log.stderr_torn ? "\n" : "") + std::string(line);
+
+    const std::size_t done = write_to_stderr(text);
+    if (done == 0) return false;
+    log.stderr_torn = done < text.size();
+    if (!log.stderr_torn) log.stderr_stalled = false;
+    return !log.stderr_torn;
 }
 
 bool write_anywhere(std::string_view line) {
     auto& log = state();
-    return (log.file && log.file->write_line(line)) || write_to_stderr(line);
+    return (log.file && log.file->write_line(line)) || write_line_to_stderr(line);
 }
 
 }  // namespace
