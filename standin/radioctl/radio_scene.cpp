@@ -79,7 +79,8 @@ int scene_channel::centre() const {
     // The channels of a block are 4 numbers apart; its centre is half the block above the first's
     // lower edge.
     if (width != 40 && width != 80) return channel;
-    return channel + (width / 20 - 1) * 2 - 4 * position();
+    const int offset = (width / 20 - 1) * 2 - 4 * position();
+    return static_cast<int>(std::int64_t{channel} + offset);
 }
 
 const scene_radio* radio_scene::radio(std::string_view name) const {

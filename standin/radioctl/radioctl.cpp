@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <memory>
 #include <string>
@@ -78,7 +79,12 @@ void put_u32(std::uint8_t* at, std::uint32_t value) {
     for (int i = 0; i < 4; ++i) at[i] = static_cast<std::uint8_t>(value >> (8 * i));
 }
 
-void put_i32(std::uint8_t* at, int value) { put_u32(at, static_cast<std::uint32_t>(value)); }
+// A number that the field cannot hold becomes the nearest one that it can.
+void put_i32(std::uint8_t* at, std::int64_t value) {
+    using limits = std::numeric_limits<std::int32_t>;
+    value = std::clamp<std::int64_t>(value, limits::min(), limits::max());
+    put_u32(at, static_cast<std::uint32_t>(value));
+}
 
 // The bandwidth as text; with a fault, digits that fill the field and have no end.
 void put_bandwidth(std::uint8_t* at, std::size_t size, int width, bool endless) {
@@ -88,8 +94,8 @@ void put_bandwidth(std::uint8_t* at, std::size_t size, int width, bool endless) 
 
 // IEEE 802.11 channel starting frequencies.
 std::uint32_t frequency_of(const scene_channel& c) {
-    const int start = c.band == 2 ? 2407 : c.band == 5 ? 5000 : 5950;
-    return static_cast<std::uint32_t>(start + 5 * c.channel);
+    const std::int64_t start = c.band == 2 ? 2407 : c.band == 5 ? 5000 : 5950;
+    return static_cast<std::uint32_t>(start + 5 * std::int64_t{c.channel});
 }
 
 void fill_active_entry(std::uint8_t* entry, const scene_neighbour& n, bool endless) {
@@ -119,7 +125,7 @@ void fill_rrm_entry(std::uint8_t* entry, const scene_neighbour& n) {
     const auto chanspec = chanspec_of(n);
     entry[RADIOCTL_RRM_ENTRY_CHANSPEC] = static_cast<std::uint8_t>(chanspec);
     entry[RADIOCTL_RRM_ENTRY_CHANSPEC + 1] = static_cast<std::uint8_t>(chanspec >> 8);
-    put_i32(entry + RADIOCTL_RRM_ENTRY_RSSI_SUM, n.rssi * rssi_samples);
+    put_i32(entry + RADIOCTL_RRM_ENTRY_RSSI_SUM, std::int64_t{n.rssi} * rssi_samples);
     put_i32(entry + RADIOCTL_RRM_ENTRY_SAMPLES, rssi_samples);
 }
 

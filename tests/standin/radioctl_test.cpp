@@ -14,10 +14,11 @@ namespace {
 
 TEST(Radioctl, RadiosHearTheirBandOnTheChannelsThatAreScanned) {
     std::filesystem::create_directories("/run/radioctl");
-    lab::write_file(standin::scene_path, R"({"radios":[{"name":"wlan1","band":5,"channel":44,"width":80,)"
-                                         R"("sideband":"ul"}],"neighbours":[{"bssid":"02:00:00:00:00:0a","band":5,)"
-                                         R"("channel":40,"width":40,"sideband":"upper","rssi":-61,"power":17},)"
-                                         R"({"bssid":"02:00:00:00:00:0b","band":2,"channel":6,"width":20}]})");
+    lab::write_file(standin::scene_path, R"({"radios":[
+        {"name":"wlan1","band":5,"channel":44,"width":80,"sideband":"ul"}],"neighbours":[
+        {"bssid":"02:00:00:00:00:0a","band":5,"channel":40,"width":40,"sideband":"upper","rssi":-61,"power":17},
+        {"bssid":"02:00:00:00:00:0b","band":2,"channel":6,"width":20},
+        {"bssid":"02:00:00:00:00:0c","band":5,"channel":2000000000,"width":20,"rssi":2000000000}]})");
     radioctl_ctx ctx{};
     const auto active = [&] {
         radioctl_scan_results results;
@@ -35,25 +36,40 @@ TEST(Radioctl, RadiosHearTheirBandOnTheChannelsThatAreScanned) {
     EXPECT_EQ(radioctl_get_radio_info(&ctx, "wlan1", info.data()), 0);
     EXPECT_EQ(rfcd::chanspec_of(rfcd::read_radio_info(info)), 44 | 0x2200);
     EXPECT_LT(radioctl_get_radio_info(&ctx, "wlan0", info.data()), 0) << "no such radio";
+
     radioctl_scan_params params{};
     const std::uint32_t frequencies[] = {5180, 5200};
     params.frequencies = frequencies;
     EXPECT_NE(radioctl_start_scan(&ctx, "wlan1", &params), 0) << "the radio is not locked";
-    for (const auto& [count, heard] : {std::pair{1U, 0U}, {2U, 1U}, {0U, 1U}}) {
+
+    const struct {
+        const char* name;
+        std::uint32_t frequencies;
+        std::size_t heard;
+    } rows[] = {{.name = "channel 36", .frequencies = 1, .heard = 0},
+                {.name = "and 40", .frequencies = 2, .heard = 1},
+                {.name = "all", .frequencies = 0, .heard = 2}};
+    for (const auto& row : rows) {
         ASSERT_EQ(radioctl_lock_and_stop_scan(&ctx, "wlan1", 22), 0);
         EXPECT_TRUE(active().empty()) << "nothing was scanned yet";
-        params.frequency_count = count;
+        params.frequency_count = row.frequencies;
         EXPECT_EQ(radioctl_start_scan(&ctx, "wlan1", &params), 0);
-        EXPECT_EQ(active().size(), heard) << count;
+        EXPECT_EQ(active().size(), row.heard) << row.name;
     }
     EXPECT_EQ(active()[0], (rfcd::scan_result{{{2, 0, 0, 0, 0, 10}}, -61, 40, 40, 0, 0, 5}));
-    radioctl_rrm_scan_init(&ctx, "wlan1", 40);
+
     std::array<std::uint8_t, RADIOCTL_RRM_SIZE> buffer{};
-    radioctl_rrm_scan_get_result(&ctx, "wlan1", buffer.data());
+    const auto heard_on = [&](int channel) {
+        radioctl_rrm_scan_init(&ctx, "wlan1", channel);
+        radioctl_rrm_scan_get_result(&ctx, "wlan1", buffer.data());
+        return rfcd::read_rrm_entries(buffer).at(0);
+    };
+    EXPECT_EQ(heard_on(40).rssi, -61);
+    EXPECT_EQ(heard_on(40).tx_power, 17);
+    EXPECT_EQ(heard_on(40).chanspec, 38 | 0x1900) << "the centre of the wide channel";
     EXPECT_EQ(rfcd::read_rrm_head(buffer).count, 1);
-    const auto entry = rfcd::read_rrm_entries(buffer).at(0);
-    EXPECT_EQ(entry.rssi + entry.tx_power, -61 + 17);
-    EXPECT_EQ(entry.chanspec, 38 | 0x1900) << "the centre of the wide channel";
+    EXPECT_EQ(heard_on(2'000'000'000).rssi, 0x7fffffff / 4) << "of the largest sum that there is room for";
+
     lab::write_file(standin::scene_path, R"({"radios":[{"name":"wlan1","band":5}],"faults":[)"
                                          R"({"call":"radioctl_rrm_scan_get_result","field":"count","value":300}]})");
     radioctl_rrm_scan_get_result(&ctx, "wlan1", buffer.data());
