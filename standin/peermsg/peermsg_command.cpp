@@ -51,11 +51,19 @@ int listen(unsigned module) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    constexpr const char* usage =
+        "usage: peermsg send MODULE TEXT\n"
+        "       peermsg listen MODULE\n"
+        "MODULE is a number from 1 to 255.\n";
+    if (argc > 1 && std::strcmp(argv[1], "--help") == 0) {
+        std::fputs(usage, stdout);
+        return EXIT_SUCCESS;
+    }
     const bool sends = argc == 4 && std::strcmp(argv[1], "send") == 0;
     const bool listens = argc == 3 && std::strcmp(argv[1], "listen") == 0;
     const unsigned long module = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 0;
     if ((!sends && !listens) || module == 0 || module > standin::max_module) {
-        std::fprintf(stderr, "usage: peermsg send MODULE TEXT\n       peermsg listen MODULE\n");
+        std::fputs(usage, stderr);
         return 2;
     }
     return sends ? send(static_cast<unsigned>(module), argv[3])

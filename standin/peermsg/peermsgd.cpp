@@ -1,4 +1,4 @@
-// The broker process of the local bus. Takes no arguments; runs until SIGTERM or SIGINT.
+// The broker process of the local bus. Runs until SIGTERM or SIGINT.
 #include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -55,7 +55,15 @@ int open_stop() {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    constexpr const char* usage =
+        "usage: peermsgd\n"
+        "Carries the texts of the local bus until SIGTERM or SIGINT. Takes no arguments.\n";
+    if (argc > 1) {
+        const bool help = std::strcmp(argv[1], "--help") == 0;
+        std::fputs(usage, help ? stdout : stderr);
+        return help ? 0 : 2;
+    }
     try {
         const int stop = open_stop();
         standin::broker bus(open_listener(), stop);

@@ -188,7 +188,24 @@ TEST_F(Peermsg, CommandSendsAndListens) {
     broker.process().stop();
     EXPECT_EQ(listener.wait(), 1);
     EXPECT_EQ(lab::child_process({PEERMSG_BINARY, "send", "3", "x"}, "/tmp/send.out").wait(), 1);
-    EXPECT_EQ(lab::child_process({PEERMSG_BINARY, "listen", "0"}, "/tmp/send.out").wait(), 2);
+}
+
+TEST(PeermsgCommands, Usage) {
+    const struct {
+        const char* name;
+        std::vector<std::string> command;
+        int status;
+        const char* output;
+    } rows[] = {
+        {.name = "help", .command = {PEERMSGD_BINARY, "--help"}, .status = 0, .output = "usage: peermsgd\n"},
+        {.name = "argument", .command = {PEERMSGD_BINARY, "x"}, .status = 2, .output = "usage: peermsgd\n"},
+        {.name = "help", .command = {PEERMSG_BINARY, "--help"}, .status = 0, .output = "usage: peermsg send "},
+        {.name = "module", .command = {PEERMSG_BINARY, "listen", "0"}, .status = 2, .output = "usage: peermsg send "},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(lab::child_process(row.command, "/tmp/usage.out").wait(), row.status) << row.name;
+        EXPECT_TRUE(lab::read_file("/tmp/usage.out").starts_with(row.output)) << row.name;
+    }
 }
 
 }  // namespace
