@@ -83,7 +83,12 @@ frame_block bus_connection::receive() {
     } while (state == frame_reader::state::nothing && reader_.in_frame() &&
              wait_readable(rest_limit) == readiness::ready);
     if (state == frame_reader::state::closed) close();
+    if (!frame) next_look_ = std::chrono::steady_clock::now() + look_interval;
     return frame;
+}
+
+bool bus_connection::is_worth_a_look() const {
+    return !is_open() || reader_.in_frame() || std::chrono::steady_clock::now() >= next_look_;
 }
 
 readiness bus_connection::wait_readable(std::chrono::milliseconds timeout) const {

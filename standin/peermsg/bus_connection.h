@@ -35,14 +35,21 @@ class bus_connection {
     // Closes a connection that has ended.
     frame_block receive();
 
+    // False while it is not worth a system call to ask for a frame: the last look, less than
+    // `look_interval` ago, found nothing. For callers that do not wait and ask again soon.
+    bool is_worth_a_look() const;
+
     // Waits until there is something to read, the time is over, or a signal handler has run.
     readiness wait_readable(std::chrono::milliseconds timeout) const;
 
   private:
     bool connect();
 
+    static constexpr std::chrono::microseconds look_interval{100};
+
     int descriptor_ = -1;
     frame_reader reader_;
+    std::chrono::steady_clock::time_point next_look_;
 };
 
 }  // namespace standin

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace standin {
 
@@ -29,6 +30,8 @@ frame_reader::state frame_reader::next(int descriptor, frame_block& frame) {
                 return state::frame;
             }
         }
+        if (std::exchange(drained_, false)) return state::nothing;
+
         // A long text goes straight to its place, short frames come in batches.
         std::size_t count = 0;
         state result = state::nothing;
@@ -52,6 +55,7 @@ frame_reader::state frame_reader::read_more(int descriptor, char* into, std::siz
     const ssize_t got = recv(descriptor, into, room, MSG_DONTWAIT);
     if (got > 0) {
         count = static_cast<std::size_t>(got);
+        drained_ = count < room;
         return state::nothing;
     }
     const bool later = got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR);

@@ -29,7 +29,9 @@ class frame_reader {
         closed,   // end of the stream, an error, or bytes that are no frame: give it up
     };
 
-    // The next frame of the stream on `descriptor`. Never waits.
+    // The next frame of the stream on `descriptor`. Never waits. Does not ask the socket again
+    // right after it gave less than was asked for: says `nothing` once, and asks at the next call.
+    // So call this until it says `nothing`, and then again when the descriptor polls readable.
     state next(int descriptor, frame_block& frame);
     // Part of a frame is here, and its rest is on its way.
     bool in_frame() const { return partial_ || begin_ != end_; }
@@ -44,6 +46,7 @@ class frame_reader {
     frame_block partial_;  // the frame being filled
     std::size_t filled_ = 0;
     std::size_t size_ = 0;
+    bool drained_ = false;  // the last receive took all that there was
 };
 
 }  // namespace standin

@@ -131,7 +131,9 @@ int peermsg_get_moduleloop(const peermsg_ctx* ctx) { return ctx->loop; }
 void peermsg_set_moduleloop(peermsg_ctx* ctx, int value) { ctx->loop = value; }
 
 void* peermsg_get_msg_from_queue_no_wait(peermsg_ctx* ctx) {
-    if (ctx->aside.empty()) return next_text(*ctx).release();
+    if (ctx->aside.empty()) {
+        return ctx->connection.is_worth_a_look() ? next_text(*ctx).release() : nullptr;
+    }
     auto block = std::move(ctx->aside.front());
     ctx->aside.pop_front();
     ctx->aside_bytes -= standin::frame_head_size + text_of(block).size();
