@@ -53,6 +53,18 @@ std::string sandboxed(std::string path) {
     return path;
 }
 
+// Removes what an earlier access point of this sandbox, and the daemon on it, left behind.
+void clear_leftovers() {
+    std::filesystem::remove(command_list);
+    for (const auto& device : std::filesystem::directory_iterator("/sys/class/net")) {
+        std::filesystem::remove_all(device);
+    }
+    for (const auto& file : std::filesystem::directory_iterator("/tmp")) {
+        const bool flag = file.path().filename().string().starts_with(".skylark");
+        if (flag) std::filesystem::remove(file);
+    }
+}
+
 std::string plain(const std::optional<std::string>& json) {
     if (!json) return "";
     const std::unique_ptr<json_object, decltype(&json_object_put)> value(
@@ -140,6 +152,7 @@ access_point::access_point(transcript& story)
       network(story, [this](const auto& i, const auto& k, const auto& v) { apply(i, k, v); }),
       scan_listener(story, "peer 34", scan_listener_module),
       story_(story) {
+    clear_leftovers();
     for (const auto& vap : enabled_vaps()) set_device(system_ifname(vap), true);
     write_program("/bin/factory", std::string("#!/bin/sh\n"
                                               "echo 'Board: AP-3000'\n"
