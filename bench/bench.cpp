@@ -1,7 +1,10 @@
-// rfcd-bench FILE [NAME ...]: measures, prints tables, and writes the figures to FILE.
+// rfcd-bench FILE [--library FOLDER] [NAME ...]: measures, prints tables, and writes the figures to
+// FILE.
+#include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <exception>
+#include <string>
+#include <vector>
 
 #include "bench/benchmarks.h"
 #include "lab/child_process.h"
@@ -17,26 +20,28 @@ constexpr struct {
     {"large", bench::measure_large}, {"fleet", bench::measure_fleet},
 };
 
-bool chosen(const char* name, int argc, char** argv) {
-    for (int i = 2; i < argc; ++i) {
-        if (std::strcmp(argv[i], name) == 0) return true;
-    }
-    return argc <= 2;
+bool chosen(const char* name, const std::vector<std::string>& names) {
+    return names.empty() || std::find(names.begin(), names.end(), name) != names.end();
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: rfcd-bench FILE [NAME ...]\n");
+        std::fprintf(stderr, "usage: rfcd-bench FILE [--library FOLDER] [NAME ...]\n");
         for (const auto& b : benchmarks) std::fprintf(stderr, "  %s\n", b.name);
         return 2;
+    }
+    std::vector<std::string> names(argv + 2, argv + argc);
+    if (names.size() >= 2 && names[0] == "--library") {
+        bench::use_patched_library(names[1]);
+        names.erase(names.begin(), names.begin() + 2);
     }
     try {
         lab::require_sandbox();
         bench::results r;
         for (const auto& b : benchmarks) {
-            if (chosen(b.name, argc, argv)) b.measure(r);
+            if (chosen(b.name, names)) b.measure(r);
         }
         r.write(argv[1]);
         return 0;

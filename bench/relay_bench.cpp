@@ -1,8 +1,9 @@
-#include <csignal>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 
 #include "bench/benchmarks.h"
+#include "bench/ready_service.h"
 #include "lab/roaming_world.h"
 
 namespace bench {
@@ -38,96 +39,98 @@ std::string message_of(const load& l) {
     return head + std::string(l.size - head.size() - tail.size(), 'x') + tail;
 }
 
-enum class relay { daemon, node, none };
+enum class relay { daemon, bare, node };
 
-// The bus, the service, peer 3, and whatever relays between them.
+struct contender {
+    relay which;
+    std::string library;  // the folder of the WebSocket library; Debian's without one
+};
+
+// The bus, the service, peer 3, and what relays between them.
 class arena {
   public:
-    explicit arena(relay which)
-        : story_(nullptr), broker_(story_), peer_(story_, "peer 3", 3), cloud_(story_) {
-        cloud_.narrate(false);
+    explicit arena(const contender& c)
+        : story_(nullptr), broker_(story_), peer_(story_, "peer 3", roaming_module) {
         peer_.narrate(false);
-        if (which == relay::daemon) {
-            daemon_ = std::make_unique<lab::daemon>(
-                story_,
-                lab::daemon::settings{{"roam_service_url", loopback_url(cloud_.port(), "/x")},
-                                      {"initial_connection_delay", "1"}});
-        } else if (which == relay::node) {
-            other_ = std::make_unique<child_process>(
-                std::vector<std::string>{"env", "NODE_PATH=/usr/share/nodejs", "node", NODE_RELAY,
-                                         loopback_url(cloud_.port(), "/x")},
-                "/tmp/node.out");
-        }
-        if (which == relay::none) return;
-        if (!cloud_.wait_connections(1)) throw std::runtime_error("no relay came");
-        // Once through, both ways, before anything is measured.
-        if (!wait_until([&] {
-                peer_.send_quietly(bridge_module, "warm");
-                return cloud_.received().take(100ms).has_value();
-            })) {
-            throw std::runtime_error("the relay does not relay: " + read_file("/tmp/node.out"));
+        start(c);
+        if (!service_.wait_connections(1)) throw std::runtime_error("no relay came");
+
+        // Once through before anything is measured.
+        const bool relays = wait_until([&] {
+            peer_.send_quietly(bridge_module, "warm");
+            return service_.wait_messages(1, 100ms);
+        });
+        if (!relays) {
+            throw std::runtime_error("the relay does not relay: " + read_file(output_path));
         }
         std::this_thread::sleep_for(300ms);
-        clear();
     }
 
-    // `l` from the bus to the service.
     cost to_service(const load& l) {
-        clear();
         const std::string text = message_of(l);
-        // After a rest, the bridge looks at the bus after up to 100 ms: the clock starts behind
-        // that.
-        peer_.send_quietly(bridge_module, "go");
-        if (!cloud_.received().take(1s)) throw std::runtime_error("the relay does not relay");
-        return measure(relay_pid(), [&] {
+        const long before = wake_up();
+        return measure([&] {
             for (int i = 0; i < l.count; ++i) peer_.send_quietly(bridge_module, text);
-            return at_service(l);
+            return service_.wait_messages(before + l.count, 60s);
         });
     }
 
     cost to_bus(const load& l) {
-        clear();
-        return measure(relay_pid(), [&] {
-            cloud_.send_many(message_of(l), l.count);
+        const std::string frame = ready_frame(message_of(l));
+        std::string frames;
+        frames.reserve(frame.size() * static_cast<std::size_t>(l.count));
+        for (int i = 0; i < l.count; ++i) frames += frame;
+        wake_up();
+        return measure([&] {
+            service_.send(frames);
             return wait_until([&] { return peer_.received().size() >= unsigned(l.count); }, 60s);
         });
     }
 
-    // The bare library in place of a relay; its process is started anew for every run, and the
-    // clock runs from its connection on.
-    cost bare_sends(const load& l) {
-        const auto client = bare_client({"send", std::to_string(l.count), std::to_string(l.size)});
-        return measure(client->pid(), [&] { return at_service(l); });
-    }
-
-    cost bare_receives(const load& l) {
-        const auto client = bare_client({"receive", std::to_string(l.count)});
-        return measure(client->pid(), [&] {
-            cloud_.send_many(message_of(l), l.count);
-            return cloud_.received().take(60s).has_value();
-        });
-    }
-
   private:
-    void clear() {
-        cloud_.received().clear();
+    static constexpr const char* output_path = "/tmp/relay.out";
+
+    void start(const contender& c) {
+        const std::vector<std::string> on_library{"env", "LD_LIBRARY_PATH=" + c.library};
+        const std::string url = loopback_url(service_.port(), "/x");
+        std::vector<std::string> command;
+        switch (c.which) {
+            case relay::daemon:
+                daemon_ = std::make_unique<lab::daemon>(
+                    story_,
+                    lab::daemon::settings{{"roam_service_url", url},
+                                          {"initial_connection_delay", "1"}},
+                    on_library);
+                return;
+            case relay::bare:
+                command = on_library;
+                command.insert(command.end(), {BARE_RELAY, std::to_string(service_.port())});
+                break;
+            case relay::node:
+                command = {"env", "NODE_PATH=/usr/share/nodejs", "node", NODE_RELAY, url};
+                break;
+        }
+        other_ = std::make_unique<child_process>(command, output_path);
+    }
+
+    // After a rest, the daemon looks at the bus after up to 100 ms: the clock starts behind that.
+    // The messages at the service so far.
+    long wake_up() {
+        const long before = service_.messages();
         peer_.received().clear();
+        peer_.send_quietly(bridge_module, "go");
+        service_.send(ready_frame("go"));
+        if (!service_.wait_messages(before + 1, 1s) || !peer_.received().take_matching(is_go, 1s)) {
+            throw std::runtime_error("the relay does not relay");
+        }
+        return before + 1;
     }
-    pid_t relay_pid() const { return (daemon_ ? daemon_->process() : *other_).pid(); }
-    bool at_service(const load& l) {
-        return wait_until([&] { return cloud_.received().size() >= unsigned(l.count); }, 60s);
-    }
-    std::unique_ptr<child_process> bare_client(std::vector<std::string> arguments) {
-        clear();
-        const unsigned before = cloud_.connections_so_far();
-        arguments.insert(arguments.begin(), {BARE_CLIENT, std::to_string(cloud_.port())});
-        auto client = std::make_unique<child_process>(arguments, "/tmp/bare.out");
-        cloud_.wait_connections(before + 1);
-        return client;
-    }
-    // What `transfer` takes of the clock and of the processor time of `pid`.
+    static bool is_go(const bus_peer::message& m) { return m.text == "go"; }
+
+    // What `transfer` takes of the clock and of the relay's processor time.
     template <typename Transfer>
-    static cost measure(pid_t pid, const Transfer& transfer) {
+    cost measure(const Transfer& transfer) {
+        const pid_t pid = (daemon_ ? daemon_->process() : *other_).pid();
         const double processor = cpu_seconds(pid);
         const auto start = clock_type::now();
         if (!transfer()) throw std::runtime_error("messages were lost");
@@ -138,7 +141,7 @@ class arena {
     transcript story_;
     bus_broker broker_;
     bus_peer peer_;
-    cloud_service cloud_;
+    ready_service service_;
     std::unique_ptr<lab::daemon> daemon_;
     std::unique_ptr<child_process> other_;
 };
@@ -150,44 +153,90 @@ double rate(const load& l, double seconds) {
     return amount / seconds;
 }
 
-using measurement = cost (arena::*)(const load&);
-
+// What one contender did with one load in one direction.
 struct runs {
     std::vector<double> rates;
     std::vector<double> microseconds;  // of the processor, a message
+
     void add(const load& l, const cost& c) {
         rates.push_back(rate(l, c.seconds));
         microseconds.push_back(c.processor_seconds * 1e6 / l.count);
     }
 };
 
-// The three in turn, so that the machine's moods meet them alike.
-void measure_direction(results& r, const char* title, measurement relayed, measurement bare) {
-    r.table(title, {"daemon", "limit", "node", "daemon/limit", "daemon/node", "daemon us",
-                    "limit us", "node us"});
-    for (const auto& l : loads) {
-        runs own;
-        runs limit;
-        runs node;
-        for (int round = 0; round < rounds; ++round) {
-            own.add(l, (arena(relay::daemon).*relayed)(l));
-            limit.add(l, (arena(relay::none).*bare)(l));
-            node.add(l, (arena(relay::node).*relayed)(l));
+struct both_ways {
+    runs to_service[std::size(loads)];
+    runs to_bus[std::size(loads)];
+};
+
+std::string patched_library;
+
+std::vector<contender> contenders() {
+    std::vector<contender> all{{relay::daemon, ""}, {relay::bare, ""}, {relay::node, ""}};
+    if (!patched_library.empty()) {
+        all.push_back({relay::daemon, patched_library});
+        all.push_back({relay::bare, patched_library});
+    }
+    return all;
+}
+
+// One after the other, round by round, so that the machine's moods meet them alike.
+std::vector<both_ways> measure_all(const std::vector<contender>& all) {
+    std::vector<both_ways> measured(all.size());
+    for (int round = 0; round < rounds; ++round) {
+        for (std::size_t i = 0; i < all.size(); ++i) {
+            arena place(all[i]);
+            for (std::size_t k = 0; k < std::size(loads); ++k) {
+                measured[i].to_service[k].add(loads[k], place.to_service(loads[k]));
+                measured[i].to_bus[k].add(loads[k], place.to_bus(loads[k]));
+            }
         }
-        const double rates[] = {median(own.rates), median(limit.rates), median(node.rates)};
-        r.row(std::string(l.name) + (l.size < 10'000 ? ", messages/s" : ", MB/s"),
-              {rates[0], rates[1], rates[2], rates[0] / rates[1], rates[0] / rates[2],
-               median(own.microseconds), median(limit.microseconds), median(node.microseconds)});
+    }
+    return measured;
+}
+
+// The medians of what `values` picks of a contender's runs, with the ratios that are aimed at.
+template <typename Values>
+std::vector<double> row_of(const std::vector<both_ways>& measured, const Values& values) {
+    const auto value = [&](std::size_t who) { return median(values(measured[who])); };
+    std::vector<double> row{value(0), value(1), value(2), value(0) / value(1), value(0) / value(2)};
+    if (measured.size() > 3) {
+        row.insert(row.end(), {value(3), value(4), value(3) / value(4), value(3) / value(2)});
+    }
+    return row;
+}
+
+void show(results& r, const std::string& direction, const std::vector<both_ways>& measured,
+          runs (both_ways::*way)[std::size(loads)]) {
+    std::vector<std::string> columns{"daemon", "bare", "node", "daemon/bare", "daemon/node"};
+    if (measured.size() > 3) {
+        columns.insert(columns.end(), {"patched", "bare patched", "patched/bare", "patched/node"});
+    }
+    r.table("roaming relay, " + direction, columns);
+    for (std::size_t k = 0; k < std::size(loads); ++k) {
+        const bool small = loads[k].size < 10'000;
+        r.row(std::string(loads[k].name) + (small ? ", messages/s" : ", MB/s"),
+              row_of(measured, [&](const both_ways& m) { return (m.*way)[k].rates; }));
+    }
+    for (std::size_t k = 0; k < std::size(loads); ++k) {
+        r.row(std::string(loads[k].name) + ", processor us",
+              row_of(measured, [&](const both_ways& m) { return (m.*way)[k].microseconds; }));
     }
 }
 
 }  // namespace
 
+void use_patched_library(const std::string& folder) { patched_library = folder; }
+
 void measure_relay(results& r) {
-    measure_direction(r, "roaming relay, bus to service", &arena::to_service, &arena::bare_sends);
-    measure_direction(r, "roaming relay, service to bus", &arena::to_bus, &arena::bare_receives);
-    r.note("limit: the bare WebSocket library that only sends, or only receives; no bus");
-    r.note("us: processor time of that process, a message");
+    const auto measured = measure_all(contenders());
+    show(r, "bus to service", measured, &both_ways::to_service);
+    show(r, "service to bus", measured, &both_ways::to_bus);
+    r.note("bare: the WebSocket library and the bus in one thread, and nothing else");
+    r.note("processor us: processor time of that process, a message");
+    if (!patched_library.empty()) {
+        r.note("patched: the daemon on libwebsockets with our patches, beside bare on the same");
+    }
 }
 
 }  // namespace bench

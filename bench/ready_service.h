@@ -1,0 +1,74 @@
+// A WebSocket service that takes as little of the processor as it can, so that a benchmark measures
+// its client: it sends bytes that were made before the clock started, and counts what arrives by
+// the heads of the frames alone. It serves one connection at a time, and goes on with the next one
+// when that has ended.
+//
+// Belongs to the thread that measures. A thread of its own accepts, answers the handshake and
+// reads.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include "lab/wait.h"
+
+namespace bench {
+
+// One message as a service sends it: a text frame without a mask.
+std::string ready_frame(std::string_view text);
+
+// Finds the ends of messages in the bytes of a client.
+class frame_counter {
+  public:
+    // How many messages end in `bytes`, which follow those of the call before.
+    long count(std::string_view bytes);
+
+  private:
+    std::size_t head_size() const;
+    std::uint64_t payload_size() const;
+
+    std::string head_;        // of the frame that has begun, as far as it is there
+    std::uint64_t skip_ = 0;  // bytes of its payload that are still to come
+};
+
+class ready_service {
+  public:
+    // Listens on a free port of the loopback address. Throws std::runtime_error when it cannot.
+    ready_service();
+    ready_service(const ready_service&) = delete;
+    ready_service& operator=(const ready_service&) = delete;
+    ~ready_service();
+
+    std::uint16_t port() const { return port_; }
+    bool wait_connections(unsigned so_far) const;
+    unsigned connections() const { return connections_; }
+
+    // Returns when the network has taken all of it. Throws std::runtime_error when it does not.
+    void send(std::string_view bytes);
+
+    // Whole messages that have arrived so far, and the wait for that many.
+    long messages() const;
+    bool wait_messages(long so_far, lab::milliseconds timeout);
+
+  private:
+    void serve();
+    void read_until_end(int descriptor);
+
+    int listener_ = -1;
+    std::uint16_t port_ = 0;
+    std::atomic<int> connection_ = -1;
+    std::atomic<unsigned> connections_ = 0;
+    std::atomic<bool> stopping_ = false;
+    mutable std::mutex lock_;
+    std::condition_variable arrived_;
+    long messages_ = 0;  // guarded by lock_
+    std::thread thread_;
+};
+
+}  // namespace bench
