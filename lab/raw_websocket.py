@@ -149,7 +149,7 @@ def garbage_frames(connection):
 
 def huge_announcement(connection):
     handshake(connection)
-    connection.sendall(b"\x81\x7f" + struct.pack(">Q", 1 << 40) + b"x" * 10000)
+    connection.sendall(b"\x81\x7f" + struct.pack(">Q", 1 << 40) + b"x" * 100000)
     hold(connection)
 
 

@@ -133,6 +133,16 @@ TEST_F(RoamingFaults, ServiceThatAnswersTheHandshakeAfterTwelveSeconds) {
     EXPECT_EQ(service.connections(), 1U);
 }
 
+TEST_F(RoamingFaults, ServiceThatNeverAnswersTheHandshakeIsLeftAfterTwentySeconds) {
+    NOT_UNDER_A_SANITIZER;
+    const raw_service service("silence");
+
+    start(faster(10));
+
+    EXPECT_TRUE(service.wait_connections(2));
+    EXPECT_GE(agent->count_log("process_closed:122") + agent->count_log("process_client_connection_error:90"), 1U);
+}
+
 // The client takes ten messages a second, so that reading is held back for hours. Pings go on.
 TEST(WidsFaults, FloodDoesNotEndTheLink) {
     NOT_UNDER_A_SANITIZER;
