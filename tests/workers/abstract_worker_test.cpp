@@ -1,6 +1,7 @@
 #include "workers/abstract_worker.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/resource.h>
 
 #include <chrono>
@@ -165,8 +166,10 @@ TEST(AbstractWorkerDeathTest, EscapedExceptionEndsTheProcessFromEitherThread) {
         {.name = "without room for a thread",
          .go =
              [](scripted_worker& w) {
-                 const rlimit little{1U << 20, 1U << 20};
-                 setrlimit(RLIMIT_AS, &little);
+                 pthread_attr_t no_such_stack;
+                 pthread_attr_init(&no_such_stack);
+                 pthread_attr_setstacksize(&no_such_stack, std::size_t{1} << 47);
+                 pthread_setattr_default_np(&no_such_stack);
                  w.start_thread();
              }},
     };
