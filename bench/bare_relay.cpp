@@ -69,7 +69,7 @@ bool socket_is_ready(lws* wsi) {
 
 int main(int argc, char** argv) {
     if (argc != 2) return 2;
-    const peermsg_settings settings{PEERMSG_SETTINGS_CODE};
+    peermsg_settings settings{PEERMSG_SETTINGS_CODE, {}};
     relay r;
     r.bus = peermsg_init(bridge_module, &settings, PEERMSG_MODE_PEER);
     if (peermsg_peer_start(r.bus) != 0) return 1;

@@ -22,7 +22,7 @@ constexpr std::int64_t service_time_ms = 100;
 constexpr std::int32_t watchdog_seconds = 60;
 
 buffer_ptr make_notice(const char* state) {
-    const auto notice = buffer_info_t::make();
+    auto notice = buffer_info_t::make();
     notice->data = json_writer(link_service, state, "").text();
     return notice;
 }
