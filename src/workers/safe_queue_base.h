@@ -111,7 +111,8 @@ class SafeQueue {
 
     // True when the element so many places from the end of the queue is this one.
     bool is_at(const Element& element, std::size_t from_end) const {
-        return elements_.size() > from_end && elements_.rbegin()[from_end].value == element;
+        const auto count = elements_.size();
+        return count > from_end && elements_[count - 1 - from_end].value == element;
     }
 
     void tell_pushed() {
