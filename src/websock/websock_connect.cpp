@@ -22,6 +22,10 @@ constexpr unsigned service_buffer = 64 << 10;
 // from a service that comes up under load.
 constexpr unsigned handshake_seconds = 20;
 
+// And for a connection, to all addresses of the service together: longer than to one of them, or a
+// service whose first address drops everything would never be reached at its second.
+constexpr unsigned connect_seconds = 30;
+
 }  // namespace
 
 bool websock_worker::start_check() {
@@ -99,6 +103,7 @@ void websock_worker::fill_context_parameters() {
     context_parameters_.uid = -1;
     context_parameters_.pt_serv_buf_size = service_buffer;
     context_parameters_.timeout_secs = handshake_seconds;
+    context_parameters_.connect_timeout_secs = connect_seconds;
 }
 
 void websock_worker::fill_connect_parameters() {

@@ -99,7 +99,7 @@ void websock_worker::process_closed() {
 
 void websock_worker::process_client_receive(lws* connection, const void* in, std::size_t length) {
     log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_client_receive", 129);
-    received_ = true;
+    serve_again_ = true;
     if (!rx_buffer_) return;
     const std::size_t remaining = lws_remaining_packet_payload(connection);
     if (remaining > max_message_size || length > max_message_size - remaining ||

@@ -67,22 +67,21 @@ void websock_worker::serve_until(std::int64_t deadline_ms) {
     constexpr int not_known = -1;
     int unread = not_known;
     bool watch_socket = true;
-    bool was_readable = false;
     auto left = service_time_ms;
     do {
         // After a message, or a piece of one, there is mostly more to read. After anything else
         // that came, the library may have an answer to write (a pong, say), which is not to wait.
-        const bool serves_again = std::exchange(received_, false) || was_readable;
+        const bool serves_again = std::exchange(serve_again_, false);
         const short ready =
             serves_again
                 ? short{0}
                 : wait_for_activity(lws_service_adjust_timeout(context_, static_cast<int>(left), 0),
                                     watch_socket);
-        was_readable = (ready & POLLIN) != 0;
         const bool flushes = (ready & POLLOUT) != 0 && has_unsent_rest();
         hold_back_reading();
         const auto events_before = events_;
         lws_service(context_, -1);
+        if ((ready & POLLIN) != 0) serve_again_ = true;
         if (events_ != events_before || flushes) {
             unread = not_known;
         } else if (ready != 0) {

@@ -118,7 +118,7 @@ class websock_worker : public abstract_worker {
     std::timespec last_ping_{};
     connection_delay delay_;
     std::atomic<bool> woken_ = false;  // by a push that the worker has not seen yet
-    bool received_ = false;            // something, in the last service call
+    bool serve_again_ = false;         // there may be more to read, or an answer to write
     unsigned events_ = 0;              // handled so far, to tell a service call that did nothing
     std::exception_ptr failure_;       // of an event; process() throws it
 };

@@ -7,6 +7,7 @@ using fake_lws::library;
 lws_context* lws_create_context(const lws_context_creation_info* info) {
     library.record += info->port == CONTEXT_PORT_NO_LISTEN ? "create, " : "create a listener, ";
     library.handshake_seconds = info->timeout_secs;
+    library.connect_seconds = info->connect_timeout_secs;
     library.service_buffer = info->pt_serv_buf_size;
     if (library.context_fails) return nullptr;
     return reinterpret_cast<lws_context*>(&library);

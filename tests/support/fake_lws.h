@@ -23,6 +23,7 @@ struct state {
     bool partial = false;  // of a message is held back by the library
     // Parameters of the last context.
     unsigned handshake_seconds = 0;
+    unsigned connect_seconds = 0;
     unsigned service_buffer = 0;
 };
 

@@ -41,8 +41,16 @@ TEST(StartUp, ExitStatusWithoutAService) {
     }
 }
 
+const char* const leftovers[] = {"/tmp/.skylark_notify", "/tmp/.skylark_notify_hostapd_started",
+                                 "/tmp/.skylark_notify_config_updated", "/tmp/.skylark_notify_timezone_changed",
+                                 "/tmp/.skylark-connected"};
+
 class RunningDaemon : public testing::Test {
   protected:
+    void TearDown() override {
+        std::filesystem::remove("/tmp/factory");
+        for (const char* path : leftovers) std::filesystem::remove(path);
+    }
     daemon start(const std::string& log_file) {
         return {story,
                 {{"log_level", "0x0f"},
@@ -69,10 +77,6 @@ class RunningDaemon : public testing::Test {
 
     transcript story{nullptr};
 };
-
-const char* const leftovers[] = {"/tmp/.skylark_notify", "/tmp/.skylark_notify_hostapd_started",
-                                 "/tmp/.skylark_notify_config_updated", "/tmp/.skylark_notify_timezone_changed",
-                                 "/tmp/.skylark-connected"};
 
 // Which service is chosen of those that the file names, what becomes of an earlier run's files, and
 // whether anything is logged.

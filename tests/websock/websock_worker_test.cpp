@@ -80,6 +80,7 @@ TEST_F(WebsockWorker, AttemptFollowsTheDelay) {
                        " sec\ndebug websock-rrm-> _connect: Try to establish connect with server "
                        "host:80/path\ndebug websock-rrm->Connected\n");
     EXPECT_EQ(library.handshake_seconds, 20U);
+    EXPECT_GT(library.connect_seconds, library.handshake_seconds);
     EXPECT_EQ(library.service_buffer, 65536U);
     EXPECT_TRUE(wanted());
     running = false;
