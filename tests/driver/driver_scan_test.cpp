@@ -180,6 +180,23 @@ TEST_F(DriverScan, ActiveResults) {
     EXPECT_EQ(library.open_containers, 0) << "each is released";
 }
 
+// The context is the process's, so that a process of its own has to be asked.
+TEST(DriverScanDeathTest, LibraryThatDoesNotOpenIsTriedAgain) {
+    struct opening : DriverTest {
+        void TestBody() override {
+            for (const int result : {-1, -1, 0, 0}) {
+                library.results["init"] = result;
+                drv->get_chanspec("wlan0");
+            }
+            std::fputs(fake_radio::take_record().c_str(), stderr);
+            std::_Exit(0);
+        }
+    };
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+
+    EXPECT_EXIT(opening().TestBody(), testing::ExitedWithCode(0), "^init, init, init, info wlan0, info wlan0, $");
+}
+
 TEST_F(DriverScan, RrmResults) {
     const auto entry = fake_radio::rrm_entry(17 << 2, 0x2000 | 42, -240, 4);
     const auto unset = fake_radio::rrm_entry(0, 0x0024, 0, 0);
