@@ -56,6 +56,7 @@ std::string sandboxed(std::string path) {
 // Removes what an earlier access point of this sandbox, and the daemon on it, left behind.
 void clear_leftovers() {
     std::filesystem::remove(command_list);
+    std::filesystem::remove("/tmp/factory");  // empty when a daemon ran without an access point
     for (const auto& device : std::filesystem::directory_iterator("/sys/class/net")) {
         std::filesystem::remove_all(device);
     }
