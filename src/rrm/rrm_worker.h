@@ -3,8 +3,9 @@
 // through the driver, which it holds and does not own.
 //
 // Made by start-up in RRM mode; its loop and everything here run on the main thread. It meets the
-// websock_worker only in the two queues. It is active while hostapd, or widsd in sentry mode,
-// serves the radios; without them it waits, and while inactive takes no message.
+// websock_worker only in the two queues. It becomes active when hostapd or widsd runs, and stays so
+// while hostapd runs, or widsd in sentry mode; without them it waits for a minute. While inactive it
+// takes no message.
 //
 //   link "connected"      -> subscribing: "subscribe-request", again after 30, 60, 120, 120 s
 //   "subscribe-response"  -> subscribed ("success"), subscribing (503), or stopped
