@@ -4,8 +4,8 @@
 //
 // Made by start-up in RRM mode; its loop and everything here run on the main thread. It meets the
 // websock_worker only in the two queues. It becomes active when hostapd or widsd runs, and stays so
-// while hostapd runs, or widsd in sentry mode; without them it waits for a minute. While inactive it
-// takes no message.
+// while hostapd runs, or widsd in sentry mode; without them it waits for a minute. While inactive
+// it takes no message.
 //
 //   link "connected"      -> subscribing: "subscribe-request", again after 30, 60, 120, 120 s
 //   "subscribe-response"  -> subscribed ("success"), subscribing (503), or stopped
