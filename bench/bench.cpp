@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "bench/benchmarks.h"
-#include "lab/child_process.h"
+#include "harness/child_process.h"
 
 namespace {
 

@@ -16,7 +16,7 @@
 #include <string_view>
 #include <thread>
 
-#include "lab/wait.h"
+#include "harness/wait.h"
 
 namespace bench {
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "lab/child_process.h"
+#include "harness/child_process.h"
 
 namespace bench {
 

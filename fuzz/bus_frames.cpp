@@ -17,7 +17,7 @@
 #include <thread>
 
 #include "fuzz/fuzz.h"
-#include "lab/child_process.h"
+#include "harness/child_process.h"
 #include "peermsg/broker.h"
 #include "platform/replywait.h"
 

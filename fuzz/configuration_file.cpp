@@ -6,9 +6,9 @@
 
 #include "driver/board_identity.h"
 #include "fuzz/fuzz.h"
+#include "harness/fakes/fake_log.h"
 #include "main/configuration.h"
 #include "main/logging.h"
-#include "support/fake_log.h"
 
 namespace {
 

@@ -15,12 +15,12 @@
 #include <utility>
 
 #include "fuzz/fuzz.h"
+#include "harness/fakes/fake_clock.h"
+#include "harness/fakes/fake_log.h"
+#include "harness/fakes/fake_lws.h"
+#include "harness/fakes/queues.h"
 #include "ipc/json_reader.h"
 #include "main/logging.h"
-#include "support/fake_clock.h"
-#include "support/fake_log.h"
-#include "support/fake_lws.h"
-#include "support/queues.h"
 #include "websock/lws_callback.h"
 #include "websock/websock_worker.h"
 

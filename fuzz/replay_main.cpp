@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "fuzz/fuzz.h"
-#include "lab/child_process.h"
+#include "harness/child_process.h"
 
 int main(int argc, char** argv) {
     int played = 0;

@@ -9,8 +9,8 @@
 
 #include "driver/driver.h"
 #include "fuzz/rrm_session.h"
-#include "support/fake_peermsg.h"
-#include "support/fake_radio.h"
+#include "harness/fakes/fake_peermsg.h"
+#include "harness/fakes/fake_radio.h"
 
 namespace {
 

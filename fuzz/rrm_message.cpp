@@ -7,8 +7,8 @@
 //   =rN           N results of the next scan
 //   =x            the two readings throw that may
 #include "fuzz/rrm_session.h"
-#include "support/fake_peermsg.h"
-#include "support/scripted_driver.h"
+#include "harness/fakes/fake_peermsg.h"
+#include "harness/fakes/scripted_driver.h"
 
 namespace {
 

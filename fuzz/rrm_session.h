@@ -17,13 +17,13 @@
 #include <typeinfo>
 
 #include "fuzz/fuzz.h"
-#include "lab/child_process.h"
+#include "harness/child_process.h"
+#include "harness/fakes/fake_clock.h"
+#include "harness/fakes/fake_log.h"
+#include "harness/fakes/queues.h"
 #include "main/logging.h"
 #include "rrm/flag_files.h"
 #include "rrm/rrm_worker.h"
-#include "support/fake_clock.h"
-#include "support/fake_log.h"
-#include "support/queues.h"
 
 namespace fuzz {
 

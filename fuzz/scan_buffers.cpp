@@ -6,11 +6,11 @@
 
 #include "driver/driver.h"
 #include "fuzz/fuzz.h"
-#include "lab/child_process.h"
+#include "harness/child_process.h"
+#include "harness/fakes/fake_log.h"
+#include "harness/fakes/fake_peermsg.h"
+#include "harness/fakes/fake_radio.h"
 #include "main/logging.h"
-#include "support/fake_log.h"
-#include "support/fake_peermsg.h"
-#include "support/fake_radio.h"
 
 namespace {
 

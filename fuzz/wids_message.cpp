@@ -3,12 +3,12 @@
 #include <strings.h>
 
 #include "fuzz/fuzz.h"
+#include "harness/fakes/fake_log.h"
+#include "harness/fakes/fake_peermsg.h"
+#include "harness/fakes/queues.h"
 #include "ipc/json_reader.h"
 #include "ipc/json_writer.h"
 #include "main/logging.h"
-#include "support/fake_log.h"
-#include "support/fake_peermsg.h"
-#include "support/queues.h"
 #include "wids/wids_worker.h"
 
 namespace {

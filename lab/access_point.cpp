@@ -12,7 +12,7 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "lab/child_process.h"
+#include "harness/child_process.h"
 #include "radioctl/radio_scene.h"
 
 namespace lab {

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <thread>
 
-#include "lab/inbox.h"
+#include "harness/inbox.h"
 #include "lab/transcript.h"
 #include "platform/peermsg.h"
 

@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "lab/inbox.h"
+#include "harness/inbox.h"
 #include "lab/transcript.h"
 
 struct lws;

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "lab/child_process.h"
+#include "harness/child_process.h"
 #include "lab/transcript.h"
 
 namespace lab {

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <exception>
 
-#include "lab/child_process.h"
+#include "harness/child_process.h"
 #include "lab/daemon.h"
 #include "lab/scenarios.h"
 

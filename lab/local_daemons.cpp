@@ -5,7 +5,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "lab/child_process.h"
+#include "harness/child_process.h"
 
 namespace lab {
 

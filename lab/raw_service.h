@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <string>
 
-#include "lab/child_process.h"
+#include "harness/child_process.h"
 
 namespace lab {
 

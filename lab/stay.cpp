@@ -10,7 +10,7 @@
 #include <thread>
 #include <utility>
 
-#include "lab/child_process.h"
+#include "harness/child_process.h"
 #include "lab/rrm_report.h"
 #include "lab/scenarios.h"
 #include "lab/service_world.h"

@@ -58,7 +58,8 @@ TEST_F(DriverModel, SentryRadios) {
         drv->reset_interface_context();
         drv->init_interface_context();
         std::string found;
-        for (const int radio : {0, 1, 2}) found += drv->is_sentry_radio(radio) ? std::to_string(radio) : "";
+        for (const int radio : {0, 1, 2})
+            found += drv->is_sentry_radio(radio) ? std::to_string(radio) : "";
         EXPECT_EQ(found, sentries);
         EXPECT_EQ(drv->is_sentry_all(), all);
     }
@@ -72,10 +73,12 @@ TEST_F(DriverModel, WrongIndexesAndNamesAreLogged) {
     EXPECT_EQ(drv->get_vap_bssid(2, 3), nullptr);
     EXPECT_EQ(log(), "error <get_radio> radio_id -1 are absence: " + bounds +
                          "18446744073709551615) >= _Nm (which is 3)\n" +
-                         "error <get_vap> vap_id 16 are absence: " + bounds + "16) >= _Nm (which is 16)\n" +
+                         "error <get_vap> vap_id 16 are absence: " + bounds +
+                         "16) >= _Nm (which is 16)\n" +
                          "error <radio_by_ifname> cannot parse interface name(eth0)\n" +
                          "error <get_band_from_ifname> no such interface(eth0)\n" +
-                         "error <get_radio> radio_id 3 are absence: " + bounds + "3) >= _Nm (which is 3)\n");
+                         "error <get_radio> radio_id 3 are absence: " + bounds +
+                         "3) >= _Nm (which is 3)\n");
     EXPECT_EQ(driver::ifname_to_radio_id("wlan12-vap1"), 12);
     EXPECT_EQ(driver::ifname_to_radio_id("wlan"), -1);
 }
@@ -83,13 +86,15 @@ TEST_F(DriverModel, WrongIndexesAndNamesAreLogged) {
 TEST_F(DriverModel, GuardedOperationsAnswerNothingWhileOff) {
     const auto answers = [this] {
         std::string text;
-        for (const bool b : {drv->is_radio_up(0), drv->has_vap_up(0), drv->is_vap_up(0, 0), drv->is_vap_80211k(0, 0),
-                             drv->radio_is_up("wlan0"), drv->check_vap_up("wlan0", 0), drv->radio_has_band(0, 2),
-                             drv->get_vap_ssid(0, 0) != nullptr, drv->get_chanspec("wlan0") != 0,
-                             drv->get_vap_by_ssid("office", 0) == 0})
+        for (const bool b :
+             {drv->is_radio_up(0), drv->has_vap_up(0), drv->is_vap_up(0, 0),
+              drv->is_vap_80211k(0, 0), drv->radio_is_up("wlan0"), drv->check_vap_up("wlan0", 0),
+              drv->radio_has_band(0, 2), drv->get_vap_ssid(0, 0) != nullptr,
+              drv->get_chanspec("wlan0") != 0, drv->get_vap_by_ssid("office", 0) == 0})
             text += b ? '1' : '0';
         drv->for_each_vap("wlan0", [&](auto...) { text += "v"; });
-        return text + std::to_string(drv->get_tx_power("wlan0")) + std::to_string(drv->get_config_bandwidth("wlan0"));
+        return text + std::to_string(drv->get_tx_power("wlan0")) +
+               std::to_string(drv->get_config_bandwidth("wlan0"));
     };
     store("/interface/wlan0/wlan/radio/tx-power", "7");
     store("/interface/wlan0/wlan/radio/bandwidth", "40");
@@ -122,9 +127,9 @@ TEST_F(DriverModel, VapsByTheirSsid) {
 }
 
 TEST_F(DriverModel, ConfiguredChannelSpecifications) {
-    const std::tuple<const char*, const char*, int> rows[] = {{"80", "upper", 0x2000},  {"40", "upper", 0x1900},
-                                                              {"20", "upper", 0x1100},  {"160", "upper", 0x2900},
-                                                              {"320", "lower", 0x3800}, {"33", "lower", 0x1000}};
+    const std::tuple<const char*, const char*, int> rows[] = {
+        {"80", "upper", 0x2000},  {"40", "upper", 0x1900},  {"20", "upper", 0x1100},
+        {"160", "upper", 0x2900}, {"320", "lower", 0x3800}, {"33", "lower", 0x1000}};
     EXPECT_EQ(drv->get_config_chanspec(0), 0x1000) << "nothing is configured";
     for (const auto& [bandwidth, sideband, chanspec] : rows) {
         store("/interface/wlan0/wlan/radio/bandwidth", bandwidth);
@@ -195,8 +200,9 @@ TEST_F(DriverModel, ChangesAreAskedOfNetworkd) {
     EXPECT_EQ(drv->set_tx_power("wlan0", -3), -1);
     const std::string head = R"(start, send 6 {"command":"update-skylark","ifname":"wlan1",)"
                              R"("params":{"auto-channel":"false","channel":)";
-    EXPECT_EQ(take_record(), head + R"("36","bandwidth":"40","control-sideband":"upper"}}, stop, )" + head +
-                                 R"("36","bandwidth":"80"}}, stop, )" + head +
+    EXPECT_EQ(take_record(), head +
+                                 R"("36","bandwidth":"40","control-sideband":"upper"}}, stop, )" +
+                                 head + R"("36","bandwidth":"80"}}, stop, )" + head +
                                  R"("-1","bandwidth":"40","control-sideband":"lower"}}, stop, )" +
                                  R"(start, send 6 {"command":"update-skylark","ifname":"wlan0",)"
                                  R"("params":{"tx-power":"-3"}}, stop, )");
@@ -252,7 +258,8 @@ TEST_F(DriverModel, FastTransitionRequest) {
     fake_peermsg::bus.answer = R"({"status":"no"})";
     EXPECT_EQ(drv->__reset_skylark_fbt(0), 0);
     const std::string reset = take_record();
-    EXPECT_TRUE(reset.starts_with(R"(start, send 6 {"command":"reset-skylark-fbt","wlan0-vap0":{},"wlan0-vap1":{},)"));
+    EXPECT_TRUE(reset.starts_with(
+        R"(start, send 6 {"command":"reset-skylark-fbt","wlan0-vap0":{},"wlan0-vap1":{},)"));
     EXPECT_TRUE(reset.ends_with(R"("wlan2-vap15":{}}, stop, )"));
     EXPECT_EQ(std::count(reset.begin(), reset.end(), '{'), 49);
     fake_peermsg::bus.answer = "";

@@ -21,9 +21,12 @@ class DriverScan : public DriverTest {
         return seconds;
     }
     static std::string notice(const char* command, const char* radio) {
-        return std::string("send 34 {\"command\":\"") + command + "-scan\",\"interface\":\"" + radio + "\"}, ";
+        return std::string("send 34 {\"command\":\"") + command + "-scan\",\"interface\":\"" +
+               radio + "\"}, ";
     }
-    static std::string locks() { return notice("lock", "wlan0") + notice("lock", "wlan1") + notice("lock", "wlan2"); }
+    static std::string locks() {
+        return notice("lock", "wlan0") + notice("lock", "wlan1") + notice("lock", "wlan2");
+    }
     void expect_calls(const std::string& radio, const std::string& bus) {
         EXPECT_EQ(fake_radio::take_record(), radio);
         EXPECT_EQ(fake_peermsg::take_record(), bus);
@@ -59,7 +62,10 @@ TEST_F(DriverScan, ActiveScanRunsOnUsableRadiosUntilStopped) {
 
 TEST_F(DriverScan, TimesOfActiveScans) {
     const std::tuple<std::set<int>, std::set<int>, int> rows[] = {
-        {{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}, {36}, 10}, {{1}, {}, 15}, {{}, {36}, 10}, {{1}, {36}, 1}};
+        {{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}, {36}, 10},
+        {{1}, {}, 15},
+        {{}, {36}, 10},
+        {{1}, {36}, 1}};
     for (const auto& [band_2, band_5, seconds] : rows) {
         EXPECT_EQ(start(true, {{2, band_2}, {5, band_5}}), seconds);
         drv->stop_scan(true);
@@ -77,7 +83,8 @@ TEST_F(DriverScan, NumbersThatAreNoChannels) {
     EXPECT_EQ(start(true, {{2, {-2147483647, -1, 0, 1, 300}}, {5, {36, 2147483647}}}), 4);
 
     EXPECT_EQ(fake_radio::take_record(),
-              "lock wlan0 22, start wlan0 2402 2407 2412 3907, lock wlan1 22, start wlan1 5180 2147483647, ")
+              "lock wlan0 22, start wlan0 2402 2407 2412 3907, lock wlan1 22, start wlan1 5180 "
+              "2147483647, ")
         << "what has no frequency at all is left out";
 }
 
@@ -89,7 +96,8 @@ TEST_F(DriverScan, RrmScanTakesTheLowestChannel) {
                           "info Execute RRM scan on channel 1 time 8\n"
                           "info Start RRM scanning for radio 'wlan0'\n"));
     drv->stop_all_scans();
-    expect_calls("unlock wlan0, unlock wlan1, ", notice("unlock", "wlan0") + notice("unlock", "wlan1"));
+    expect_calls("unlock wlan0, unlock wlan1, ",
+                 notice("unlock", "wlan0") + notice("unlock", "wlan1"));
 }
 
 TEST_F(DriverScan, FailuresOfOneRadioLeaveTheOthers) {
@@ -115,7 +123,8 @@ TEST_F(DriverScan, FailuresOfOneRadioLeaveTheOthers) {
         start(active, list);
         EXPECT_TRUE(fake_radio::take_record().starts_with(radio_calls));
         EXPECT_NE(log().find(log_part), std::string::npos);
-        EXPECT_TRUE(fake_peermsg::take_record().starts_with(notice("lock", "wlan0") + notice("unlock", "wlan0")));
+        EXPECT_TRUE(fake_peermsg::take_record().starts_with(notice("lock", "wlan0") +
+                                                            notice("unlock", "wlan0")));
         library.results.clear();
         drv->stop_scan(true);
         fake_radio::take_record();
@@ -174,7 +183,8 @@ TEST_F(DriverScan, ActiveResults) {
     log();
     drv->_fill_ap_table(table);
     EXPECT_TRUE(table.empty());
-    EXPECT_NE(log().find("error <_fill_ap_table> 5001 scan results of radio 'wlan0' are not believed, the limit is "
+    EXPECT_NE(log().find("error <_fill_ap_table> 5001 scan results of radio 'wlan0' are not "
+                         "believed, the limit is "
                          "4096\n"),
               std::string::npos);
     EXPECT_EQ(library.open_containers, 0) << "each is released";
@@ -194,7 +204,8 @@ TEST(DriverScanDeathTest, LibraryThatDoesNotOpenIsTriedAgain) {
     };
     GTEST_FLAG_SET(death_test_style, "threadsafe");
 
-    EXPECT_EXIT(opening().TestBody(), testing::ExitedWithCode(0), "^init, init, init, info wlan0, info wlan0, $");
+    EXPECT_EXIT(opening().TestBody(), testing::ExitedWithCode(0),
+                "^init, init, init, info wlan0, info wlan0, $");
 }
 
 TEST_F(DriverScan, RrmResults) {
@@ -205,7 +216,8 @@ TEST_F(DriverScan, RrmResults) {
          "info \t - mac(cd:cd:cd:cd:cd:cd), channel(36), bw(80), rssi(-60), power(17), band(5), "
          "prim_ch(0);\nerror <chanspec_bw> bandwidth is not set in chanspec\n"},
         {fake_radio::rrm_buffer(0, 2, {}), 0, 0, "debug No rrm scan AP data for wlan0.\n"},
-        {fake_radio::rrm_buffer(1, 2, {entry}, 0x1234), -1, 0, "debug Scan results for wlan0 incorrect magic 1234\n"},
+        {fake_radio::rrm_buffer(1, 2, {entry}, 0x1234), -1, 0,
+         "debug Scan results for wlan0 incorrect magic 1234\n"},
         {fake_radio::rrm_buffer(1, 2, {entry}, RADIOCTL_RRM_MAGIC, 1), -1, 0,
          "debug Can't get rrm scan results, it is still in progress!\n"},
         {fake_radio::rrm_buffer(300, 5, {entry}), 0, 256, "debug Added AP data"},
@@ -228,7 +240,8 @@ TEST_F(DriverScan, RrmResults) {
     drv->get_radio(2)->sentry = false;
     library.results.clear();
     EXPECT_EQ(drv->fill_rrm_ap_table(table), -1) << "a radio without an up VAP";
-    EXPECT_NE(log().find("error <_fill_ap_table_norda_rrm> No active interface on radio 'wlan2'\n"), std::string::npos);
+    EXPECT_NE(log().find("error <_fill_ap_table_norda_rrm> No active interface on radio 'wlan2'\n"),
+              std::string::npos);
 }
 
 }  // namespace

@@ -9,34 +9,37 @@
 #include "driver/interface_status.h"
 #include "driver/neighbor_report.h"
 #include "driver/radio_records.h"
-#include "lab/child_process.h"
+#include "harness/child_process.h"
+#include "harness/fakes/fake_log.h"
+#include "harness/fakes/fake_radio.h"
 #include "main/logging.h"
-#include "support/fake_log.h"
-#include "support/fake_radio.h"
 
 namespace rfcd {
 namespace {
 
 TEST(Chanspec, OfWhatARadioSays) {
     const std::pair<radio_channel, int> rows[] = {
-        {{80, 44, 1, 42}, 0x222c}, {{80, 36, 1, 42}, 0x2024}, {{80, 40, 3, 42}, 0x2128}, {{80, 48, 3, 42}, 0x2330},
-        {{80, 36, 0, 42}, 0x2024}, {{40, 40, 3, 0}, 0x1928},  {{40, 36, 1, 0}, 0x1824},  {{160, 52, 3, 50}, 0x2834},
-        {{320, 37, 1, 0}, 0x3825}, {{20, 6, 0, 0}, 0x1006},   {{0, 6, 3, 0}, 0x1006}};
+        {{80, 44, 1, 42}, 0x222c}, {{80, 36, 1, 42}, 0x2024},  {{80, 40, 3, 42}, 0x2128},
+        {{80, 48, 3, 42}, 0x2330}, {{80, 36, 0, 42}, 0x2024},  {{40, 40, 3, 0}, 0x1928},
+        {{40, 36, 1, 0}, 0x1824},  {{160, 52, 3, 50}, 0x2834}, {{320, 37, 1, 0}, 0x3825},
+        {{20, 6, 0, 0}, 0x1006},   {{0, 6, 3, 0}, 0x1006}};
     for (const auto& [channel, chanspec] : rows) EXPECT_EQ(chanspec_of(channel), chanspec);
 }
 
 TEST(Chanspec, PrimaryChannelTexts) {
     const std::tuple<int, int, const char*> rows[] = {
-        {0, 20, "none"}, {512, 160, "none"}, {256, 320, "none"}, {0, 40, "lower"}, {512, 40, "upper"}, {0, 80, "ll"},
-        {256, 80, "lu"}, {512, 80, "ul"},    {768, 80, "uu"},    {1024, 80, "uu"}, {0, 21, nullptr}};
+        {0, 20, "none"},    {512, 160, "none"}, {256, 320, "none"}, {0, 40, "lower"},
+        {512, 40, "upper"}, {0, 80, "ll"},      {256, 80, "lu"},    {512, 80, "ul"},
+        {768, 80, "uu"},    {1024, 80, "uu"},   {0, 21, nullptr}};
     for (const auto& [sideband, bandwidth, text] : rows) {
         EXPECT_STREQ(primary_channel_text(sideband, bandwidth), text);
     }
 }
 
 TEST(Chanspec, PrimaryOfAWideChannelsCentre) {
-    const int rows[][4] = {{42, 0, 80, 36},   {42, 256, 80, 40}, {42, 512, 80, 44},  {42, 768, 80, 48}, {38, 0, 40, 36},
-                           {38, 256, 40, 40}, {38, 512, 40, 38}, {50, 256, 160, 50}, {6, 0, 20, 6}};
+    const int rows[][4] = {{42, 0, 80, 36},   {42, 256, 80, 40},  {42, 512, 80, 44},
+                           {42, 768, 80, 48}, {38, 0, 40, 36},    {38, 256, 40, 40},
+                           {38, 512, 40, 38}, {50, 256, 160, 50}, {6, 0, 20, 6}};
     for (const auto& r : rows) EXPECT_EQ(primary_of_centre(r[0], r[1], r[2]), r[3]);
 }
 
@@ -44,36 +47,40 @@ TEST(Chanspec, Frequencies) {
     EXPECT_EQ(channel_frequency(6, 5), 5975);
     EXPECT_EQ(channel_frequency(0, 5), std::nullopt);
     EXPECT_EQ(channel_frequency(2, -1), 2402);
-    EXPECT_EQ(channel_frequency(5, 2147483647), 2147483647) << "no number from the service overflows";
+    EXPECT_EQ(channel_frequency(5, 2147483647), 2147483647)
+        << "no number from the service overflows";
     EXPECT_EQ(channel_frequency(5, -2147483648), 0);
 }
 
 TEST(RadioRecords, ActiveEntries) {
-    const std::tuple<const char*, const char*, int, int> rows[] = {{"80", "UL", 80, 512}, {"80", "xx", 80, 0},
-                                                                   {"40", "UL", 40, 0},   {"", "", 0, 0},
-                                                                   {"wide", "", 0, 0},    {"888888UU", "", 888888, 0}};
+    const std::tuple<const char*, const char*, int, int> rows[] = {
+        {"80", "UL", 80, 512}, {"80", "xx", 80, 0}, {"40", "UL", 40, 0},
+        {"", "", 0, 0},        {"wide", "", 0, 0},  {"888888UU", "", 888888, 0}};
     for (const auto& [bandwidth, sideband, mhz, bits] : rows) {
         SCOPED_TRACE(bandwidth);
         const auto r = read_active_entry(fake_radio::active_entry(44, 5, -61, bandwidth, sideband));
         EXPECT_EQ(r.bandwidth, mhz) << "a text without an end stops with its field";
         EXPECT_EQ(r.sideband, bits);
         EXPECT_EQ(r.bssid.text(), "ab:ab:ab:ab:ab:ab");
-        EXPECT_EQ(std::vector({r.channel, r.band, r.rssi, r.tx_power}), (std::vector{44, 5, -61, 0}));
+        EXPECT_EQ(std::vector({r.channel, r.band, r.rssi, r.tx_power}),
+                  (std::vector{44, 5, -61, 0}));
     }
 }
 
 TEST(RadioRecords, RrmEntries) {
     const std::int32_t lowest = -2147483647 - 1;
-    const std::int32_t rows[][3] = {{-241, 4, -60}, {5, 0, 0}, {-7, 2, -3}, {lowest, -1, lowest}, {100, -3, -33}};
+    const std::int32_t rows[][3] = {
+        {-241, 4, -60}, {5, 0, 0}, {-7, 2, -3}, {lowest, -1, lowest}, {100, -3, -33}};
     for (const auto& row : rows) {
-        const auto entries = read_rrm_entries(
-            fake_radio::rrm_buffer(1, 5, {fake_radio::rrm_entry(17 << 2 | 3, 0x202a, row[0], row[1])}));
+        const auto entries = read_rrm_entries(fake_radio::rrm_buffer(
+            1, 5, {fake_radio::rrm_entry(17 << 2 | 3, 0x202a, row[0], row[1])}));
         ASSERT_EQ(entries.size(), 1U);
         EXPECT_EQ(entries[0].rssi, row[2]);
         EXPECT_EQ(entries[0].tx_power, 17);
         EXPECT_EQ(entries[0].chanspec, 0x202a);
     }
-    for (const auto& [count, read] : {std::pair{300, 256U}, {2147483647, 256U}, {-1, 0U}, {2, 2U}}) {
+    for (const auto& [count, read] :
+         {std::pair{300, 256U}, {2147483647, 256U}, {-1, 0U}, {2, 2U}}) {
         EXPECT_EQ(read_rrm_entries(fake_radio::rrm_buffer(count, 5, {})).size(), read) << count;
     }
 }
@@ -87,17 +94,18 @@ TEST(NeighborReport, Commands) {
     };
     for (const auto& [band, bssid, ssid, channel, end] : rows) {
         const auto c = neighbor_class_of_band(band);
-        EXPECT_EQ(
-            set_neighbor_command("wlan1", {bssid, swap_bytes(c.bssid_info), channel, ssid, c.op_class, c.phy_type}),
-            std::string("wpa_cli -g /var/run/hostapd/global raw IFNAME=wlan1 SET_NEIGHBOR ") + bssid + " ssid=" + end);
+        EXPECT_EQ(set_neighbor_command("wlan1", {bssid, swap_bytes(c.bssid_info), channel, ssid,
+                                                 c.op_class, c.phy_type}),
+                  std::string("wpa_cli -g /var/run/hostapd/global raw IFNAME=wlan1 SET_NEIGHBOR ") +
+                      bssid + " ssid=" + end);
     }
 }
 
 TEST(NeighborReport, OnlyMacAddressesAreMacAddresses) {
     EXPECT_TRUE(is_mac_text("00:1a:2B:3c:4D:ff"));
-    for (const char* text :
-         {"", "00:11:22:33:44", "00:11:22:33:44:5", "00-11-22-33-44-55", "00:11:22:33:44:5g",
-          "00:11:22:33:44:55:", "00:11:22:33:44:55 x", " 00:11:22:33:44:5", "0:011:22:33:44:55", "00:11:22:33:44;55"}) {
+    for (const char* text : {"", "00:11:22:33:44", "00:11:22:33:44:5", "00-11-22-33-44-55",
+                             "00:11:22:33:44:5g", "00:11:22:33:44:55:", "00:11:22:33:44:55 x",
+                             " 00:11:22:33:44:5", "0:011:22:33:44:55", "00:11:22:33:44;55"}) {
         EXPECT_FALSE(is_mac_text(text)) << text;
     }
 }
@@ -108,8 +116,9 @@ board_identity parsed(const std::string& text) {
 }
 
 TEST(BoardIdentity, LinesOfTheFactoryFile) {
-    const auto board = parsed("Board: first\nnoise\nmac: 00:11:22:33:44:aB\r\nSerial: " + std::string(40, 's') +
-                              "\nboard: AP\nHW Rev: 2\n");
+    const auto board =
+        parsed("Board: first\nnoise\nmac: 00:11:22:33:44:aB\r\nSerial: " + std::string(40, 's') +
+               "\nboard: AP\nHW Rev: 2\n");
     EXPECT_EQ(board.board_name.view(), "AP") << "the last one wins";
     EXPECT_EQ(board.board_mac.view(), "00:11:22:33:44:aB\r") << "one character is removed";
     EXPECT_EQ(board.board_serial.view(), std::string(31, 's'));
@@ -140,10 +149,14 @@ TEST(BoardIdentity, VapAddresses) {
 TEST(InterfaceStatus, FlagsFiles) {
     const char* unreadable = "cannot read entry from sysfs(/sys/class/net/wlan1/flags)\n";
     const std::tuple<const char*, bool, const char*> rows[] = {
-        {"0x1003\n", true, ""},      {"0x1002\n", false, ""},
-        {"0xffffffff\n", false, ""}, {"1\n", true, ""},
-        {"zz\n", false, ""},         {"0x1003", false, unreadable},
-        {"", false, unreadable},     {nullptr, false, "cannot open entry from sysfs(/sys/class/net/wlan1/flags)\n"}};
+        {"0x1003\n", true, ""},
+        {"0x1002\n", false, ""},
+        {"0xffffffff\n", false, ""},
+        {"1\n", true, ""},
+        {"zz\n", false, ""},
+        {"0x1003", false, unreadable},
+        {"", false, unreadable},
+        {nullptr, false, "cannot open entry from sysfs(/sys/class/net/wlan1/flags)\n"}};
     std::filesystem::create_directories("/sys/class/net/wlan1");
     for (const auto& [text, up, log] : rows) {
         SCOPED_TRACE(text == nullptr ? "no file" : text);

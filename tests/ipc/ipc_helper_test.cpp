@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include "harness/fakes/fake_clock.h"
+#include "harness/fakes/fake_log.h"
+#include "harness/fakes/fake_peermsg.h"
 #include "main/logging.h"
-#include "support/fake_clock.h"
-#include "support/fake_log.h"
-#include "support/fake_peermsg.h"
 
 namespace rfcd {
 namespace {
@@ -63,15 +63,18 @@ TEST_F(IpcHelper, GetconfReadsEveryKindOfAnswer) {
 TEST_F(IpcHelper, GettersKnowTheirPathsAndValues) {
     const auto& h = *helper;
     const std::tuple<const char*, std::function<bool()>, const char*> rows[] = {
-        {"/interface/wlan0/wlan/radio/auto-channel", [&] { return h.get_auto_channel("wlan0"); }, "true "},
+        {"/interface/wlan0/wlan/radio/auto-channel", [&] { return h.get_auto_channel("wlan0"); },
+         "true "},
         {"/interface/wlan1-vap2/vap/ap-security/mode", [&] { return h.get_wpa2_or_wpa3_vap(1, 2); },
          "WPA2-PSK x WPA3 WPA2_1X "},
-        {"/interface/wlan1-vap2/vap/ap-security/mode", [&] { return h.get_enterprise_vap("wlan1-vap2"); }, "WPA2_1X "},
-        {"/interface/wlan1-vap2/vap/w80211kv-config/enabled", [&] { return h.get_802dot11k_vap("wlan1-vap2"); },
-         "true "},
-        {"/interface/wlan1-vap2/common/enabled", [&] { return h.get_vap_enabled_state("wlan1-vap2"); }, "true "},
-        {"/interface/wlan1-vap2/vap/captive-portal/enabled", [&] { return h.get_captive_portal_state("wlan1-vap2"); },
-         "true "},
+        {"/interface/wlan1-vap2/vap/ap-security/mode",
+         [&] { return h.get_enterprise_vap("wlan1-vap2"); }, "WPA2_1X "},
+        {"/interface/wlan1-vap2/vap/w80211kv-config/enabled",
+         [&] { return h.get_802dot11k_vap("wlan1-vap2"); }, "true "},
+        {"/interface/wlan1-vap2/common/enabled",
+         [&] { return h.get_vap_enabled_state("wlan1-vap2"); }, "true "},
+        {"/interface/wlan1-vap2/vap/captive-portal/enabled",
+         [&] { return h.get_captive_portal_state("wlan1-vap2"); }, "true "},
     };
     for (const auto& [path, get, accepted] : rows) {
         bus.store.clear();
@@ -97,9 +100,12 @@ TEST_F(IpcHelper, GettersLogTheirReads) {
         int failure_line;
         int success_line;
     } rows[] = {
-        {"get_enterprise_vap", [&](auto& v) { helper->get_enterprise_vap(v); }, "/vap/ap-security/mode", 429, 432},
-        {"get_802dot11k_vap", [&](auto& v) { helper->get_802dot11k_vap(v); }, "/vap/w80211kv-config/enabled", 445, 448},
-        {"get_vap_enabled_state", [&](auto& v) { helper->get_vap_enabled_state(v); }, "/common/enabled", 461, 464},
+        {"get_enterprise_vap", [&](auto& v) { helper->get_enterprise_vap(v); },
+         "/vap/ap-security/mode", 429, 432},
+        {"get_802dot11k_vap", [&](auto& v) { helper->get_802dot11k_vap(v); },
+         "/vap/w80211kv-config/enabled", 445, 448},
+        {"get_vap_enabled_state", [&](auto& v) { helper->get_vap_enabled_state(v); },
+         "/common/enabled", 461, 464},
         {"get_ssid", [&](auto& v) { helper->get_ssid(v); }, "/vap/ssid", 477, 480},
         {"get_captive_portal_state", [&](auto& v) { helper->get_captive_portal_state(v); },
          "/vap/captive-portal/enabled", 492, 495},
@@ -110,10 +116,11 @@ TEST_F(IpcHelper, GettersLogTheirReads) {
         bus.store[path] = "\"x\"";
         row.get("v");
 
-        EXPECT_EQ(fake_log::take(), "error Error: path (" + path + ") reason (not found)\nerror <" + row.name + ":" +
-                                        std::to_string(row.failure_line) + "> can't get value from '" + path +
-                                        "'\ndebug <" + row.name + ":" + std::to_string(row.success_line) + "> " + path +
-                                        " = x\n");
+        EXPECT_EQ(fake_log::take(), "error Error: path (" + path + ") reason (not found)\nerror <" +
+                                        row.name + ":" + std::to_string(row.failure_line) +
+                                        "> can't get value from '" + path + "'\ndebug <" +
+                                        row.name + ":" + std::to_string(row.success_line) + "> " +
+                                        path + " = x\n");
     }
     bus.store["/interface/wlan1-vap2/vap/ft-config/enabled"] = "\"false\"";
     bus.store["/interface/wlan1-vap2/vap/ap-security/mode"] = "\"WPA2\"";
@@ -125,7 +132,8 @@ TEST_F(IpcHelper, GettersLogTheirReads) {
     EXPECT_TRUE(helper->get_ft_enabled_vap(1, 2));
     fake_log::take();
     helper->get_country(std::string(80, 'x').c_str());
-    EXPECT_EQ(fake_log::take().substr(0, 80), "debug getconf '/interface/" + std::string(52, 'x') + "'\n")
+    EXPECT_EQ(fake_log::take().substr(0, 80),
+              "debug getconf '/interface/" + std::string(52, 'x') + "'\n")
         << "cut to 63 characters";
 }
 
@@ -134,7 +142,8 @@ TEST_F(IpcHelper, NetworkdAnswers) {
         {R"({"status":"ok"})", 0, "", ""},
         {R"({"status":"fail","reason":"busy"})", -1, "error Error: ifname (wlan0) reason (busy)\n",
          "error Error: reason (busy)\n"},
-        {R"({"reason":7})", -1, "error Error: ifname (wlan0) reason (7)\n", "error Error: reason (7)\n"},
+        {R"({"reason":7})", -1, "error Error: ifname (wlan0) reason (7)\n",
+         "error Error: reason (7)\n"},
         {R"({"status":"OK"})", -1, "error Error: ifname (wlan0) reason (invalid response)\n",
          "error Error: reason (invalid response)\n"},
         {"", -1, "error Error: no response (update_skylark)\n", "error Error: no response\n"},
@@ -145,14 +154,16 @@ TEST_F(IpcHelper, NetworkdAnswers) {
         bus.answer_all = [text = std::string(answer)](const auto&) { return text; };
         EXPECT_EQ(helper->update_skylark("wlan0", {{"b", "2"}, {"a", "1"}}), result);
         EXPECT_EQ(fake_log::take(), update_log);
-        EXPECT_EQ(take_record(), R"(start, send 6 {"command":"update-skylark","ifname":"wlan0","params":)"
-                                 R"({"b":"2","a":"1"}}, wait update-skylark-response 20 )"
-                                 "Error: can't update SkyLark params\nstop, ");
+        EXPECT_EQ(take_record(),
+                  R"(start, send 6 {"command":"update-skylark","ifname":"wlan0","params":)"
+                  R"({"b":"2","a":"1"}}, wait update-skylark-response 20 )"
+                  "Error: can't update SkyLark params\nstop, ");
         EXPECT_EQ(helper->set_wisd_bw_list(R"({"command":"x","Name":"l","a":[1]})"), result);
         EXPECT_EQ(fake_log::take(), list_log);
-        EXPECT_EQ(take_record(), R"(start, send 6 {"command":"update-wids-mac-lists","Name":"l","a":[1]}, )"
-                                 "wait update-wids-mac-lists-response 20 Error: can't update wids b/w params\n"
-                                 "stop, ");
+        EXPECT_EQ(take_record(),
+                  R"(start, send 6 {"command":"update-wids-mac-lists","Name":"l","a":[1]}, )"
+                  "wait update-wids-mac-lists-response 20 Error: can't update wids b/w params\n"
+                  "stop, ");
     }
 }
 
@@ -165,7 +176,8 @@ TEST_F(IpcHelper, RequestsThatAreNotMade) {
               "error int ipc_helper::set_wisd_bw_list(const string&) const:326> "
               "can't parse json string '{no'\n");
     EXPECT_EQ(helper->unlock_scan("wlan2"), 0);
-    EXPECT_EQ(take_record(), R"(send 34 {"command":"unlock-scan","interface":"wlan2"}, )") << "no exchange, no wait";
+    EXPECT_EQ(take_record(), R"(send 34 {"command":"unlock-scan","interface":"wlan2"}, )")
+        << "no exchange, no wait";
 }
 
 TEST_F(IpcHelper, StoppingServiceAsksNobody) {
@@ -202,8 +214,14 @@ TEST_F(IpcHelper, LateAnswerDoesNotShiftTheFollowingOnes) {
         {.name = "late by a second", .stall_seconds = 21, .read = "- 1 2 3 4 5 "},
         {.name = "late by several", .stall_seconds = 27, .read = "- 1 2 3 4 5 "},
         {.name = "two are late", .stall_seconds = 45, .read = "- - 2 3 4 5 "},
-        {.name = "the late answer comes alone", .stall_seconds = 21, .answer_ms = 1500, .read = "- 0 2 3 4 5 "},
-        {.name = "late, and slow from then on", .stall_seconds = 19, .answer_ms = 1300, .read = "- 1 2 3 4 5 "},
+        {.name = "the late answer comes alone",
+         .stall_seconds = 21,
+         .answer_ms = 1500,
+         .read = "- 0 2 3 4 5 "},
+        {.name = "late, and slow from then on",
+         .stall_seconds = 19,
+         .answer_ms = 1300,
+         .read = "- 1 2 3 4 5 "},
     };
     for (int i = 0; i < 6; ++i) bus.store["/" + std::to_string(i)] = std::to_string(i);
 

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "support/fake_clock.h"
-#include "support/fake_peermsg.h"
-#include "support/queues.h"
+#include "harness/fakes/fake_clock.h"
+#include "harness/fakes/fake_peermsg.h"
+#include "harness/fakes/queues.h"
 
 namespace rfcd {
 namespace {
@@ -81,8 +81,8 @@ TEST_F(IpcWorker, LooksOnForAMomentAfterABurst) {
     EXPECT_TRUE(worker.process());
 
     EXPECT_EQ(drain(outgoing), (texts{"first", "second"}));
-    EXPECT_EQ(fake_clock::pauses,
-              (std::vector<std::uint32_t>{100, 200, 400, 100, 200, 400, 800, 1600, 3200, 6400, 12800}));
+    EXPECT_EQ(fake_clock::pauses, (std::vector<std::uint32_t>{100, 200, 400, 100, 200, 400, 800,
+                                                              1600, 3200, 6400, 12800}));
 }
 
 TEST_F(IpcWorker, LeavesMessagesOnTheBusWhileTheServiceIsBehind) {

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
+#include "harness/fakes/fake_log.h"
 #include "ipc/json_reader.h"
 #include "ipc/json_writer.h"
 #include "main/logging.h"
-#include "support/fake_log.h"
 
 namespace rfcd {
 namespace {
@@ -14,11 +14,12 @@ TEST(JsonReader, ConvertsMembers) {
     std::string all;
     for (const char* key : {"n", "big", "s", "t", "z", "missing", "x", "o"}) {
         const char* text = reader.get_string(key);
-        all += key + std::string(" ") + std::to_string(reader.get_int(key)) + " " + (text == nullptr ? "null" : text) +
-               (reader.contains(key) ? ", " : " is absent, ");
+        all += key + std::string(" ") + std::to_string(reader.get_int(key)) + " " +
+               (text == nullptr ? "null" : text) + (reader.contains(key) ? ", " : " is absent, ");
     }
     EXPECT_EQ(all,
-              "n -7 -7, big 2147483647 99999999999, s 12 12, t 1 true, z 0 null, missing 0 null is absent, "
+              "n -7 -7, big 2147483647 99999999999, s 12 12, t 1 true, z 0 null, missing 0 null is "
+              "absent, "
               R"(x 0 a/b, o 0 { "k": 1 }, )");
 }
 
@@ -61,7 +62,8 @@ TEST(JsonReader, RefusesWhatWouldTakeTooMuchMemory) {
     fake_log::reset(log_mask_error);
     EXPECT_TRUE(json_reader(list(300'000).c_str()).empty());
     EXPECT_EQ(fake_log::take(),
-              "error json: a message of 900034 bytes is refused, its values would take more than 128 MiB of memory\n");
+              "error json: a message of 900034 bytes is refused, its values would take more than "
+              "128 MiB of memory\n");
     for (const char* unseen : {"/*\"*/", "//\"\n", "/***/\"*/"}) {
         EXPECT_TRUE(json_reader((unseen + list(300'000)).c_str()).empty())
             << "a quote that begins no string: " << unseen;

@@ -6,16 +6,16 @@
 #include <set>
 #include <sstream>
 
-#include "lab/child_process.h"
+#include "harness/child_process.h"
+#include "harness/fakes/fake_log.h"
 #include "main/logging.h"
-#include "support/fake_log.h"
 
 namespace rfcd {
 namespace {
 
 std::string url_of(const service_config& service) {
-    return std::string(service.enabled ? "on " : "off ") + service.host.c_str() + ":" + std::to_string(service.port) +
-           service.path.c_str();
+    return std::string(service.enabled ? "on " : "off ") + service.host.c_str() + ":" +
+           std::to_string(service.port) + service.path.c_str();
 }
 
 class Configuration : public testing::Test {
@@ -34,11 +34,12 @@ class Configuration : public testing::Test {
         std::set<std::string> shared;
         for (const auto& s : config.services) {
             text += url_of(s) + ", ";
-            shared.insert(s.location.c_str() + (" " + std::to_string(s.initial_connection_delay)) + "-" +
-                          std::to_string(s.max_connection_delay) + ", ");
+            shared.insert(s.location.c_str() + (" " + std::to_string(s.initial_connection_delay)) +
+                          "-" + std::to_string(s.max_connection_delay) + ", ");
         }
         for (const auto& setting : shared) text += setting;
-        return text + std::to_string(config.log_level) + " '" + config.log_file_path + "' '" + config.mac_list_id + "'";
+        return text + std::to_string(config.log_level) + " '" + config.log_file_path + "' '" +
+               config.mac_list_id + "'";
     }
 
     configuration config;
@@ -47,7 +48,8 @@ class Configuration : public testing::Test {
 std::multiset<std::string> matches(const std::string& text, const char* pattern) {
     const std::regex expression(pattern, std::regex::ECMAScript | std::regex::multiline);
     std::multiset<std::string> found;
-    for (std::sregex_iterator at(text.begin(), text.end(), expression), end; at != end; ++at) found.insert((*at)[1]);
+    for (std::sregex_iterator at(text.begin(), text.end(), expression), end; at != end; ++at)
+        found.insert((*at)[1]);
     return found;
 }
 
@@ -125,7 +127,8 @@ TEST_F(Configuration, DefaultsDependOnAFileBeingNamed) {
 
 TEST_F(Configuration, ExampleAndManualHaveEveryKey) {
     const std::string folder = PROJECT_FOLDER;
-    const auto keys = matches(lab::read_file(folder + "/src/main/configuration.cpp"), R"(^ +\{"([a-z_-]+)=",)");
+    const auto keys =
+        matches(lab::read_file(folder + "/src/main/configuration.cpp"), R"(^ +\{"([a-z_-]+)=",)");
     ASSERT_FALSE(keys.empty());
     const std::string example = lab::read_file(folder + "/packaging/rfcd.conf");
     EXPECT_EQ(matches(example, "^#?([a-z_-]+)="), keys) << "each once";
@@ -133,13 +136,15 @@ TEST_F(Configuration, ExampleAndManualHaveEveryKey) {
 }
 
 TEST_F(Configuration, ExampleIsReadAsItSays) {
-    const std::string example = lab::read_file(std::string(PROJECT_FOLDER) + "/packaging/rfcd.conf");
+    const std::string example =
+        lab::read_file(std::string(PROJECT_FOLDER) + "/packaging/rfcd.conf");
     read(example);
     EXPECT_EQ(told(), "off :0, off :0, off :0, default-rrm-domain 5-300, 3 '' ''")
         << "a fresh installation calls nobody";
     read(std::regex_replace(example, std::regex("\n#([a-z_-]+=)"), "\n$1"));
     EXPECT_EQ(told(),
-              "on cloud.example:8080/roam, on cloud.example:8080/skylark, on cloud.example:8080/mac-lists, "
+              "on cloud.example:8080/roam, on cloud.example:8080/skylark, on "
+              "cloud.example:8080/mac-lists, "
               "default-rrm-domain 5-300, 3 '/var/log/rfcd/rfcd.log' 'list-of-this-building'");
     std::istringstream lines(example);
     for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 253U) << line;

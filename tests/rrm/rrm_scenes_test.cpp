@@ -13,7 +13,8 @@ class RrmScenes : public RrmTest {
     // On an access point with all radios up, without files of an earlier scene.
     void begin() {
         renew();
-        for (const char* path : {flag_files::widsd_pid, flag_files::hostapd_started, flag_files::widsd_started}) {
+        for (const char* path :
+             {flag_files::widsd_pid, flag_files::hostapd_started, flag_files::widsd_started}) {
             std::filesystem::remove(path);
         }
         drv->radios_up = true;
@@ -25,8 +26,10 @@ class RrmScenes : public RrmTest {
             {"connect", [this] { receive(link("connected")); }},
             {"disconnect", [this] { receive(link("disconnected")); }},
             {"accept", [this] { receive(rrm("subscribe-response", R"("status":"success")")); }},
-            {"later", [this] { receive(rrm("subscribe-response", R"("status":"error","code":503)")); }},
-            {"refuse", [this] { receive(rrm("subscribe-response", R"("status":"error","code":500)")); }},
+            {"later",
+             [this] { receive(rrm("subscribe-response", R"("status":"error","code":503)")); }},
+            {"refuse",
+             [this] { receive(rrm("subscribe-response", R"("status":"error","code":500)")); }},
             {"no-status", [this] { receive(rrm("subscribe-response", R"("code":503)")); }},
             {"pid-comes",
              [this] {
@@ -36,7 +39,10 @@ class RrmScenes : public RrmTest {
             {"scan", [this] { receive(rrm("rrm-update")); }},
             {"scan-in-5", [this] { receive(rrm("rrm-update", R"("rrm-scan-delay":5)")); }},
             {"rrm-scan", [this] { receive(rrm("rrm-update", R"("norda-rrm-scanning":1)")); }},
-            {"rrm-scan-in-5", [this] { receive(rrm("rrm-update", R"("norda-rrm-scanning":1,"rrm-scan-delay":5)")); }},
+            {"rrm-scan-in-5",
+             [this] {
+                 receive(rrm("rrm-update", R"("norda-rrm-scanning":1,"rrm-scan-delay":5)"));
+             }},
             {"mode", [this] { receive(rrm("rrm-request-mode")); }},
             {"fbt", [this] { receive(rrm("fbt-info")); }},
             {"use-fbt", [this] { receive(rrm("rrm-info", R"("use-80211r":1)")); }},
@@ -66,7 +72,10 @@ class RrmScenes : public RrmTest {
             {"look", [this] { look(); }},
             {"leave", [this] { worker->on_stop(); }},
             {"flag",
-             [this] { told_by_supervision = there(flag_files::connected) ? "subscribed " : "not subscribed "; }},
+             [this] {
+                 told_by_supervision =
+                     there(flag_files::connected) ? "subscribed " : "not subscribed ";
+             }},
             {"not-running", [this] { drv->initialized = false; }},
             {"sentry", [this] { drv->sentry_all = true; }},
             {"k-off", [this] { drv->dot11k = false; }},
@@ -169,20 +178,23 @@ TEST_F(RrmScenes, AreToldStepByStep) {
                  "+6 stop scan, read active, start active, "
                  "+8 stop scan, read active, start active, "
                  "+10 stop scan, read active, rrm-response "},
-        {.name = "no scan starts without hostapd", .script = "scan-in-5 +1 hostapd-goes +20", .told = "off, reset, "},
+        {.name = "no scan starts without hostapd",
+         .script = "scan-in-5 +1 hostapd-goes +20",
+         .told = "off, reset, "},
         {.name = "nothing is kept of an abandoned scan",
          .script = "hears scan +5 mode rrm-scan +30",
          .told = "stop scan, start active, "
                  "+2 stop scan, read active, start active, "
-                 "+4 stop scan, read active, start active, stop scan, rrm-mode-response stop scan, start rrm, "
+                 "+4 stop scan, read active, start active, stop scan, rrm-mode-response stop scan, "
+                 "start rrm, "
                  "+2 stop scan, read rrm, rrm-response "},
         {.name = "nor of one that hostapd has ended",
          .script = "hears scan +5 hostapd-goes hostapd-comes rrm-scan +30",
-         .told =
-             "stop scan, start active, "
-             "+2 stop scan, read active, start active, "
-             "+4 stop scan, read active, start active, off, reset, on, reset, init, stop all, stop scan, start rrm, "
-             "+2 stop scan, read rrm, rrm-response "},
+         .told = "stop scan, start active, "
+                 "+2 stop scan, read active, start active, "
+                 "+4 stop scan, read active, start active, off, reset, on, reset, init, stop all, "
+                 "stop scan, start rrm, "
+                 "+2 stop scan, read rrm, rrm-response "},
         {.name = "nor of one that was reported",
          .script = "hears scan +12 rrm-scan +5",
          .told = "stop scan, start active, "
@@ -208,11 +220,13 @@ TEST_F(RrmScenes, AreToldStepByStep) {
          .told = "stop scan, start active, stop scan, subscribe-request subscribed "},
         {.name = "fast transition stays as it was set",
          .script = "use-fbt info fbt",
-         .told = "clear wlan0-vap0, clear wlan1-vap0, clear wlan2-vap0, clear wlan0-vap0, clear wlan1-vap0, clear "
+         .told = "clear wlan0-vap0, clear wlan1-vap0, clear wlan2-vap0, clear wlan0-vap0, clear "
+                 "wlan1-vap0, clear "
                  "wlan2-vap0, fbt begin, fbt finish, "},
         {.name = "and is reset by widsd's time",
          .script = "use-fbt leave",
-         .told = "clear wlan0-vap0, clear wlan1-vap0, clear wlan2-vap0, clear wlan0-vap0, clear wlan1-vap0, clear "
+         .told = "clear wlan0-vap0, clear wlan1-vap0, clear wlan2-vap0, clear wlan0-vap0, clear "
+                 "wlan1-vap0, clear "
                  "wlan2-vap0, stop all, fbt reset 0, off, reset, "},
         {.name = "lists of VAPs without 802.11k are left alone",
          .script = "k-off info leave",
@@ -240,7 +254,9 @@ TEST_F(RrmScenes, AreToldStepByStep) {
                  "+60 subscribe-request "
                  "+120 subscribe-request "
                  "+120 subscribe-request not subscribed "},
-        {.name = "no subscription without hostapd", .script = "not-running connect +100", .told = ""},
+        {.name = "no subscription without hostapd",
+         .script = "not-running connect +100",
+         .told = ""},
         {.name = "a report that waits survives an update",
          .script = "hears rrm-scan-in-5 +8 rrm-scan-in-5 +30",
          .told = "+5 stop scan, start rrm, "

@@ -50,7 +50,8 @@ TEST_F(RrmSupervision, NotifyFiles) {
         {"n", true, true, "", "", ""},
     };
     for (const auto& [there_before, hostapd_runs, subscribed, done, told, left] : rows) {
-        SCOPED_TRACE(there_before + (hostapd_runs ? " hostapd" : "") + (subscribed ? " subscribed" : ""));
+        SCOPED_TRACE(there_before + (hostapd_runs ? " hostapd" : "") +
+                     (subscribed ? " subscribed" : ""));
         drv->initialized = true;
         subscribed ? subscribe() : receive(link("disconnected"));
         drv->take();

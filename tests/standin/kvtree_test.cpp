@@ -16,7 +16,8 @@ TEST(Kvtree, CopiesWhatIsInserted) {
     cfg_tree* child = cfg_get_child(root.get(), "params");
     EXPECT_EQ(cfg_insert_child(root.get(), "copy", child), 0);
     EXPECT_EQ(cfg_set_param(child, "path", "/changed"), 0);
-    EXPECT_STREQ(cfg_serialize_compact(root.get()), R"({"params":{"path":"/changed"},"copy":{"path":"/a/b"}})");
+    EXPECT_STREQ(cfg_serialize_compact(root.get()),
+                 R"({"params":{"path":"/changed"},"copy":{"path":"/a/b"}})");
 }
 
 TEST(Kvtree, TextsThatAreNoTree) {
@@ -36,7 +37,8 @@ TEST(Kvtree, NothingThereIsNoFault) {
     EXPECT_EQ(cfg_object_to_string(none), nullptr);
     EXPECT_STREQ(cfg_serialize(none), "null");
     EXPECT_EQ(cfg_insert_child(root.get(), "again", none), 0);
-    for (cfg_tree* wrong : {static_cast<cfg_tree*>(nullptr), list.get(), none, cfg_get_child(root.get(), "text")}) {
+    for (cfg_tree* wrong :
+         {static_cast<cfg_tree*>(nullptr), list.get(), none, cfg_get_child(root.get(), "text")}) {
         EXPECT_EQ(cfg_get_child(wrong, "x"), nullptr);
         EXPECT_EQ(cfg_set_param(wrong, "x", "y"), -1);
         EXPECT_EQ(cfg_insert_empty_subtree(wrong, "x"), nullptr);

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <regex>
 
-#include "lab/child_process.h"
+#include "harness/child_process.h"
 #include "log/log_line.h"
 #include "log/rotating_file.h"
 #include "platform/vnorda_log.h"
@@ -21,7 +21,8 @@ using namespace std::chrono_literals;
     tzset();
     std::va_list args;
     va_start(args, format);
-    const std::string text = format_log_line({"rfcd", 42, {1'000'000'000, 7'999'999}}, code, format, args);
+    const std::string text =
+        format_log_line({"rfcd", 42, {1'000'000'000, 7'999'999}}, code, format, args);
     va_end(args);
     return text;
 }
@@ -74,7 +75,11 @@ TEST_F(RotatingFile, FileThatIsDeletedOrReplacedIsMadeAnew) {
         if (!replacement.empty()) lab::write_file(path, replacement);
 
         EXPECT_TRUE(lab::wait_until(
-            [&] { return file.write_line("after\n") && lab::read_file(path) == replacement + "after\n"; }, 3s));
+            [&] {
+                return file.write_line("after\n") &&
+                       lab::read_file(path) == replacement + "after\n";
+            },
+            3s));
     }
 }
 
@@ -93,7 +98,8 @@ TEST_F(RotatingFile, FullDiskLosesLinesAndNoMore) {
     while (file.write_line(text)) ASSERT_LT(++written, 100U);
 
     EXPECT_FALSE(file.write_line(text));
-    EXPECT_EQ(std::filesystem::file_size(disk + "x.log"), text.size() * written) << "no half line is left";
+    EXPECT_EQ(std::filesystem::file_size(disk + "x.log"), text.size() * written)
+        << "no half line is left";
     std::filesystem::resize_file(disk + "x.log", 0);
     EXPECT_TRUE(file.write_line(text));
 }

@@ -21,7 +21,9 @@ using context = std::unique_ptr<peermsg_ctx, decltype(&peermsg_release)>;
 
 peermsg_settings settings{PEERMSG_SETTINGS_CODE, {}};
 
-context open_module(unsigned module) { return {peermsg_init(module, &settings, PEERMSG_MODE_PEER), &peermsg_release}; }
+context open_module(unsigned module) {
+    return {peermsg_init(module, &settings, PEERMSG_MODE_PEER), &peermsg_release};
+}
 
 context started(unsigned module) {
     auto ctx = open_module(module);
@@ -36,7 +38,9 @@ bool send(const context& from, std::uint8_t to, const std::string& text) {
 // The next text, or "nothing".
 std::string next(const context& ctx, lab::milliseconds timeout = lab::patience) {
     void* block = nullptr;
-    lab::wait_until([&] { return (block = peermsg_get_msg_from_queue_no_wait(ctx.get())) != nullptr; }, timeout);
+    lab::wait_until(
+        [&] { return (block = peermsg_get_msg_from_queue_no_wait(ctx.get())) != nullptr; },
+        timeout);
     if (block == nullptr) return "nothing";
     std::uint32_t length = 0;
     const char* bytes = static_cast<char*>(block);
@@ -197,10 +201,22 @@ TEST(PeermsgCommands, Usage) {
         int status;
         const char* output;
     } rows[] = {
-        {.name = "help", .command = {PEERMSGD_BINARY, "--help"}, .status = 0, .output = "usage: peermsgd\n"},
-        {.name = "argument", .command = {PEERMSGD_BINARY, "x"}, .status = 2, .output = "usage: peermsgd\n"},
-        {.name = "help", .command = {PEERMSG_BINARY, "--help"}, .status = 0, .output = "usage: peermsg send "},
-        {.name = "module", .command = {PEERMSG_BINARY, "listen", "0"}, .status = 2, .output = "usage: peermsg send "},
+        {.name = "help",
+         .command = {PEERMSGD_BINARY, "--help"},
+         .status = 0,
+         .output = "usage: peermsgd\n"},
+        {.name = "argument",
+         .command = {PEERMSGD_BINARY, "x"},
+         .status = 2,
+         .output = "usage: peermsgd\n"},
+        {.name = "help",
+         .command = {PEERMSG_BINARY, "--help"},
+         .status = 0,
+         .output = "usage: peermsg send "},
+        {.name = "module",
+         .command = {PEERMSG_BINARY, "listen", "0"},
+         .status = 2,
+         .output = "usage: peermsg send "},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(lab::child_process(row.command, "/tmp/usage.out").wait(), row.status) << row.name;

@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "driver/radio_records.h"
-#include "lab/child_process.h"
+#include "harness/child_process.h"
 #include "radioctl/radio_scene.h"
 
 namespace {
@@ -26,7 +26,8 @@ TEST(Radioctl, RadiosHearTheirBandOnTheChannelsThatAreScanned) {
         radioctl_get_scan(&ctx, "wlan1-vap2", &results);
         std::vector<rfcd::scan_result> list;
         for (std::size_t i = 0; i < results.count; ++i) {
-            const auto* entry = static_cast<std::uint8_t*>(results.entries) + i * RADIOCTL_ENTRY_SIZE;
+            const auto* entry =
+                static_cast<std::uint8_t*>(results.entries) + i * RADIOCTL_ENTRY_SIZE;
             list.push_back(rfcd::read_active_entry({entry, RADIOCTL_ENTRY_SIZE}));
         }
         scan_results_free(&results);
@@ -68,10 +69,12 @@ TEST(Radioctl, RadiosHearTheirBandOnTheChannelsThatAreScanned) {
     EXPECT_EQ(heard_on(40).tx_power, 17);
     EXPECT_EQ(heard_on(40).chanspec, 38 | 0x1900) << "the centre of the wide channel";
     EXPECT_EQ(rfcd::read_rrm_head(buffer).count, 1);
-    EXPECT_EQ(heard_on(2'000'000'000).rssi, 0x7fffffff / 4) << "of the largest sum that there is room for";
+    EXPECT_EQ(heard_on(2'000'000'000).rssi, 0x7fffffff / 4)
+        << "of the largest sum that there is room for";
 
-    lab::write_file(standin::scene_path, R"({"radios":[{"name":"wlan1","band":5}],"faults":[)"
-                                         R"({"call":"radioctl_rrm_scan_get_result","field":"count","value":300}]})");
+    lab::write_file(standin::scene_path,
+                    R"({"radios":[{"name":"wlan1","band":5}],"faults":[)"
+                    R"({"call":"radioctl_rrm_scan_get_result","field":"count","value":300}]})");
     radioctl_rrm_scan_get_result(&ctx, "wlan1", buffer.data());
     EXPECT_EQ(rfcd::read_rrm_head(buffer).count, 300);
     lab::write_file(standin::scene_path, "{broken");

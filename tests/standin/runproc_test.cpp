@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <string>
 
-#include "lab/child_process.h"
+#include "harness/child_process.h"
 
 namespace {
 
@@ -47,7 +47,9 @@ run time_of(const char* command) {
     const auto start = std::chrono::steady_clock::now();
     const bool good = runproc_exec("%s", command) == 0;
     const auto time = std::chrono::steady_clock::now() - start;
-    return {last_line, static_cast<long>(std::chrono::duration_cast<std::chrono::seconds>(time).count()), good};
+    return {last_line,
+            static_cast<long>(std::chrono::duration_cast<std::chrono::seconds>(time).count()),
+            good};
 }
 
 TEST(Runproc, WaitsForTheCommandItselfForFiveSeconds) {

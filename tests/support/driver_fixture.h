@@ -10,11 +10,11 @@
 #include <string>
 
 #include "driver/driver.h"
-#include "lab/child_process.h"
+#include "harness/child_process.h"
+#include "harness/fakes/fake_log.h"
+#include "harness/fakes/fake_peermsg.h"
+#include "harness/fakes/fake_radio.h"
 #include "main/logging.h"
-#include "support/fake_log.h"
-#include "support/fake_peermsg.h"
-#include "support/fake_radio.h"
 
 class DriverTest : public testing::Test {
   protected:
@@ -37,8 +37,10 @@ class DriverTest : public testing::Test {
     static void store(const std::string& path, const std::string& value) {
         fake_peermsg::bus.store[path] = "\"" + value + "\"";
     }
-    static void add_vap(const std::string& name, const std::string& ssid, const std::string& mode, bool dot11k) {
-        const std::string device = "/sys/class/net/" + (name.ends_with("-vap0") ? name.substr(0, 5) : name);
+    static void add_vap(const std::string& name, const std::string& ssid, const std::string& mode,
+                        bool dot11k) {
+        const std::string device =
+            "/sys/class/net/" + (name.ends_with("-vap0") ? name.substr(0, 5) : name);
         std::filesystem::create_directories(device);
         lab::write_file(device + "/flags", "0x1003\n");
         const std::string path = "/interface/" + name;
@@ -49,7 +51,9 @@ class DriverTest : public testing::Test {
         store(path + "/vap/captive-portal/enabled", "false");
     }
     // The log since the last look, without line numbers.
-    static std::string log() { return std::regex_replace(fake_log::take(), std::regex("(<[^<>:]+):[0-9]+>"), "$1>"); }
+    static std::string log() {
+        return std::regex_replace(fake_log::take(), std::regex("(<[^<>:]+):[0-9]+>"), "$1>");
+    }
 
     rfcd::running_flag enabled = true;
     std::unique_ptr<rfcd::driver> drv;

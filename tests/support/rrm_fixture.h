@@ -8,15 +8,15 @@
 #include <memory>
 #include <string>
 
-#include "lab/child_process.h"
+#include "harness/child_process.h"
+#include "harness/fakes/fake_clock.h"
+#include "harness/fakes/fake_log.h"
+#include "harness/fakes/fake_peermsg.h"
+#include "harness/fakes/queues.h"
+#include "harness/fakes/scripted_driver.h"
 #include "main/logging.h"
 #include "rrm/flag_files.h"
 #include "rrm/rrm_worker.h"
-#include "support/fake_clock.h"
-#include "support/fake_log.h"
-#include "support/fake_peermsg.h"
-#include "support/queues.h"
-#include "support/scripted_driver.h"
 
 class RrmTest : public testing::Test {
   protected:
@@ -48,7 +48,8 @@ class RrmTest : public testing::Test {
         in.push(buffer_of(text));
         worker->process();
     }
-    static std::string rrm(const std::string& cmd, const std::string& rest = "", const std::string& version = "2.4") {
+    static std::string rrm(const std::string& cmd, const std::string& rest = "",
+                           const std::string& version = "2.4") {
         return R"({"version":")" + version + R"(","service":"rrm","cmd":")" + cmd + "\"" +
                (rest.empty() ? "" : "," + rest) + "}";
     }
@@ -79,7 +80,8 @@ class RrmTest : public testing::Test {
             fake_clock::advance(1);
             worker->keep_running(&running);
             worker->process();
-            if (const auto commands = sent(); !commands.empty()) told += std::to_string(second) + " " + commands;
+            if (const auto commands = sent(); !commands.empty())
+                told += std::to_string(second) + " " + commands;
         }
         return told;
     }

@@ -1,7 +1,7 @@
 // The tests write where a machine keeps its own, so they run in the sandbox only.
 #include <gtest/gtest.h>
 
-#include "lab/child_process.h"
+#include "harness/child_process.h"
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);

@@ -18,23 +18,28 @@ namespace {
 #define NOT_UNDER_A_SANITIZER \
     if (TIME_SCALE != 1) GTEST_SKIP()
 
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+bool contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
 
 class RoamingFaults : public testing::Test {
   protected:
     void start(const std::vector<std::string>& prefix, unsigned delay = 1) {
-        agent = std::make_unique<daemon>(story,
-                                         daemon::settings{{"log_level", "9"},
-                                                          {"roam_service_url", loopback_url(raw_service::port, "/x")},
-                                                          {"initial_connection_delay", std::to_string(delay)},
-                                                          {"max_connection_delay", std::to_string(delay)}},
-                                         prefix);
+        agent = std::make_unique<daemon>(
+            story,
+            daemon::settings{{"log_level", "9"},
+                             {"roam_service_url", loopback_url(raw_service::port, "/x")},
+                             {"initial_connection_delay", std::to_string(delay)},
+                             {"max_connection_delay", std::to_string(delay)}},
+            prefix);
     }
     // A message to the echoing service and back.
     bool relays(const std::string& text) {
         return wait_until([&] {
             peer.send_quietly(bridge_module, text);
-            return peer.received().take_matching([&](const auto& m) { return m.text == text; }, 200ms).has_value();
+            return peer.received()
+                .take_matching([&](const auto& m) { return m.text == text; }, 200ms)
+                .has_value();
         });
     }
     pid_t pid() const { return agent->process().pid(); }
@@ -70,8 +75,10 @@ TEST_F(RoamingFaults, ThousandReconnectsLeaveNothingBehind) {
     const raw_service service("close-frame");
     start(faster(60));
     const auto state = [&] {
-        const auto fds = std::filesystem::directory_iterator("/proc/" + std::to_string(pid()) + "/fd");
-        return std::pair(status_kilobytes(pid(), "Threads"), std::distance(begin(fds), end(fds)) <= 20);
+        const auto fds =
+            std::filesystem::directory_iterator("/proc/" + std::to_string(pid()) + "/fd");
+        return std::pair(status_kilobytes(pid(), "Threads"),
+                         std::distance(begin(fds), end(fds)) <= 20);
     };
     service.wait_connections(100);
     const long memory = status_kilobytes(pid(), "VmRSS");
@@ -140,7 +147,9 @@ TEST_F(RoamingFaults, ServiceThatNeverAnswersTheHandshakeIsLeftAfterTwentySecond
     start(faster(10));
 
     EXPECT_TRUE(service.wait_connections(2));
-    EXPECT_GE(agent->count_log("process_closed:122") + agent->count_log("process_client_connection_error:90"), 1U);
+    EXPECT_GE(agent->count_log("process_closed:122") +
+                  agent->count_log("process_client_connection_error:90"),
+              1U);
 }
 
 // The client takes ten messages a second, so that reading is held back for hours. Pings go on.
@@ -149,9 +158,12 @@ TEST(WidsFaults, FloodDoesNotEndTheLink) {
     transcript story(nullptr);
     const bus_broker broker(story);
     const raw_service service("flood");
-    daemon agent(story, {{"log_level", "1"}, {"mac-list-service-url", loopback_url(raw_service::port, "/x")}},
-                 faster(60));
-    ASSERT_TRUE(wait_until([&] { return status_kilobytes(agent.process().pid(), "VmRSS") > 64 << 10; }));
+    daemon agent(
+        story,
+        {{"log_level", "1"}, {"mac-list-service-url", loopback_url(raw_service::port, "/x")}},
+        faster(60));
+    ASSERT_TRUE(
+        wait_until([&] { return status_kilobytes(agent.process().pid(), "VmRSS") > 64 << 10; }));
 
     std::this_thread::sleep_for(4s);  // four minutes of the daemon
 
@@ -250,7 +262,9 @@ TEST_F(RrmFaults, RadioLibraryThatLies) {
 TEST(RrmEnds, StopInEveryState) {
     transcript story(nullptr);
     service_world world(story, service_world::service::rrm);
-    const auto hostapd_pid = [] { return static_cast<pid_t>(std::stol(read_file("/run/hostapd.pid"))); };
+    const auto hostapd_pid = [] {
+        return static_cast<pid_t>(std::stol(read_file("/run/hostapd.pid")));
+    };
     const struct {
         const char* name;
         std::function<void()> enter;
@@ -353,7 +367,8 @@ TEST(Memory, GoesBackAfterALargeMessage) {
         const long before = status_kilobytes(pid, "VmRSS");
 
         world.cloud.send(row.message);
-        world.expect(row.service == service_world::service::rrm ? "rrm-mode-response" : "mac-list-rejected");
+        world.expect(row.service == service_world::service::rrm ? "rrm-mode-response"
+                                                                : "mac-list-rejected");
         std::this_thread::sleep_for(1s);
 
         EXPECT_GT(status_kilobytes(pid, "VmHWM"), before + 50'000);

@@ -30,12 +30,15 @@ class Link : public testing::Test {
         while (got.empty() || got.back() != last) {
             auto arrived = peer.received().take();
             if (!arrived) break;
-            if (arrived->text.find("internal-ipc") == std::string::npos) got.push_back(arrived->text);
+            if (arrived->text.find("internal-ipc") == std::string::npos)
+                got.push_back(arrived->text);
         }
         return got;
     }
     bool hears(const std::string& command) {
-        return peer.received().take_matching([&](const auto& m) { return m.text == link_notice(command); }).has_value();
+        return peer.received()
+            .take_matching([&](const auto& m) { return m.text == link_notice(command); })
+            .has_value();
     }
 
     transcript story{nullptr};
@@ -46,9 +49,10 @@ class Link : public testing::Test {
 
 TEST_F(Link, MessagesAreWholeHoweverTheyAreCut) {
     const std::string message = R"({"text":"0123456789"})";
-    const std::tuple<const char*, std::size_t, bool> rows[] = {{"every-split", 2 * message.size() + 2, true},
-                                                               {"one-byte-at-a-time", 1, false},
-                                                               {"with-the-handshake", 20, false}};
+    const std::tuple<const char*, std::size_t, bool> rows[] = {
+        {"every-split", 2 * message.size() + 2, true},
+        {"one-byte-at-a-time", 1, false},
+        {"with-the-handshake", 20, false}};
     for (const auto& [behaviour, copies, binary] : rows) {
         SCOPED_TRACE(behaviour);
         const raw_service service(behaviour);
@@ -63,8 +67,8 @@ TEST_F(Link, MessagesAreWholeHoweverTheyAreCut) {
 }
 
 TEST_F(Link, ConnectionsThatBreakAreMadeAnewAndLeaveNothing) {
-    for (const char* behaviour :
-         {"half-then-reset", "garbage-frames", "huge-announcement", "endless-message", "half-close", "close-frame"}) {
+    for (const char* behaviour : {"half-then-reset", "garbage-frames", "huge-announcement",
+                                  "endless-message", "half-close", "close-frame"}) {
         SCOPED_TRACE(behaviour);
         const raw_service service(behaviour);
         start();
@@ -80,8 +84,8 @@ TEST_F(Link, ConnectionsThatBreakAreMadeAnewAndLeaveNothing) {
 }
 
 TEST_F(Link, FailedAttemptsEndOnceAndAreRepeated) {
-    for (const char* behaviour :
-         {"http-200", "http-401", "http-404", "not-http", "wrong-accept", "end-before-answer", "reset-before-answer"}) {
+    for (const char* behaviour : {"http-200", "http-401", "http-404", "not-http", "wrong-accept",
+                                  "end-before-answer", "reset-before-answer"}) {
         SCOPED_TRACE(behaviour);
         const raw_service service(behaviour);
         start();
@@ -89,8 +93,8 @@ TEST_F(Link, FailedAttemptsEndOnceAndAreRepeated) {
         EXPECT_EQ(agent->stop().status, 0);
         // Each attempt that was given up said so once; the last may have been cut by the stop.
         const auto attempts = agent->count_log("Try to establish connect");
-        const auto ends =
-            agent->count_log("process_client_connection_error:90") + agent->count_log("process_closed:122");
+        const auto ends = agent->count_log("process_client_connection_error:90") +
+                          agent->count_log("process_closed:122");
         EXPECT_GE(ends + 1, attempts);
         EXPECT_LE(ends, attempts);
         EXPECT_EQ(agent->count_log("websock-roaming->Stopping"), attempts);
@@ -102,7 +106,8 @@ TEST_F(Link, PingIsAnsweredAtOnce) {
     const raw_service service("ask-for-pongs");
     start();
 
-    ASSERT_TRUE(wait_until([&] { return service.output().find("slowest pong") != std::string::npos; }));
+    ASSERT_TRUE(
+        wait_until([&] { return service.output().find("slowest pong") != std::string::npos; }));
 
     const std::string slowest = service.output().substr(service.output().find("pong") + 5);
     EXPECT_LT(std::stoi(slowest), 30 * TIME_SCALE) << "milliseconds";
@@ -114,14 +119,15 @@ TEST_F(Link, RedirectIsFollowedAFewTimesAndEndsTheAttempt) {
 
     ASSERT_TRUE(wait_until([&] { return agent->count_log("Try to establish connect") >= 2; }));
 
-    const auto ends = agent->count_log("process_client_connection_error:90") + agent->count_log("process_closed:122");
+    const auto ends = agent->count_log("process_client_connection_error:90") +
+                      agent->count_log("process_closed:122");
     EXPECT_GE(ends, 1U);
     EXPECT_LE(service.connections(), 10U) << "of two attempts at most";
 }
 
 TEST_F(Link, AddressesThatLeadNowhere) {
-    for (const char* url :
-         {"ws://127.0.0.1:1/refused", "ws://no-such-host.invalid:80/x", "ws://:80/no-host", "ws://127.0.0.1:0/x"}) {
+    for (const char* url : {"ws://127.0.0.1:1/refused", "ws://no-such-host.invalid:80/x",
+                            "ws://:80/no-host", "ws://127.0.0.1:0/x"}) {
         SCOPED_TRACE(url);
         start(url);
         EXPECT_TRUE(wait_until([&] { return agent->count_log("Try to establish connect") >= 2; }));

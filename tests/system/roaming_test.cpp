@@ -46,7 +46,8 @@ TEST_F(Roaming, SlowReaderGetsEverythingInOrder) {
         if (i % 50'000 == 0) std::this_thread::sleep_for(50ms);  // the bus is no queue without end
     }
     const std::string megabyte(1'000'000, 'x');
-    for (int i = 0; i < large; ++i) world->peer.send_quietly(bridge_module, std::to_string(i) + megabyte);
+    for (int i = 0; i < large; ++i)
+        world->peer.send_quietly(bridge_module, std::to_string(i) + megabyte);
     std::this_thread::sleep_for(500ms);
     world->cloud.resume_reading();
     for (int i = 0; i < small; ++i) {
@@ -116,9 +117,10 @@ TEST_F(Roaming, EveryStateIsQuietAndStops) {
     std::unique_ptr<raw_service> raw;
     const black_hole hole;
     const auto start_on = [this](std::uint16_t port, const char* log_level) {
-        world->agent = std::make_unique<daemon>(*story, daemon::settings{{"log_level", log_level},
-                                                                         {"roam_service_url", loopback_url(port, "/x")},
-                                                                         {"initial_connection_delay", "1"}});
+        world->agent = std::make_unique<daemon>(
+            *story, daemon::settings{{"log_level", log_level},
+                                     {"roam_service_url", loopback_url(port, "/x")},
+                                     {"initial_connection_delay", "1"}});
     };
     const auto start_with = [&, this](const char* behaviour) {
         make({.start_daemon = false});
@@ -148,7 +150,8 @@ TEST_F(Roaming, EveryStateIsQuietAndStops) {
          [&, this] {
              start_with("end-while-sending-is-blocked");
              ASSERT_TRUE(world->bus_hears(link_notice("connected")));
-             for (int i = 0; i < 20; ++i) world->peer.send_quietly(bridge_module, std::string(1'000'000, 'x'));
+             for (int i = 0; i < 20; ++i)
+                 world->peer.send_quietly(bridge_module, std::string(1'000'000, 'x'));
              std::this_thread::sleep_for(1s);
          }},
         {"connecting to a black hole",

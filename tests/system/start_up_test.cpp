@@ -42,7 +42,8 @@ TEST(StartUp, ExitStatusWithoutAService) {
 }
 
 const char* const leftovers[] = {"/tmp/.skylark_notify", "/tmp/.skylark_notify_hostapd_started",
-                                 "/tmp/.skylark_notify_config_updated", "/tmp/.skylark_notify_timezone_changed",
+                                 "/tmp/.skylark_notify_config_updated",
+                                 "/tmp/.skylark_notify_timezone_changed",
                                  "/tmp/.skylark-connected"};
 
 class RunningDaemon : public testing::Test {
@@ -62,7 +63,8 @@ class RunningDaemon : public testing::Test {
     // Names of the process's threads, without a sanitizer's own.
     static std::string threads_of(pid_t pid) {
         std::string names;
-        for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
+        for (const auto& task :
+             std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
             const std::string name = read_file(task.path() / "comm");
             if (name != "rfcd:main\n" && name != "rfcd\n") names += name;
         }
@@ -119,10 +121,12 @@ TEST_F(RunningDaemon, ModesFilesAndSignals) {
 
             daemon agent(story, row.lines);
             const pid_t pid = agent.process().pid();
-            EXPECT_TRUE(wait_until([&] { return threads_of(pid) == row.threads; })) << threads_of(pid);
+            EXPECT_TRUE(wait_until([&] { return threads_of(pid) == row.threads; }))
+                << threads_of(pid);
 
             const auto most = row.logs ? patience : milliseconds(100);
-            EXPECT_EQ(wait_until([&] { return !agent.log().empty(); }, most), row.logs) << agent.log();
+            EXPECT_EQ(wait_until([&] { return !agent.log().empty(); }, most), row.logs)
+                << agent.log();
             EXPECT_EQ(std::count_if(std::begin(leftovers), std::end(leftovers),
                                     [](const char* path) { return std::filesystem::exists(path); }),
                       row.files_left);
@@ -134,10 +138,12 @@ TEST_F(RunningDaemon, ModesFilesAndSignals) {
 }
 
 TEST_F(RunningDaemon, StandardDescriptorsThatCameClosedAreOpened) {
-    daemon agent(story, {{"roam_service_url", "ws://127.0.0.1:1/x"}}, {"sh", "-c", "exec \"$@\" <&- >&- 2>&-", "sh"});
+    daemon agent(story, {{"roam_service_url", "ws://127.0.0.1:1/x"}},
+                 {"sh", "-c", "exec \"$@\" <&- >&- 2>&-", "sh"});
     const std::string fd = "/proc/" + std::to_string(agent.process().pid()) + "/fd/";
 
-    EXPECT_TRUE(wait_until([&] { return threads_of(agent.process().pid()) == "rfcd:websock-ro rfcd:ipc "; }));
+    EXPECT_TRUE(wait_until(
+        [&] { return threads_of(agent.process().pid()) == "rfcd:websock-ro rfcd:ipc "; }));
 
     for (const char* number : {"0", "1", "2"}) {
         std::error_code none;

@@ -1,8 +1,8 @@
 // The pieces around the worker: delays, the callback slot, names of reasons.
 #include <gtest/gtest.h>
 
-#include "support/fake_log.h"
-#include "support/fake_lws.h"
+#include "harness/fakes/fake_log.h"
+#include "harness/fakes/fake_lws.h"
 #include "websock/connection_delay.h"
 #include "websock/lws_callback.h"
 
@@ -33,21 +33,24 @@ TEST(LwsCallback, SlotServesWhoeverIsInstalled) {
     fake_log::reset();
     const auto place = [](std::uintptr_t number) { return reinterpret_cast<void*>(number); };
     const auto call = [&] {
-        return lws_static_callback(static_cast<lws*>(place(0x10)), LWS_CALLBACK_CLIENT_RECEIVE, place(0x20),
-                                   place(0x30), 7);
+        return lws_static_callback(static_cast<lws*>(place(0x10)), LWS_CALLBACK_CLIENT_RECEIVE,
+                                   place(0x20), place(0x30), 7);
     };
     set_lws_dispatcher([](lws*, int reason, void*, void*, std::size_t) { return reason; });
     EXPECT_EQ(call(), LWS_CALLBACK_CLIENT_RECEIVE);
     remove_lws_dispatcher();
     EXPECT_EQ(call(), 0);
-    EXPECT_EQ(fake_log::take(), "debug No function to process lws callback(0x10, 8, 0x20, 0x30, 7)\n");
+    EXPECT_EQ(fake_log::take(),
+              "debug No function to process lws callback(0x10, 8, 0x20, 0x30, 7)\n");
 }
 
 TEST(LwsCallback, ReasonNames) {
     EXPECT_STREQ(lws_reason_name(LWS_CALLBACK_PROTOCOL_INIT), "LWS_CALLBACK_PROTOCOL_INIT");
-    EXPECT_STREQ(lws_reason_name(LWS_CALLBACK_CLIENT_HTTP_WRITEABLE), "LWS_CALLBACK_CLIENT_HTTP_WRITEABLE");
+    EXPECT_STREQ(lws_reason_name(LWS_CALLBACK_CLIENT_HTTP_WRITEABLE),
+                 "LWS_CALLBACK_CLIENT_HTTP_WRITEABLE");
     EXPECT_STREQ(lws_reason_name(LWS_CALLBACK_USER), "LWS_CALLBACK_USER");
-    for (const int reason : {28, 58, 999, -1}) EXPECT_STREQ(lws_reason_name(reason), "UNKNOWN_LWS_CALLBACK_REASON");
+    for (const int reason : {28, 58, 999, -1})
+        EXPECT_STREQ(lws_reason_name(reason), "UNKNOWN_LWS_CALLBACK_REASON");
 }
 
 TEST(LwsCallback, EveryServiceHasItsPrefix) {

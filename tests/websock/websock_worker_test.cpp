@@ -7,10 +7,10 @@
 #include <chrono>
 #include <cstdlib>
 
-#include "support/fake_clock.h"
-#include "support/fake_log.h"
-#include "support/fake_lws.h"
-#include "support/queues.h"
+#include "harness/fakes/fake_clock.h"
+#include "harness/fakes/fake_log.h"
+#include "harness/fakes/fake_lws.h"
+#include "harness/fakes/queues.h"
 
 namespace rfcd {
 namespace {
@@ -19,7 +19,8 @@ using fake_lws::library;
 using fake_lws::take_record;
 
 const std::string connected = R"({"version":"2.4","service":"internal-ipc","cmd":"connected"})";
-const std::string disconnected = R"({"version":"2.4","service":"internal-ipc","cmd":"disconnected"})";
+const std::string disconnected =
+    R"({"version":"2.4","service":"internal-ipc","cmd":"disconnected"})";
 
 struct open_worker : websock_worker {
     using websock_worker::active_;
@@ -38,7 +39,8 @@ class WebsockWorker : public testing::Test {
     }
 
     void event(int reason, std::string data = {}) {
-        worker.worker_lws_callback(fake_lws::connection(), reason, nullptr, data.data(), data.size());
+        worker.worker_lws_callback(fake_lws::connection(), reason, nullptr, data.data(),
+                                   data.size());
     }
     void receive(const std::string& piece, std::size_t remaining, bool final_fragment) {
         library.remaining = remaining;
@@ -76,7 +78,8 @@ TEST_F(WebsockWorker, AttemptFollowsTheDelay) {
     const auto log = fake_log::take();
     const auto seconds = fake_clock::pauses.size() / 10;  // pauses of 100 ms
     EXPECT_TRUE(seconds >= 5 && seconds < 15) << seconds;
-    EXPECT_EQ(log, "debug Generate delay into [5;15) range\ndebug Delay before connection: " + std::to_string(seconds) +
+    EXPECT_EQ(log, "debug Generate delay into [5;15) range\ndebug Delay before connection: " +
+                       std::to_string(seconds) +
                        " sec\ndebug websock-rrm-> _connect: Try to establish connect with server "
                        "host:80/path\ndebug websock-rrm->Connected\n");
     EXPECT_EQ(library.handshake_seconds, 20U);
@@ -99,7 +102,8 @@ TEST_F(WebsockWorker, FailedAttemptsLeaveNothingBehind) {
     EXPECT_EQ(take_record(), "create, websock-rrm connect host:80/path, destroy, ");
     fake_log::reset();
     EXPECT_FALSE(worker.start_check());
-    EXPECT_NE(fake_log::take().find("[20;60)"), std::string::npos) << "only a handshake resets the delay";
+    EXPECT_NE(fake_log::take().find("[20;60)"), std::string::npos)
+        << "only a handshake resets the delay";
     running = false;
     take_record();
     EXPECT_FALSE(worker.start_check());
@@ -137,8 +141,9 @@ TEST_F(WebsockWorker, EstablishedConnectionStartsOver) {
 }
 
 TEST_F(WebsockWorker, ReasonsThatEndTheConnection) {
-    for (const int reason : {LWS_CALLBACK_CLIENT_CONNECTION_ERROR, LWS_CALLBACK_CLOSED, LWS_CALLBACK_CLOSED_HTTP,
-                             LWS_CALLBACK_CLOSED_CLIENT_HTTP, LWS_CALLBACK_CLIENT_CLOSED}) {
+    for (const int reason :
+         {LWS_CALLBACK_CLIENT_CONNECTION_ERROR, LWS_CALLBACK_CLOSED, LWS_CALLBACK_CLOSED_HTTP,
+          LWS_CALLBACK_CLOSED_CLIENT_HTTP, LWS_CALLBACK_CLIENT_CLOSED}) {
         SCOPED_TRACE(reason);
         worker.start_check();
         fake_log::reset();
@@ -162,7 +167,8 @@ TEST_F(WebsockWorker, MessagesAreJoinedAndHandedOverWhole) {
     receive("", 0, true);
     EXPECT_EQ(drain(received), (texts{"one message!", "second", ""}));
     fake_log::reset();
-    worker.worker_lws_callback(fake_lws::connection(), LWS_CALLBACK_CLIENT_RECEIVE, nullptr, nullptr, 0);
+    worker.worker_lws_callback(fake_lws::connection(), LWS_CALLBACK_CLIENT_RECEIVE, nullptr,
+                               nullptr, 0);
     EXPECT_EQ(fake_log::take(),
               "debug websock-rrm->process_client_receive:129\n"
               "debug process_client_receive: Bad Input data\n");
@@ -185,7 +191,8 @@ TEST_F(WebsockWorker, EndlessMessageIsDroppedWithItsConnection) {
     EXPECT_TRUE(wanted());
     receive("x", websock_worker::max_message_size, true);
     EXPECT_FALSE(wanted());
-    EXPECT_EQ(fake_log::take(), "error websock-rrm->process_client_receive: Message too long, drop the connection\n");
+    EXPECT_EQ(fake_log::take(),
+              "error websock-rrm->process_client_receive: Message too long, drop the connection\n");
     EXPECT_TRUE(received.empty());
 }
 
@@ -196,7 +203,8 @@ TEST_F(WebsockWorker, WriteableSendsEverythingInOrder) {
     fake_log::reset(7);
     EXPECT_EQ(written(), R"(write 0 a, write 0 , write 0 {"service":"rrm"}, write 0 c, ask, )");
     const auto log = fake_log::take();
-    EXPECT_EQ(log.substr(0, log.find('\n')), "info websock-rrm->lws_send:Send msg type [0] len [1/1]  to websocket");
+    EXPECT_EQ(log.substr(0, log.find('\n')),
+              "info websock-rrm->lws_send:Send msg type [0] len [1/1]  to websocket");
     EXPECT_EQ(written(), "ask, ");
 }
 
@@ -216,7 +224,8 @@ TEST_F(WebsockWorker, FailedSendIsLoggedAndLost) {
     library.write_result = -1;
     to_send.push(buffer_of("a"));
     event(LWS_CALLBACK_CLIENT_WRITEABLE);
-    EXPECT_EQ(fake_log::take(), "error websock-rrm->lws_send:Can't send msg type [0] to websocket\n");
+    EXPECT_EQ(fake_log::take(),
+              "error websock-rrm->lws_send:Can't send msg type [0] to websocket\n");
     EXPECT_TRUE(to_send.empty());
     EXPECT_TRUE(wanted());
 }
@@ -230,7 +239,8 @@ TEST_F(WebsockWorker, ThreeUnansweredPingsEndTheConnection) {
         while (second < end) {
             fake_clock::advance(1);
             ++second;
-            if (written().find("write 5") != std::string::npos) pings += std::to_string(second) + " ";
+            if (written().find("write 5") != std::string::npos)
+                pings += std::to_string(second) + " ";
         }
     };
     pass_until(61);
@@ -241,7 +251,8 @@ TEST_F(WebsockWorker, ThreeUnansweredPingsEndTheConnection) {
     EXPECT_TRUE(wanted());
     fake_log::reset();
     event(LWS_CALLBACK_CLIENT_RECEIVE_PONG);
-    EXPECT_EQ(fake_log::take(), "debug websock-rrm->There are no 3 pong answer in a row from server\n")
+    EXPECT_EQ(fake_log::take(),
+              "debug websock-rrm->There are no 3 pong answer in a row from server\n")
         << "a pong after the third ping is too late";
     EXPECT_FALSE(wanted());
 }
@@ -320,7 +331,9 @@ TEST_F(WebsockWorker, WaitsForTheSocketToBeWritableOnlyWithSomethingToWrite) {
                  event(LWS_CALLBACK_CLIENT_HTTP_REDIRECT);
              },
          .waits = false},
-        {.name = "connected", .prepare = [this] { event(LWS_CALLBACK_CLIENT_ESTABLISHED); }, .waits = true},
+        {.name = "connected",
+         .prepare = [this] { event(LWS_CALLBACK_CLIENT_ESTABLISHED); },
+         .waits = true},
         {.name = "connected, with a message",
          .prepare =
              [this] {
@@ -351,7 +364,8 @@ TEST_F(WebsockWorker, WaitsForTheSocketToBeWritableOnlyWithSomethingToWrite) {
 
         worker.process();
 
-        EXPECT_EQ(std::chrono::steady_clock::now() - start >= std::chrono::milliseconds(100), row.waits);
+        EXPECT_EQ(std::chrono::steady_clock::now() - start >= std::chrono::milliseconds(100),
+                  row.waits);
         drain(to_send);
         worker.on_stop();
         fake_lws::reset();
@@ -390,7 +404,8 @@ TEST_F(WebsockWorker, LinkCommands) {
         to_send.push(buffer_of(row.text));
         take_record();
         event(LWS_CALLBACK_CLIENT_WRITEABLE);
-        EXPECT_EQ(take_record(), row.sent ? std::string("write 0 ") + row.text + ", ask, " : "ask, ");
+        EXPECT_EQ(take_record(),
+                  row.sent ? std::string("write 0 ") + row.text + ", ask, " : "ask, ");
         EXPECT_EQ(drain(received), row.answer != nullptr ? texts{row.answer} : texts{});
         EXPECT_TRUE(wanted());
     }
@@ -420,7 +435,8 @@ TEST_F(WebsockWorker, UnlinkIsForGood) {
     to_send.push(buffer_of(R"({"service":"internal-ipc","cmd":"unlink"})"));
     fake_log::reset();
     event(LWS_CALLBACK_CLIENT_WRITEABLE);
-    EXPECT_NE(fake_log::take().find("debug websock-rrm->process_internal_unlink:69\n"), std::string::npos);
+    EXPECT_NE(fake_log::take().find("debug websock-rrm->process_internal_unlink:69\n"),
+              std::string::npos);
     EXPECT_FALSE(wanted());
     worker.on_stop();
     take_record();

@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include "harness/fakes/fake_log.h"
+#include "harness/fakes/fake_peermsg.h"
+#include "harness/fakes/queues.h"
 #include "main/logging.h"
-#include "support/fake_log.h"
-#include "support/fake_peermsg.h"
-#include "support/queues.h"
 
 namespace rfcd {
 namespace {
@@ -50,7 +50,9 @@ TEST_F(WidsWorker, AnswersEachList) {
         {.name = "another list",
          .members = R"("service":"wids-mac-service","Name":"l2")",
          .reply = R"(rejected","Name":"l2"})"},
-        {.name = "no name", .members = R"("service":"wids-mac-service")", .reply = R"(rejected","Name":"empty-name"})"},
+        {.name = "no name",
+         .members = R"("service":"wids-mac-service")",
+         .reply = R"(rejected","Name":"empty-name"})"},
         {.name = "a null name is no empty name",
          .list = "",
          .members = R"("service":"wids-mac-service","Name":null)",
@@ -73,12 +75,14 @@ TEST_F(WidsWorker, AnswersEachList) {
 
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        const bool accepted = row.reply != nullptr && std::string_view(row.reply).starts_with("received");
+        const bool accepted =
+            row.reply != nullptr && std::string_view(row.reply).starts_with("received");
 
         EXPECT_EQ(replies_to("{" + row.members + "}", row.list),
                   row.reply != nullptr ? texts{head + row.reply} : texts{});
         EXPECT_EQ(fake_peermsg::take_record(),
-                  accepted ? "start, send 6 {" + row.members + R"(,"command":"update-wids-mac-lists"}, stop, release, )"
+                  accepted ? "start, send 6 {" + row.members +
+                                 R"(,"command":"update-wids-mac-lists"}, stop, release, )"
                            : "release, ");
     }
 }
@@ -90,11 +94,13 @@ TEST_F(WidsWorker, AcknowledgesBeforeItAsksNetworkd) {
         return std::string();
     };
 
-    const auto replies = replies_to(R"({"service":"wids-mac-service","Name":"l1","command":"of the service"})");
+    const auto replies =
+        replies_to(R"({"service":"wids-mac-service","Name":"l1","command":"of the service"})");
 
     EXPECT_TRUE(acknowledged);
     EXPECT_EQ(replies.size(), 1U) << "a networkd that is silent changes nothing";
-    EXPECT_NE(fake_peermsg::take_record().find(R"("command":"update-wids-mac-lists"})"), std::string::npos)
+    EXPECT_NE(fake_peermsg::take_record().find(R"("command":"update-wids-mac-lists"})"),
+              std::string::npos)
         << "the service's own command is replaced";
 }
 

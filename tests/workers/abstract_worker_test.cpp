@@ -7,7 +7,7 @@
 #include <chrono>
 #include <stdexcept>
 
-#include "support/fake_clock.h"
+#include "harness/fakes/fake_clock.h"
 
 namespace rfcd {
 namespace {
@@ -63,7 +63,9 @@ TEST(AbstractWorker, LoopOrder) {
         std::function<void(scripted_worker&)> prepare;
         const char* record;
     } rows[] = {
-        {.name = "stopped before the first activation", .prepare = [](auto& w) { w.flag = false; }, .record = ""},
+        {.name = "stopped before the first activation",
+         .prepare = [](auto& w) { w.flag = false; },
+         .record = ""},
         {.name = "cannot start",
          .prepare =
              [](auto& w) {
@@ -71,7 +73,9 @@ TEST(AbstractWorker, LoopOrder) {
                  w.stop_after_pauses = 3;
              },
          .record = "start pause start pause start pause "},
-        {.name = "not kept running", .prepare = [](auto& w) { w.passes = 0; }, .record = "start stop pause "},
+        {.name = "not kept running",
+         .prepare = [](auto& w) { w.passes = 0; },
+         .record = "start stop pause "},
         {.name = "two passes", .prepare = [](auto&) {}, .record = "start pass pass stop pause "},
         {.name = "clears its activity in a pass",
          .prepare = [](auto& w) { w.on_pass = [&w] { w.active_ = false; }; },
@@ -89,7 +93,8 @@ TEST(AbstractWorker, LoopOrder) {
         worker.run();
 
         EXPECT_EQ(worker.record, row.record);
-        EXPECT_EQ(fake_clock::pauses, std::vector<std::uint32_t>(static_cast<std::size_t>(worker.pauses), 300));
+        EXPECT_EQ(fake_clock::pauses,
+                  std::vector<std::uint32_t>(static_cast<std::size_t>(worker.pauses), 300));
     }
 }
 
@@ -97,7 +102,8 @@ TEST(AbstractWorker, LoopOrder) {
 std::chrono::milliseconds time_of(scripted_worker& worker) {
     const auto start = std::chrono::steady_clock::now();
     worker.run();
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                                 start);
 }
 
 TEST(AbstractWorker, WritesBeforeAWaitEndThatWaitAlone) {

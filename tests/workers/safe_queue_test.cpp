@@ -5,8 +5,8 @@
 #include <atomic>
 #include <thread>
 
-#include "support/fake_log.h"
-#include "support/queues.h"
+#include "harness/fakes/fake_log.h"
+#include "harness/fakes/queues.h"
 
 namespace rfcd {
 namespace {
@@ -86,8 +86,12 @@ TEST(SafeQueue, StatesThatNobodyTakesDoNotPileUp) {
         {.name = "a change", .pushed = "du", .left = {"down", "up"}},
         {.name = "there and back", .pushed = "dud", .left = {"down"}},
         {.name = "for weeks", .pushed = "dudduduududdud", .left = {"down"}},
-        {.name = "messages keep their place", .pushed = "dumdud", .left = {"down", "up", "m", "down"}},
-        {.name = "only its own are told by identity", .pushed = "dsd", .left = {"down", "up", "down"}},
+        {.name = "messages keep their place",
+         .pushed = "dumdud",
+         .left = {"down", "up", "m", "down"}},
+        {.name = "only its own are told by identity",
+         .pushed = "dsd",
+         .left = {"down", "up", "down"}},
     };
 
     for (const auto& row : rows) {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "support/fake_clock.h"
+#include "harness/fakes/fake_clock.h"
 
 namespace rfcd {
 namespace {

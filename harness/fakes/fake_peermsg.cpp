@@ -1,13 +1,13 @@
-#include "support/fake_peermsg.h"
+#include "harness/fakes/fake_peermsg.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
 
+#include "harness/fakes/fake_clock.h"
 #include "platform/peermsg.h"
 #include "platform/replywait.h"
-#include "support/fake_clock.h"
 #include "workers/cfg_ptr.h"
 
 struct peermsg_ctx {
@@ -40,8 +40,8 @@ bool take_answer(std::int64_t now_ns, std::string& answer) {
 }  // namespace
 
 peermsg_ctx* peermsg_init(unsigned module, peermsg_settings* settings, int mode) {
-    bus.record +=
-        "init " + std::to_string(module) + " " + std::to_string(settings->code) + " " + std::to_string(mode) + ", ";
+    bus.record += "init " + std::to_string(module) + " " + std::to_string(settings->code) + " " +
+                  std::to_string(mode) + ", ";
     if (bus.init_fails) return nullptr;
     ++bus.contexts;
     return new peermsg_ctx;
@@ -75,7 +75,8 @@ int peermsg_msg_send(peermsg_ctx* ctx, const char* text, uint8_t peer, size_t le
     ctx->request.assign(text, length);
     bus.record += "send " + std::to_string(peer) + " " + std::string(text, length) + ", ";
     if (bus.busy_until_ns != 0) {
-        bus.busy_until_ns = std::max<std::int64_t>(bus.busy_until_ns, fake_clock::now_ns) + bus.answer_ns;
+        bus.busy_until_ns =
+            std::max<std::int64_t>(bus.busy_until_ns, fake_clock::now_ns) + bus.answer_ns;
         bus.answers.emplace_back(bus.busy_until_ns, answer_to(ctx->request));
     }
     return 0;
@@ -83,7 +84,9 @@ int peermsg_msg_send(peermsg_ctx* ctx, const char* text, uint8_t peer, size_t le
 
 int peermsg_get_moduleloop(const peermsg_ctx* /*ctx*/) { return bus.loop; }
 
-void peermsg_set_moduleloop(peermsg_ctx* /*ctx*/, int value) { bus.loop = bus.loop_sticks ? 1 : value; }
+void peermsg_set_moduleloop(peermsg_ctx* /*ctx*/, int value) {
+    bus.loop = bus.loop_sticks ? 1 : value;
+}
 
 void* peermsg_get_msg_from_queue_no_wait(peermsg_ctx* /*ctx*/) {
     std::string text;
@@ -100,10 +103,11 @@ void* peermsg_get_msg_from_queue_no_wait(peermsg_ctx* /*ctx*/) {
     return block;
 }
 
-cfg_tree* replywait_wait_answer(peermsg_ctx* ctx, const char* answer_command, const char* error_text,
-                                unsigned timeout_s) {
+cfg_tree* replywait_wait_answer(peermsg_ctx* ctx, const char* answer_command,
+                                const char* error_text, unsigned timeout_s) {
     if (bus.answer_all) {
-        bus.record += std::string("wait ") + answer_command + " " + std::to_string(timeout_s) + " " + error_text;
+        bus.record += std::string("wait ") + answer_command + " " + std::to_string(timeout_s) +
+                      " " + error_text;
     }
     if (bus.busy_until_ns == 0) return cfg_parse_buffer(answer_to(ctx->request).c_str());
 

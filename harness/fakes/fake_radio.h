@@ -30,7 +30,8 @@ inline void reset() { library = {}; }
 inline std::string take_record() { return std::exchange(library.record, {}); }
 
 // Records made of their fields.
-bytes active_entry(int channel, int band, int rssi, const std::string& bandwidth, const std::string& sideband);
+bytes active_entry(int channel, int band, int rssi, const std::string& bandwidth,
+                   const std::string& sideband);
 bytes rrm_entry(std::uint8_t power, std::uint16_t chanspec, std::int32_t sum, std::int32_t samples);
 bytes rrm_buffer(std::int32_t count, std::int32_t band, const std::vector<bytes>& entries,
                  std::uint32_t magic = RADIOCTL_RRM_MAGIC, std::uint32_t running = 0);

@@ -15,7 +15,9 @@ inline std::atomic<std::int64_t> now_ns = 1000 * second_ns;
 inline std::vector<std::uint32_t> pauses;  // so far, in microseconds
 inline std::function<void()> on_pause;     // runs after every pause
 
-inline void set(std::int64_t seconds, long nanoseconds = 0) { now_ns = seconds * second_ns + nanoseconds; }
+inline void set(std::int64_t seconds, long nanoseconds = 0) {
+    now_ns = seconds * second_ns + nanoseconds;
+}
 inline void advance(std::int64_t seconds) { now_ns += seconds * second_ns; }
 // Back to a thousand seconds after the start, without pauses or hook.
 inline void reset() {

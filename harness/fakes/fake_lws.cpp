@@ -1,6 +1,6 @@
-#include "support/fake_lws.h"
+#include "harness/fakes/fake_lws.h"
 
-#include "support/fake_clock.h"
+#include "harness/fakes/fake_clock.h"
 
 using fake_lws::library;
 
@@ -16,17 +16,19 @@ lws_context* lws_create_context(const lws_context_creation_info* info) {
 void lws_context_destroy(lws_context* /*context*/) { library.record += "destroy, "; }
 
 lws* lws_client_connect_via_info(const lws_client_connect_info* info) {
-    const bool usual = info->host == std::string(info->address) && info->origin == std::string(info->address) &&
-                       info->ssl_connection == 0 && info->ietf_version_or_minus_one == -1;
-    library.record += std::string(info->protocol) + (usual ? " connect " : " connect with wrong parameters ") +
-                      info->address + ":" + std::to_string(info->port) + info->path + ", ";
+    const bool usual = info->host == std::string(info->address) &&
+                       info->origin == std::string(info->address) && info->ssl_connection == 0 &&
+                       info->ietf_version_or_minus_one == -1;
+    library.record += std::string(info->protocol) +
+                      (usual ? " connect " : " connect with wrong parameters ") + info->address +
+                      ":" + std::to_string(info->port) + info->path + ", ";
     return library.connect_fails ? nullptr : fake_lws::connection();
 }
 
 int lws_write(lws* /*wsi*/, unsigned char* buffer, size_t length, lws_write_protocol type) {
     --library.room;
-    library.record +=
-        "write " + std::to_string(type) + " " + std::string(reinterpret_cast<char*>(buffer), length) + ", ";
+    library.record += "write " + std::to_string(type) + " " +
+                      std::string(reinterpret_cast<char*>(buffer), length) + ", ";
     if (library.write_result < 0) return library.write_result;
     return static_cast<int>(length) + (type == LWS_WRITE_PING ? 6 : 0);
 }

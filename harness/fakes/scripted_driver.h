@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "driver/driver_interface.h"
-#include "support/fake_clock.h"
+#include "harness/fakes/fake_clock.h"
 
 class scripted_driver final : public rfcd::driver_interface {
   public:
@@ -31,10 +31,10 @@ class scripted_driver final : public rfcd::driver_interface {
     int sentry_radio = -1;
     bool auto_channel = false;
     int scan_seconds = 2;
-    int power_takes_seconds = 0;                        // of the moved clock, for each setting
-    int clearing_takes_seconds = 0;                     // and for each neighbour list
-    bool throws = false;                                // from reading the transmit power, and from starting a scan
-    rfcd::chanspec_t current = 0x2024;                  // channel 36, 80 MHz, ll
+    int power_takes_seconds = 0;        // of the moved clock, for each setting
+    int clearing_takes_seconds = 0;     // and for each neighbour list
+    bool throws = false;                // from reading the transmit power, and from starting a scan
+    rfcd::chanspec_t current = 0x2024;  // channel 36, 80 MHz, ll
     rfcd::chanspec_t configured = 0x1900;               // 40 MHz, upper
     std::vector<std::vector<rfcd::scan_result>> heard;  // by the next reads of results
     std::vector<rfcd::driver_event_desc> events;        // delivered by the next poll

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "lab/wait.h"
+#include "harness/wait.h"
 
 namespace lab {
 

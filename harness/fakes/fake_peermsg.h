@@ -16,8 +16,8 @@ struct state {
     bool loop_sticks = false;  // the loop value cannot be set to 0
     int loop = 0;
     std::deque<std::string> incoming;
-    std::string record;                        // "init 2 254 2, start, send 3 text, ..."; reads of the store leave none
-    int contexts = 0;                          // open now
+    std::string record;  // "init 2 254 2, start, send 3 text, ..."; reads of the store leave none
+    int contexts = 0;    // open now
     std::map<std::string, std::string> store;  // JSON texts by configuration path
     // What a request other than for the store is answered with; empty for no answer.
     std::string answer = R"({"status":"ok"})";

@@ -1,4 +1,4 @@
-#include "support/fake_clock.h"
+#include "harness/fakes/fake_clock.h"
 
 #include "workers/monotonic_clock.h"
 
@@ -6,7 +6,8 @@ namespace rfcd {
 
 std::timespec monotonic_now() {
     const std::int64_t now = fake_clock::now_ns;
-    return {static_cast<std::time_t>(now / fake_clock::second_ns), static_cast<long>(now % fake_clock::second_ns)};
+    return {static_cast<std::time_t>(now / fake_clock::second_ns),
+            static_cast<long>(now % fake_clock::second_ns)};
 }
 
 std::int64_t monotonic_milliseconds() { return fake_clock::now_ns / 1'000'000; }

@@ -7,7 +7,7 @@
 #include <optional>
 #include <utility>
 
-#include "lab/wait.h"
+#include "harness/wait.h"
 
 namespace lab {
 

@@ -1,4 +1,4 @@
-#include "lab/child_process.h"
+#include "harness/child_process.h"
 
 #include <fcntl.h>
 #include <spawn.h>

@@ -1,4 +1,4 @@
-#include "support/fake_radio.h"
+#include "harness/fakes/fake_radio.h"
 
 #include <algorithm>
 #include <cstdarg>
@@ -18,7 +18,8 @@ void put(bytes& into, std::size_t offset, Number value) {
 
 }  // namespace
 
-bytes active_entry(int channel, int band, int rssi, const std::string& bandwidth, const std::string& sideband) {
+bytes active_entry(int channel, int band, int rssi, const std::string& bandwidth,
+                   const std::string& sideband) {
     bytes entry(RADIOCTL_ENTRY_SIZE);
     std::fill_n(entry.begin(), 6, std::uint8_t{0xab});
     put(entry, RADIOCTL_ENTRY_CHANNEL, channel);
@@ -29,7 +30,8 @@ bytes active_entry(int channel, int band, int rssi, const std::string& bandwidth
     return entry;
 }
 
-bytes rrm_entry(std::uint8_t power, std::uint16_t chanspec, std::int32_t sum, std::int32_t samples) {
+bytes rrm_entry(std::uint8_t power, std::uint16_t chanspec, std::int32_t sum,
+                std::int32_t samples) {
     bytes entry(RADIOCTL_RRM_ENTRY_SIZE);
     std::fill_n(entry.begin(), 6, std::uint8_t{0xcd});
     entry[RADIOCTL_RRM_ENTRY_POWER] = power;
@@ -39,8 +41,8 @@ bytes rrm_entry(std::uint8_t power, std::uint16_t chanspec, std::int32_t sum, st
     return entry;
 }
 
-bytes rrm_buffer(std::int32_t count, std::int32_t band, const std::vector<bytes>& entries, std::uint32_t magic,
-                 std::uint32_t running) {
+bytes rrm_buffer(std::int32_t count, std::int32_t band, const std::vector<bytes>& entries,
+                 std::uint32_t magic, std::uint32_t running) {
     bytes buffer(RADIOCTL_RRM_SIZE);
     put(buffer, RADIOCTL_RRM_MAGIC_OFFSET, magic);
     put(buffer, RADIOCTL_RRM_RUNNING_OFFSET, running);
@@ -82,7 +84,8 @@ int radioctl_lock_and_stop_scan(radioctl_ctx*, const char* iface, int purpose) {
 
 int radioctl_start_scan(radioctl_ctx*, const char* iface, const radioctl_scan_params* p) {
     std::string more;
-    for (std::uint64_t i = 0; i < p->frequency_count; ++i) more += " " + std::to_string(p->frequencies[i]);
+    for (std::uint64_t i = 0; i < p->frequency_count; ++i)
+        more += " " + std::to_string(p->frequencies[i]);
     const bool constants = p->option_40 == 0x100000 && p->option_44 == 0x2ab && p->option_80 == 1;
     return result_of("start", iface, constants ? more : " with wrong constants");
 }
@@ -93,7 +96,9 @@ int radioctl_rrm_scan_init(radioctl_ctx*, const char* iface, int channel) {
 
 int radioctl_scan_abort(radioctl_ctx*, const char* iface) { return result_of("abort", iface); }
 
-int radioctl_stop_rrm_and_unlock_scan(radioctl_ctx*, const char* iface) { return result_of("unlock", iface); }
+int radioctl_stop_rrm_and_unlock_scan(radioctl_ctx*, const char* iface) {
+    return result_of("unlock", iface);
+}
 
 void scan_results_init(radioctl_scan_results* results) {
     *results = {};

@@ -1,4 +1,4 @@
-#include "support/fake_log.h"
+#include "harness/fakes/fake_log.h"
 
 #include <array>
 #include <cstdio>
@@ -14,7 +14,8 @@ namespace {
 std::mutex lock;
 std::string written;
 
-const std::map<int, const char*> level_names{{8, "error"}, {16, "warning"}, {64, "info"}, {128, "debug"}};
+const std::map<int, const char*> level_names{
+    {8, "error"}, {16, "warning"}, {64, "info"}, {128, "debug"}};
 
 }  // namespace
 
