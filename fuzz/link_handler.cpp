@@ -189,7 +189,14 @@ class link_session {
     rfcd::running_flag running_ = true;
     rfcd::safe_queue queue_;
     rfcd::safe_queue received_;
-    websock_worker worker_{queue_, received_, "host", "/path", 80, &running_, 50, 60, 1};
+    websock_worker worker_{{queue_, received_},
+                           {.service = rfcd::service_index::rrm,
+                            .host = "host",
+                            .path = "/path",
+                            .port = 80,
+                            .initial_delay = 50,
+                            .max_delay = 60,
+                            .running = &running_}};
 
     // The model.
     bool linked_ = false;     // an attempt was made and not left

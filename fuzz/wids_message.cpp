@@ -65,7 +65,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     rfcd::safe_queue in;
     rfcd::safe_queue out;
     const helper ipc(&running);
-    rfcd::wids_worker worker(out, in, ipc, our_list, &running);
+    rfcd::wids_worker worker({out, in}, ipc, our_list, &running);
     fuzz::play_lines(fuzz::text_of(data, size), [&](std::string_view line) {
         if (line.starts_with('=')) {
             fake_peermsg::bus.answer = line.substr(1);

@@ -1,5 +1,6 @@
 #include "ipc/ipc_worker.h"
 
+#include "base/services.h"
 #include "ipc/bus_message.h"
 #include "workers/monotonic_clock.h"
 
@@ -15,11 +16,12 @@ constexpr std::uint32_t longest_gap_us = 12'800;
 
 }  // namespace
 
-ipc_worker::ipc_worker(safe_queue& outgoing, safe_queue& incoming, std::uint32_t module_number,
+ipc_worker::ipc_worker(service_queues queues, std::uint32_t module_number,
                        const running_flag* running)
-    : abstract_worker(running, "ipc", poll_timeout_us, idle_pause_us),
-      outgoing_(outgoing),
-      incoming_(incoming),
+    : abstract_worker(running, entry_of(service_index::roaming).worker_name, poll_timeout_us,
+                      idle_pause_us),
+      outgoing_(queues.to_service),
+      incoming_(queues.from_service),
       module_number_(module_number),
       on_message_([this](const buffer_ptr& message) { send_to_bus(*message); }) {}
 
@@ -39,7 +41,7 @@ bool ipc_worker::start_check() {
 
 bool ipc_worker::process() {
     if (bus_ == nullptr) return false;
-    // A burst is seldom over at its first gap, and the loop's wait is long.
+    // A burst is seldom over at its first gap, and the wait of the loop is long.
     for (std::uint32_t gap_us = shortest_gap_us; gap_us <= longest_gap_us; gap_us *= 2) {
         if (move_one()) {
             in_burst_ = true;
@@ -54,7 +56,7 @@ bool ipc_worker::process() {
 
 // One message, those of the bus first. False when both sides were empty.
 bool ipc_worker::move_one() {
-    // What nobody sends stays on the bus, which drops it when it is too much.
+    // Back-pressure: leave messages on the bus, which drops them when it is full.
     const bool held_back = outgoing_.weight() > heavy_queue;
     const bus_message message(held_back ? nullptr : peermsg_get_msg_from_queue_no_wait(bus_));
     if (!message) return incoming_.try_pop(on_message_);

@@ -14,16 +14,14 @@ namespace rfcd {
 
 class ipc_worker : public abstract_worker {
   public:
-    // `outgoing` takes what came from the bus, `incoming` holds what goes to it; both outlive the
-    // worker. `module_number` is the daemon's own on the bus.
-    ipc_worker(safe_queue& outgoing, safe_queue& incoming, std::uint32_t module_number,
-               const running_flag* running);
+    // The queues outlive the worker. `module_number` is the daemon's own on the bus.
+    ipc_worker(service_queues queues, std::uint32_t module_number, const running_flag* running);
     ~ipc_worker() override;
 
     // Opens the bus. False when it cannot be had; nothing is logged.
     bool start_check() override;
-    // Moves at most one message, those of the bus first. True when both sides were empty; after a
-    // message that is said only when eight looks, 25.5 ms in all, have found nothing.
+    // Moves at most one message; the bus comes first. True when both sides are empty. After a
+    // message it looks eight more times, over 25.5 ms, before it says so.
     bool process() override;
     void on_stop() override;
     // False also when the bus is gone.
@@ -38,8 +36,8 @@ class ipc_worker : public abstract_worker {
 
     peermsg_settings settings_{PEERMSG_SETTINGS_CODE, {}};  // the library's while bus_ lives
     peermsg_ctx* bus_ = nullptr;                            // owned; null while inactive
-    safe_queue& outgoing_;
-    safe_queue& incoming_;
+    safe_queue& outgoing_;                                  // what came from the bus
+    safe_queue& incoming_;                                  // what goes to it
     const std::uint32_t module_number_;
     bool in_burst_ = false;  // the last pass moved a message
     const safe_queue::handler on_message_;

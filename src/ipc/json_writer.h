@@ -9,14 +9,12 @@
 #include <cstdint>
 #include <string>
 
+#include "base/services.h"
 #include "workers/safe_queue.h"
 
 struct json_object;
 
 namespace rfcd {
-
-// The service of the messages that tell the state of the link, or tell it what to do.
-inline constexpr const char* link_service = "internal-ipc";
 
 class json_writer {
   public:

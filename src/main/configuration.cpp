@@ -41,7 +41,7 @@ struct setting {
     const char* value() const { return line + key_length; }
 };
 
-template <std::size_t Index>
+template <service_index Index>
 bool set_url(configuration& config, const setting& s) {
     return parse_service_url(config.services, Index, s.line, s.key_length);
 }
@@ -74,9 +74,9 @@ constexpr struct {
     std::string_view key;
     bool (*set)(configuration&, const setting&);
 } keys[] = {
-    {"roam_service_url=", set_url<roaming_service>},
-    {"skylark_service_url=", set_url<rrm_service>},
-    {"mac-list-service-url=", set_url<wids_service>},
+    {"roam_service_url=", set_url<service_index::roaming>},
+    {"skylark_service_url=", set_url<service_index::rrm>},
+    {"mac-list-service-url=", set_url<service_index::wids>},
     {"initial_connection_delay=", set_delay<&service_config::initial_connection_delay>},
     {"max_connection_delay=", set_delay<&service_config::max_connection_delay>},
     {"ap_location=", set_location},
@@ -127,8 +127,8 @@ void read_configuration_file(configuration& config) {
     }
 }
 
-bool parse_service_url(std::array<service_config, service_count>& services, std::size_t index,
-                       const char* line, std::size_t key_length) {
+bool parse_service_url(service_configs& services, service_index index, const char* line,
+                       std::size_t key_length) {
     constexpr std::string_view scheme_end = "://";
     std::string_view remainder = line + key_length;
     std::string_view scheme;
@@ -142,7 +142,7 @@ bool parse_service_url(std::array<service_config, service_count>& services, std:
         log_debug(daemon_logger, "Proto %s is invalid\n", std::string(scheme).c_str());
         return false;
     }
-    auto& service = services.at(index);
+    auto& service = services.at(static_cast<std::size_t>(index));
     const auto colon = remainder.find(':');
     const auto slash = colon == std::string_view::npos ? colon : remainder.find('/', colon);
     if (slash != std::string_view::npos) {

@@ -7,13 +7,10 @@
 #include <cstdint>
 #include <string>
 
+#include "base/services.h"
 #include "main/text_field.h"
 
 namespace rfcd {
-
-// The cloud services in the order in which one is chosen.
-enum service_index : std::size_t { roaming_service, rrm_service, wids_service };
-inline constexpr std::size_t service_count = 3;
 
 struct service_config {
     text_field<256> location;  // of the access point; the RRM worker's first domain
@@ -25,12 +22,18 @@ struct service_config {
     std::uint64_t max_connection_delay = 0;      // seconds
 };
 
+using service_configs = std::array<service_config, service_count>;  // by service_index
+
 struct configuration {
-    std::array<service_config, service_count> services;
+    service_configs services;
     std::string file_path;
     std::string mac_list_id;
     std::string log_file_path;
     std::uint32_t log_level = 0;
+
+    const service_config& of(service_index service) const {
+        return services[static_cast<std::size_t>(service)];
+    }
 };
 
 // Reads the options -f FILE, -d HOST, -p PATH, -P PORT. A bad option ends the process with status
@@ -43,9 +46,9 @@ void read_command_line(int argc, char** argv, configuration& config);
 void read_configuration_file(configuration& config);
 
 // Reads `[ws://]host:port/path`, which follows the key of `key_length` characters at the start of
-// `line`, into the record `index`. False, and nothing changed, when the scheme is another one. A
-// URL without port or path is no failure, and enables nothing.
-bool parse_service_url(std::array<service_config, service_count>& services, std::size_t index,
-                       const char* line, std::size_t key_length);
+// `line`, into the record of that service. False, and nothing changed, when the scheme is another
+// one. A URL without port or path is no failure, and enables nothing.
+bool parse_service_url(service_configs& services, service_index index, const char* line,
+                       std::size_t key_length);
 
 }  // namespace rfcd

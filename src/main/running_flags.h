@@ -6,15 +6,19 @@
 #include <array>
 #include <cstddef>
 
-#include "main/configuration.h"
+#include "base/services.h"
 #include "workers/running_flag.h"
 
 namespace rfcd {
 
 extern std::array<running_flag, 2 * service_count> running_flags;
 
-inline running_flag& service_flag(service_index service) { return running_flags[2 * service]; }
-inline running_flag& websock_flag(service_index service) { return running_flags[2 * service + 1]; }
+inline running_flag& service_flag(service_index service) {
+    return running_flags[2 * static_cast<std::size_t>(service)];
+}
+inline running_flag& websock_flag(service_index service) {
+    return running_flags[2 * static_cast<std::size_t>(service) + 1];
+}
 
 // The handler of SIGTERM and SIGINT: clears all six flags and does nothing else.
 extern "C" void stop_handler(int signal_number);

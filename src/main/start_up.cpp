@@ -6,6 +6,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -30,8 +31,7 @@ namespace {
 constexpr const char* system_log_identity = "RFCD";
 constexpr std::uint32_t bridge_module = 2;
 
-// A standard descriptor that came closed would become that of the next file or socket, and take
-// what is written for a person.
+// If descriptors 0 to 2 came closed, the next open() would reuse them and receive our output.
 void open_standard_descriptors() {
     int descriptor = 0;
     do {
@@ -40,46 +40,41 @@ void open_standard_descriptors() {
     if (descriptor > STDERR_FILENO) close(descriptor);
 }
 
-// Before the start-up routine: the log library learns the daemon's name, and standard output gets
-// no buffer, so that the line of an unhandled exception comes out at once.
-[[maybe_unused]] const bool process_prepared = [] {
-    open_standard_descriptors();
-    norda_log_set_daemonname(daemon_logger.name);
-    std::setbuf(stdout, nullptr);
-    return true;
-}();
-
-websock_worker make_websock_worker(const service_config& service, service_index index,
-                                   safe_queue& outgoing, safe_queue& incoming) {
-    return {outgoing,
-            incoming,
-            service.host.c_str(),
-            service.path.c_str(),
-            static_cast<std::uint32_t>(service.port),
-            &websock_flag(index),
-            service.initial_connection_delay,
-            service.max_connection_delay,
-            static_cast<std::uint32_t>(index)};
+link_settings settings_of(service_index index, const service_config& service) {
+    return {.service = index,
+            .host = service.host.c_str(),
+            .path = service.path.c_str(),
+            .port = static_cast<std::uint32_t>(service.port),
+            .initial_delay = service.initial_connection_delay,
+            .max_delay = service.max_connection_delay,
+            .running = &websock_flag(index)};
 }
 
-// In each mode the objects below are destroyed from the last to the first: the service worker, the
-// WebSocket worker (joining whichever thread was started), the incoming queue, the outgoing queue.
+// What joins a link and its service worker. Each mode destroys what it made from the last to the
+// first: the service worker, the link (either one joins its thread), the incoming queue, the
+// outgoing queue.
+struct wiring {
+    safe_queue outgoing;  // pushed by the service worker, taken by the link
+    safe_queue incoming;  // pushed by the link, taken by the service worker
+    const service_queues queues{outgoing, incoming};
+};
 
 void run_roaming(const service_config& service) {
-    safe_queue outgoing;  // ipc_worker to websock_worker: what the service is sent
-    safe_queue incoming;  // websock_worker to ipc_worker: what came from the service
-    auto websock = make_websock_worker(service, roaming_service, outgoing, incoming);
-    ipc_worker ipc(outgoing, incoming, bridge_module, &service_flag(roaming_service));
+    wiring joined;
+    websock_worker websock(joined.queues, settings_of(service_index::roaming, service));
+    ipc_worker ipc(joined.queues, bridge_module, &service_flag(service_index::roaming));
+
     ipc.start_thread();
     websock.run();
 }
 
 void run_rrm(const service_config& service) {
-    safe_queue outgoing;  // rrm_worker to websock_worker: answers and reports
-    safe_queue incoming;  // websock_worker to rrm_worker: the service's messages, link notices
-    auto websock = make_websock_worker(service, rrm_service, outgoing, incoming);
-    rrm_worker rrm(get_driver(&service_flag(rrm_service)), incoming, outgoing,
-                   service.location.c_str(), &service_flag(rrm_service));
+    wiring joined;
+    websock_worker websock(joined.queues, settings_of(service_index::rrm, service));
+    const running_flag* running = &service_flag(service_index::rrm);
+    rrm_worker rrm(get_driver(running), joined.incoming, joined.outgoing, service.location.c_str(),
+                   running);
+
     // No notification and no connected state of an earlier run survives.
     for (const char* path :
          {flag_files::config_updated, flag_files::timezone_changed, flag_files::connected}) {
@@ -90,11 +85,11 @@ void run_rrm(const service_config& service) {
 }
 
 void run_wids(const service_config& service, const std::string& mac_list_id) {
-    safe_queue outgoing;  // wids_worker to websock_worker: acknowledgements
-    safe_queue incoming;  // websock_worker to wids_worker: MAC lists, link notices
-    auto websock = make_websock_worker(service, wids_service, outgoing, incoming);
-    wids_worker wids(outgoing, incoming, get_driver(&service_flag(wids_service)), mac_list_id,
-                     &service_flag(wids_service));
+    wiring joined;
+    websock_worker websock(joined.queues, settings_of(service_index::wids, service));
+    const running_flag* running = &service_flag(service_index::wids);
+    wids_worker wids(joined.queues, get_driver(running), mac_list_id, running);
+
     websock.start_thread();
     wids.run();
 }
@@ -120,6 +115,11 @@ void seed_random_generator() {
 }
 
 void prepare_process() {
+    open_standard_descriptors();
+    norda_log_set_daemonname(daemon_logger.name);
+    // The line of an unhandled exception must come out at once.
+    std::setbuf(stdout, nullptr);
+
     logcycle_init(system_log_identity);
     seed_random_generator();
     prctl(PR_SET_NAME, "rfcd:main");
@@ -145,19 +145,23 @@ configuration read_configuration(int argc, char** argv) {
 int start_up(int argc, char** argv) {
     prepare_process();
     const configuration config = read_configuration(argc, argv);
-    for (const auto index : {roaming_service, rrm_service, wids_service}) {
-        const bool enabled = config.services[index].enabled;
-        service_flag(index) = enabled;
-        websock_flag(index) = enabled;
+    for (const auto& service : service_table) {
+        const bool enabled = config.of(service.index).enabled;
+        service_flag(service.index) = enabled;
+        websock_flag(service.index) = enabled;
     }
     std::signal(SIGTERM, stop_handler);
     std::signal(SIGINT, stop_handler);
-    if (config.services[roaming_service].enabled) {
-        run_roaming(config.services[roaming_service]);
-    } else if (config.services[rrm_service].enabled) {
-        run_rrm(config.services[rrm_service]);
-    } else if (config.services[wids_service].enabled) {
-        run_wids(config.services[wids_service], config.mac_list_id);
+
+    const auto chosen =
+        std::find_if(service_table.begin(), service_table.end(),
+                     [&](const auto& service) { return config.of(service.index).enabled; });
+    if (chosen == service_table.end()) return 0;
+    const auto& service = config.of(chosen->index);
+    switch (chosen->index) {
+        case service_index::roaming: run_roaming(service); break;
+        case service_index::rrm: run_rrm(service); break;
+        case service_index::wids: run_wids(service, config.mac_list_id); break;
     }
     return 0;
 }

@@ -1,6 +1,5 @@
 #include "websock/lws_callback.h"
 
-#include <array>
 #include <iterator>
 #include <mutex>
 #include <utility>
@@ -21,19 +20,11 @@ struct callback_slot {
 // library may still call back in another.
 callback_slot& slot = *new callback_slot;
 
-void emit_portal(int level, const char* line) {
-    log_debug(daemon_logger, "portal->libwebsocket-debug> %d: %s", level, line);
+template <service_index Service>
+void emit(int level, const char* line) {
+    log_debug(daemon_logger, "%s->libwebsocket-debug> %d: %s", entry_of(Service).log_prefix, level,
+              line);
 }
-
-void emit_rrm(int level, const char* line) {
-    log_debug(daemon_logger, "rrm->libwebsocket-debug> %d: %s", level, line);
-}
-
-void emit_wids(int level, const char* line) {
-    log_debug(daemon_logger, "wids->libwebsocket-debug> %d: %s", level, line);
-}
-
-constexpr std::array emitters{emit_portal, emit_rrm, emit_wids};
 
 // By reason number. A gap has no name here.
 constexpr const char* reason_names[] = {
@@ -124,7 +115,14 @@ int lws_static_callback(lws* connection, lws_callback_reasons reason, void* user
     return slot.dispatcher(connection, reason, user, in, length);
 }
 
-lws_log_emitter log_emitter(std::size_t index) { return emitters.at(index); }
+lws_log_emitter log_emitter(service_index service) {
+    switch (service) {
+        case service_index::roaming: return emit<service_index::roaming>;
+        case service_index::rrm: return emit<service_index::rrm>;
+        case service_index::wids: break;
+    }
+    return emit<service_index::wids>;
+}
 
 const char* lws_reason_name(int reason) {
     if (reason == LWS_CALLBACK_USER) return "LWS_CALLBACK_USER";

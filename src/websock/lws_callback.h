@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <functional>
 
+#include "base/services.h"
+
 namespace rfcd {
 
 using lws_dispatcher =
@@ -24,9 +26,9 @@ int lws_static_callback(lws* connection, lws_callback_reasons reason, void* user
 
 using lws_log_emitter = void (*)(int level, const char* line);
 
-// The emitter of the service of this index (0 roaming, 1 RRM, 2 WIDS). It touches nothing but the
-// log, so the library may call it from a thread that only wakes the service.
-lws_log_emitter log_emitter(std::size_t index);
+// The emitter that marks each line with the service. It touches nothing but the log, so the library
+// may call it from a thread that only wakes the service.
+lws_log_emitter log_emitter(service_index service);
 
 // The library's own name of a callback reason, or a text saying that it is unknown.
 const char* lws_reason_name(int reason);

@@ -66,23 +66,30 @@ bool websock_worker::connect() {
             return worker_lws_callback(connection, reason, user, in, length);
         });
     fill_context_parameters();
-    servicing_ = true;
-    handshake_sent_ = false;
+    state_ = link_state::connecting;
     reading_held_ = false;
+    serve_again_ = false;
+    ready_ = 0;
+    watch_ = {};
+
     // The emitter writes at debug level only, so without it the library need not format anything.
     lws_set_log_level(daemon_logger.enabled(log_mask_debug) ? library_log_all_levels : 0,
-                      log_emitter(index_));
+                      log_emitter(settings_.service));
     context_ = lws_create_context(&context_parameters_);
     if (context_ == nullptr) {
         log_error(daemon_logger, "%s->Creating libwebsocket context failed\n", name().c_str());
         remove_lws_dispatcher();
+        state_ = link_state::idle;
         return false;
     }
+
     fill_connect_parameters();
     log_debug(daemon_logger, "%s-> %s: Try to establish connect with server %s:%d%s\n",
-              name().c_str(), "_connect", host_.c_str(), static_cast<int>(port_), path_.c_str());
+              name().c_str(), "_connect", settings_.host.c_str(), static_cast<int>(settings_.port),
+              settings_.path.c_str());
     connection_ = lws_client_connect_via_info(&connect_parameters_);
     if (connection_ == nullptr) {
+        state_ = link_state::idle;
         destroy_context();
         return false;
     }
@@ -109,11 +116,11 @@ void websock_worker::fill_context_parameters() {
 void websock_worker::fill_connect_parameters() {
     connect_parameters_ = {};
     connect_parameters_.context = context_;
-    connect_parameters_.address = host_.c_str();
-    connect_parameters_.port = static_cast<int>(port_);
-    connect_parameters_.path = path_.c_str();
-    connect_parameters_.host = host_.c_str();
-    connect_parameters_.origin = host_.c_str();
+    connect_parameters_.address = settings_.host.c_str();
+    connect_parameters_.port = static_cast<int>(settings_.port);
+    connect_parameters_.path = settings_.path.c_str();
+    connect_parameters_.host = settings_.host.c_str();
+    connect_parameters_.origin = settings_.host.c_str();
     connect_parameters_.protocol = name().c_str();
     connect_parameters_.ietf_version_or_minus_one = -1;
 }
@@ -133,7 +140,7 @@ void websock_worker::on_stop() {
     const std::lock_guard guard(lock_);
     log_debug(daemon_logger, "%s->Stopping\n", name().c_str());
     notify_disconnected();
-    connected_ = false;
+    state_ = link_state::idle;
     timers_.cancel_timers(ping_watchdog_timer);
     destroy_context();
 }

@@ -26,7 +26,7 @@ int websock_worker::worker_lws_callback(lws* connection, int reason, void* /*use
         handle_event(connection, reason, in, length);
     } catch (...) {
         failure_ = std::current_exception();
-        servicing_ = false;
+        end_connection();
     }
     return 0;
 }
@@ -38,7 +38,7 @@ void websock_worker::handle_event(lws* connection, int reason, const void* in, s
         log_debug(daemon_logger, "%s->There are no %d pong answer in a row from server\n",
                   name().c_str(), missed_pongs_);
         missed_pongs_ = 0;
-        servicing_ = false;
+        end_connection();
     }
     switch (reason) {
         case LWS_CALLBACK_CLIENT_CONNECTION_ERROR: process_connection_error(); break;
@@ -59,29 +59,36 @@ void websock_worker::handle_event(lws* connection, int reason, const void* in, s
         case LWS_CALLBACK_CHANGE_MODE_POLL_FD:
         case LWS_CALLBACK_LOCK_POLL:
         case LWS_CALLBACK_UNLOCK_POLL: break;
-        default:
-            note_other_reason(connection, reason);
-            log_debug(daemon_logger, "%s->%s:%d reason = %s (%d)\n", name().c_str(),
-                      "worker_lws_callback", 457, lws_reason_name(reason), reason);
+        case LWS_CALLBACK_CLIENT_APPEND_HANDSHAKE_HEADER:
+            if (state_ == link_state::connecting) state_ = link_state::handshaking;
+            log_reason(reason);
+            break;
+        case LWS_CALLBACK_CLIENT_HTTP_REDIRECT:
+            // The library follows it: it connects anew, and sends a handshake of its own there.
+            if (state_ == link_state::handshaking) state_ = link_state::connecting;
+            log_reason(reason);
+            break;
+        case LWS_CALLBACK_WSI_DESTROY:
+            if (connection == connection_) connection_ = nullptr;
+            log_reason(reason);
+            break;
+        default: log_reason(reason);
     }
 }
 
-// Events that change nothing but what there is to wait for.
-void websock_worker::note_other_reason(const lws* connection, int reason) {
-    if (reason == LWS_CALLBACK_CLIENT_APPEND_HANDSHAKE_HEADER) handshake_sent_ = true;
-    // The library follows it: it connects anew, and sends a handshake of its own there.
-    if (reason == LWS_CALLBACK_CLIENT_HTTP_REDIRECT) handshake_sent_ = false;
-    if (reason == LWS_CALLBACK_WSI_DESTROY && connection == connection_) connection_ = nullptr;
+void websock_worker::log_reason(int reason) const {
+    log_debug(daemon_logger, "%s->%s:%d reason = %s (%d)\n", name().c_str(), "worker_lws_callback",
+              457, lws_reason_name(reason), reason);
 }
 
 void websock_worker::process_connection_error() {
     log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_client_connection_error", 90);
-    servicing_ = false;
+    end_connection();
 }
 
 void websock_worker::process_client_established(lws* connection) {
     log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_client_established", 107);
-    connected_ = true;
+    state_ = servicing() ? link_state::connected : link_state::closing;
     woken_ = false;
     in_queue_.set_on_push([this] { wake_up(); });
     delay_.reset();
@@ -94,7 +101,7 @@ void websock_worker::process_client_established(lws* connection) {
 
 void websock_worker::process_closed() {
     log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_closed", 122);
-    servicing_ = false;
+    end_connection();
 }
 
 void websock_worker::process_client_receive(lws* connection, const void* in, std::size_t length) {
@@ -107,7 +114,7 @@ void websock_worker::process_client_receive(lws* connection, const void* in, std
         log_error(daemon_logger, "%s->%s: Message too long, drop the connection\n", name().c_str(),
                   "process_client_receive");
         rx_buffer_ = nullptr;
-        servicing_ = false;
+        end_connection();
         return;
     }
     if (remaining != 0 || lws_is_final_fragment(connection) == 0) {
@@ -151,7 +158,7 @@ void websock_worker::process_writeable(lws* connection) {
 
 void websock_worker::ping_when_due(lws* connection) {
     const auto now = monotonic_now();
-    if (!connected_ || now.tv_sec - last_ping_.tv_sec < ping_period_seconds) return;
+    if (!connected() || now.tv_sec - last_ping_.tv_sec < ping_period_seconds) return;
     if (lws_send_pipe_choked(connection) != 0) return;
     last_ping_ = now;
     // While reading is held back, pongs lie unread: a ping that they cannot answer does not count.

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <string_view>
 
+#include "base/services.h"
 #include "ipc/json_reader.h"
 #include "ipc/json_writer.h"
 #include "main/logging.h"
@@ -49,7 +50,7 @@ void websock_worker::notify_disconnected() {
 
 // Every question gets its answer, whatever notices stand in the queue.
 void websock_worker::answer_status() {
-    const char* state = connected_ ? "connected" : "disconnected";
+    const char* state = connected() ? "connected" : "disconnected";
     push_json(out_queue_, json_writer(link_service, state, ""));
 }
 
@@ -80,7 +81,7 @@ bool websock_worker::process_internal(const buffer_info_t& message) {
 
 void websock_worker::process_internal_unlink() {
     log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_internal_unlink", 69);
-    servicing_ = false;
+    end_connection();
     unlinked_ = true;
 }
 

@@ -20,29 +20,48 @@
 #include <mutex>
 #include <string>
 
+#include "base/services.h"
 #include "websock/connection_delay.h"
+#include "websock/socket_watch.h"
 #include "workers/abstract_worker.h"
 #include "workers/safe_queue.h"
 #include "workers/timer_list.h"
 
 namespace rfcd {
 
+// What start-up tells a link.
+struct link_settings {
+    service_index service = service_index::roaming;
+    std::string host;
+    std::string path;  // begins with "/"
+    std::uint32_t port = 0;
+    std::uint64_t initial_delay = 0;        // seconds
+    std::uint64_t max_delay = 0;            // seconds
+    const running_flag* running = nullptr;  // outlives the worker
+};
+
+enum class link_state {
+    idle,         // no connection; perhaps the wait before an attempt
+    connecting,   // the TCP connection is being made
+    handshaking,  // the handshake is sent, its answer awaited
+    connected,    // the handshake is complete
+    closing,      // was connected; the loop will end the connection
+    failed,       // was never connected; the loop will end the attempt
+};
+
 class websock_worker : public abstract_worker {
   public:
     // The longest incoming message; a connection that sends more is dropped.
     static constexpr std::size_t max_message_size = std::size_t{64} << 20;
 
-    // `in_queue` holds messages to send, `out_queue` takes what was received; both outlive the
-    // worker. `path` begins with "/". The delays are in seconds. `index` is the service: 0 roaming,
-    // 1 RRM, 2 WIDS.
-    websock_worker(safe_queue& in_queue, safe_queue& out_queue, std::string host, std::string path,
-                   std::uint32_t port, const running_flag* running, std::uint64_t initial_delay,
-                   std::uint64_t max_delay, std::uint32_t index);
+    // The queues outlive the worker.
+    websock_worker(service_queues queues, link_settings settings);
     ~websock_worker() override;
 
     // One connection attempt, after its delay. False when none was made or it failed at once.
     bool start_check() override;
-    // Serves the connection for up to 100 ms and runs the timers that are due. Always true.
+    // Serves the connection as long as something comes, up to 100 ms, and runs the timers that are
+    // due. Always true. Throws what an event threw.
     bool process() override;
     void on_stop() override;
     bool keep_running(const running_flag* running) override;
@@ -51,7 +70,18 @@ class websock_worker : public abstract_worker {
     // an exception must not pass through the library's frames.
     int worker_lws_callback(lws* connection, int reason, void* user, void* in, std::size_t length);
 
+  protected:
+    // Waits for the connection, a message to send, or the library's next timer; at most 100 ms.
+    void wait_for_wake() override;
+
   private:
+    // The connection is wanted: it is being made, or it is there.
+    bool servicing() const;
+    // The handshake was completed, and on_stop has not run yet.
+    bool connected() const;
+    // The connection is wanted no more: the loop ends it after this pass.
+    void end_connection();
+
     // The connection attempt (websock_connect.cpp).
     bool wait_before_attempt();
     bool wait_step();
@@ -61,8 +91,8 @@ class websock_worker : public abstract_worker {
     void destroy_context();
 
     // Serving it (websock_worker.cpp).
-    void serve_until(std::int64_t deadline_ms);
-    short wait_for_activity(int timeout_ms, bool watch_socket);
+    void serve();
+    void serve_once();
     bool has_unsent_rest() const;
     short wanted_events() const;
     int unread_bytes() const;
@@ -73,7 +103,7 @@ class websock_worker : public abstract_worker {
 
     // Its events (websock_events.cpp).
     void handle_event(lws* connection, int reason, const void* in, std::size_t length);
-    void note_other_reason(const lws* connection, int reason);
+    void log_reason(int reason) const;
     void process_connection_error();
     void process_client_established(lws* connection);
     void process_closed();
@@ -94,33 +124,30 @@ class websock_worker : public abstract_worker {
 
     std::mutex lock_;  // held while connecting, stopping and waking
     timer_list timers_;
-    const std::uint32_t index_;
-    safe_queue& in_queue_;
-    safe_queue& out_queue_;
+    const link_settings settings_;
+    safe_queue& in_queue_;               // messages to send
+    safe_queue& out_queue_;              // messages received, notices of the state
     const buffer_ptr connected_notice_;  // the same object each time, told from like texts
     const buffer_ptr disconnected_notice_;
     lws_context_creation_info context_parameters_{};
     lws_client_connect_info connect_parameters_{};
     lws_context* context_ = nullptr;  // written under lock_
     lws* connection_ = nullptr;       // null once the library has destroyed it
-    const std::string host_;
-    const std::string path_;
-    const std::uint32_t port_;
     // The message being reassembled; null once the connection has sent one that is too long.
     buffer_ptr rx_buffer_ = buffer_info_t::make();
     std::array<lws_protocols, 2> protocols_{};  // ours and the terminator
     std::int32_t missed_pongs_ = 0;             // pings since the last pong
-    bool servicing_ = false;                    // the connection is wanted
-    bool reading_held_ = false;                 // the service worker does not keep up
-    bool handshake_sent_ = false;               // nothing to write until it is answered
-    std::atomic<bool> connected_ = false;       // the handshake is complete
-    bool unlinked_ = false;                     // released for good, never cleared
+    std::atomic<link_state> state_ = link_state::idle;
+    bool unlinked_ = false;      // released for good: no further attempt, whatever the state
+    bool reading_held_ = false;  // the service worker does not keep up
     std::timespec last_ping_{};
     connection_delay delay_;
     std::atomic<bool> woken_ = false;  // by a push that the worker has not seen yet
-    bool serve_again_ = false;         // there may be more to read, or an answer to write
-    unsigned events_ = 0;              // handled so far, to tell a service call that did nothing
-    std::exception_ptr failure_;       // of an event; process() throws it
+    socket_watch watch_;
+    short ready_ = 0;             // what the last wait found the socket ready for
+    bool serve_again_ = false;    // there may be more to read, or an answer to write
+    unsigned events_ = 0;         // handled so far, to tell a service call that did nothing
+    std::exception_ptr failure_;  // of an event; process() throws it
 };
 
 }  // namespace rfcd

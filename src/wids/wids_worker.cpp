@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "base/services.h"
 #include "ipc/json_reader.h"
 #include "ipc/json_writer.h"
 #include "main/logging.h"
@@ -14,15 +15,15 @@ namespace {
 
 constexpr std::int32_t poll_timeout_us = 100'000;
 constexpr std::uint32_t idle_pause_us = 1'000'000;
-constexpr const char* wids_service = "wids-mac-service";
+constexpr const service_entry& wids = entry_of(service_index::wids);
 
 }  // namespace
 
-wids_worker::wids_worker(safe_queue& out_queue, safe_queue& in_queue, const ipc_helper& ipc,
-                         std::string list_name, const running_flag* running)
-    : abstract_worker(running, "wids", poll_timeout_us, idle_pause_us),
-      out_queue_(out_queue),
-      in_queue_(in_queue),
+wids_worker::wids_worker(service_queues queues, const ipc_helper& ipc, std::string list_name,
+                         const running_flag* running)
+    : abstract_worker(running, wids.worker_name, poll_timeout_us, idle_pause_us),
+      out_queue_(queues.to_service),
+      in_queue_(queues.from_service),
       ipc_(ipc),
       list_name_(std::move(list_name)),
       on_message_([this](const buffer_ptr& message) { handle_message(*message); }) {}
@@ -39,7 +40,7 @@ void wids_worker::handle_message(const buffer_info_t& message) {
     log_debug(daemon_logger, "Got message: %s\n", message.data.c_str());
     // The link's own notices are of another service too.
     const char* service = reader.get_string("service");
-    if (service == nullptr || strcasecmp(service, wids_service) != 0) return;
+    if (service == nullptr || strcasecmp(service, wids.wire_name) != 0) return;
     const char* name = reader.get_string("Name");
     log_debug(daemon_logger, "Get message with name '%s' (compare with '%s')!\n",
               name == nullptr ? "(null)" : name, list_name_.c_str());
@@ -58,7 +59,7 @@ void wids_worker::reply(const char* cmd, const char* list) {
         log_error(daemon_logger, "wids: the service does not read, a reply is dropped\n");
         return;
     }
-    json_writer message(wids_service, cmd, "");
+    json_writer message(wids.wire_name, cmd, "");
     message.add_string("Name", list);
     push_json(out_queue_, message);
 }

@@ -17,8 +17,8 @@ namespace rfcd {
 class wids_worker : public abstract_worker {
   public:
     // The queues and `ipc` outlive the worker. `list_name` is the list of this access point.
-    wids_worker(safe_queue& out_queue, safe_queue& in_queue, const ipc_helper& ipc,
-                std::string list_name, const running_flag* running);
+    wids_worker(service_queues queues, const ipc_helper& ipc, std::string list_name,
+                const running_flag* running);
     ~wids_worker() override;
 
     bool start_check() override { return true; }

@@ -81,7 +81,7 @@ void abstract_worker::end_process() const {
     thread_started_ ? std::_Exit(-1) : std::exit(-1);
 }
 
-void abstract_worker::wait_for_wake() const {
+void abstract_worker::wait_for_wake() {
     if (poll_timeout_us_ < 1 || wake_fd_ == -1) return;
     pollfd wake{wake_fd_, POLLIN, 0};
     if (poll(&wake, 1, poll_timeout_us_ / 1000) > 0 && (wake.revents & POLLIN) != 0) reset_wake();

@@ -56,12 +56,14 @@ class abstract_worker {
     void wake() const;
     // Takes back the wake-ups so far; call it when `wake_fd` is readable.
     void reset_wake() const;
+    // The wait after a pass that left nothing to do: for `wake_fd`, as long as the poll time-out.
+    // A worker that waits for more than that overrides it. What it throws counts as the pass's.
+    virtual void wait_for_wake();
 
   private:
     void make_passes();
     // Prints the line of an unhandled exception and ends the process with status -1.
     [[noreturn]] void end_process() const;
-    void wait_for_wake() const;
 
     std::thread thread_;
     const running_flag* const running_;

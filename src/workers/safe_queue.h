@@ -27,4 +27,11 @@ class safe_queue
     ~safe_queue() override = default;
 };
 
+// The two queues between a link and its service worker. Start-up makes both and outlives the
+// workers, which hold references.
+struct service_queues {
+    safe_queue& to_service;    // from the service worker to the link, which sends
+    safe_queue& from_service;  // from the link, which receives, to the service worker
+};
+
 }  // namespace rfcd

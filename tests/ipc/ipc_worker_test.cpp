@@ -27,7 +27,7 @@ class IpcWorker : public testing::Test {
     running_flag running = true;
     safe_queue outgoing;
     safe_queue incoming;
-    ipc_worker worker{outgoing, incoming, 2, &running};
+    ipc_worker worker{{outgoing, incoming}, 2, &running};
 };
 
 TEST_F(IpcWorker, OpensAndReleasesTheBus) {

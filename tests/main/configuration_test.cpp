@@ -54,26 +54,37 @@ std::multiset<std::string> matches(const std::string& text, const char* pattern)
 }
 
 TEST_F(Configuration, UrlForms) {
-    const std::tuple<const char*, bool, const char*> rows[] = {
-        {"ws://192.0.2.7:8080/roam", true, "on 192.0.2.7:8080/roam"},
-        {"server:443/", true, "on server:443/"},
-        {"ws://h:1/a:b/c\r\n", true, "on h:1/a:b/c"},
-        {"ws://h:/x", true, "on h:0/x"},
-        {"ws://h:12ab/x", true, "on h:12/x"},
-        {"ws://a/b:7/c", true, "on a/b:7/c"},
-        {"://h:1/x", false, "off :0"},
-        {"ws://server:8080", true, "off :0"},
-        {"ws://server/x", true, "off :0"},
-        {"", true, "off :0"},
-        {"wss://server:443/x", false, "off :0"},
-        {"WS://h:1/x", false, "off :0"},
+    const struct {
+        const char* name;
+        const char* url;
+        bool accepted = true;
+        const char* read = "off :0";
+    } rows[] = {
+        {.name = "whole", .url = "ws://192.0.2.7:8080/roam", .read = "on 192.0.2.7:8080/roam"},
+        {.name = "no scheme", .url = "server:443/", .read = "on server:443/"},
+        {.name = "colons in the path", .url = "ws://h:1/a:b/c\r\n", .read = "on h:1/a:b/c"},
+        {.name = "empty port", .url = "ws://h:/x", .read = "on h:0/x"},
+        {.name = "port with letters", .url = "ws://h:12ab/x", .read = "on h:12/x"},
+        {.name = "slash before the colon", .url = "ws://a/b:7/c", .read = "on a/b:7/c"},
+        {.name = "empty scheme", .url = "://h:1/x", .accepted = false},
+        {.name = "no path", .url = "ws://server:8080"},
+        {.name = "no port", .url = "ws://server/x"},
+        {.name = "nothing", .url = ""},
+        {.name = "another scheme", .url = "wss://server:443/x", .accepted = false},
+        {.name = "scheme in capitals", .url = "WS://h:1/x", .accepted = false},
     };
-    for (const auto& [value, accepted, read] : rows) {
-        SCOPED_TRACE(value);
-        decltype(configuration::services) services;
-        const std::string line = std::string("key=") + value;
-        EXPECT_EQ(parse_service_url(services, 1, line.c_str(), 4), accepted);
-        EXPECT_EQ(url_of(services[1]), read);
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const std::string line = std::string("key=") + row.url;
+
+        const bool accepted =
+            parse_service_url(config.services, service_index::rrm, line.c_str(), 4);
+
+        EXPECT_EQ(accepted, row.accepted);
+        EXPECT_EQ(url_of(config.of(service_index::rrm)), row.read);
+        EXPECT_EQ(url_of(config.of(service_index::roaming)), "off :0");
+        config = {};
     }
 }
 
@@ -88,16 +99,24 @@ TEST_F(Configuration, KeysAreReadWithoutRegardToCaseAndValuesCut) {
         "log_file=/tmp/x.log\r\n"
         "mac-list-id=list-1\r\n"
         "mac-list-id=list-2\r\n");
+
     EXPECT_EQ(told(), "on h:1/x, off :0, off :0, hall 7 5-300, 0 '/tmp/x.log' 'list-2'");
 }
 
 TEST_F(Configuration, LogLevelForms) {
-    const std::pair<const char*, unsigned> rows[] = {{"0x0f", 15}, {"15", 15},  {"0X1f", 31},
-                                                     {"0x10", 16}, {"what", 0}, {" 0x7", 0}};
-    for (const auto& [value, level] : rows) {
-        read(std::string("log_level=") + value + "\n");
-        EXPECT_EQ(config.log_level, level) << value;
-        EXPECT_EQ(daemon_logger.mask, level) << "the mask follows at once: " << value;
+    const struct {
+        const char* text;
+        unsigned level;
+    } rows[] = {
+        {.text = "0x0f", .level = 15}, {.text = "15", .level = 15},  {.text = "0X1f", .level = 31},
+        {.text = "0x10", .level = 16}, {.text = "what", .level = 0}, {.text = " 0x7", .level = 0},
+    };
+
+    for (const auto& row : rows) {
+        read(std::string("log_level=") + row.text + "\n");
+
+        EXPECT_EQ(config.log_level, row.level) << row.text;
+        EXPECT_EQ(daemon_logger.mask, row.level) << "the mask follows at once: " << row.text;
     }
 }
 
@@ -106,20 +125,24 @@ TEST_F(Configuration, WrongSchemeEndsTheReading) {
         "skylark_service_url=ws://h:80/a\n"
         "roam_service_url=wss://h:80/b\n"
         "mac-list-id=never-read\n");
+
     EXPECT_EQ(told(), "off :0, on h:80/a, off :0, default-rrm-domain 0-0, 0 '' ''");
     EXPECT_EQ(fake_log::take(), "debug Proto wss is invalid\n");
 }
 
 TEST_F(Configuration, LongLineIsReadInPieces) {
     const std::string key = "ap_location=";
+
     read(key + std::string(254 - key.size(), 'x') + "log_level=7\n");
-    EXPECT_EQ(config.services[rrm_service].location.view(), std::string(254 - key.size(), 'x'));
+
+    EXPECT_EQ(config.of(service_index::rrm).location.view(), std::string(254 - key.size(), 'x'));
     EXPECT_EQ(config.log_level, 7U);
 }
 
 TEST_F(Configuration, DefaultsDependOnAFileBeingNamed) {
     read_configuration_file(config);
     EXPECT_EQ(told(), "off :0, off :0, off :0,  0-0, 0 '' ''");
+
     config.file_path = "/no/such/file";
     read_configuration_file(config);
     EXPECT_EQ(told(), "off :0, off :0, off :0, default-rrm-domain 0-0, 0 '' ''");
@@ -130,6 +153,7 @@ TEST_F(Configuration, ExampleAndManualHaveEveryKey) {
     const auto keys =
         matches(lab::read_file(folder + "/src/main/configuration.cpp"), R"(^ +\{"([a-z_-]+)=",)");
     ASSERT_FALSE(keys.empty());
+
     const std::string example = lab::read_file(folder + "/packaging/rfcd.conf");
     EXPECT_EQ(matches(example, "^#?([a-z_-]+)="), keys) << "each once";
     EXPECT_EQ(matches(lab::read_file(folder + "/packaging/rfcd.8"), "^\\.It Cm (.+)$"), keys);
@@ -141,11 +165,13 @@ TEST_F(Configuration, ExampleIsReadAsItSays) {
     read(example);
     EXPECT_EQ(told(), "off :0, off :0, off :0, default-rrm-domain 5-300, 3 '' ''")
         << "a fresh installation calls nobody";
+
     read(std::regex_replace(example, std::regex("\n#([a-z_-]+=)"), "\n$1"));
     EXPECT_EQ(told(),
               "on cloud.example:8080/roam, on cloud.example:8080/skylark, on "
               "cloud.example:8080/mac-lists, "
               "default-rrm-domain 5-300, 3 '/var/log/rfcd/rfcd.log' 'list-of-this-building'");
+
     std::istringstream lines(example);
     for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 253U) << line;
 }

@@ -5,6 +5,7 @@
 #include "harness/fakes/fake_lws.h"
 #include "websock/connection_delay.h"
 #include "websock/lws_callback.h"
+#include "websock/socket_watch.h"
 
 namespace rfcd {
 namespace {
@@ -27,6 +28,33 @@ TEST(ConnectionDelay, RangesGrowToTheMaximum) {
     EXPECT_EQ(ranges(0, 10), "1-3 1-3 2-6 4-12 5-15 5-15 5-15 ");
     EXPECT_EQ(ranges(1, 0), "0-1 1-3 1-3 1-3 1-3 1-3 1-3 ");
     EXPECT_EQ(ranges(5, 60, 4), "2-7 5-15 10-30 20-60 2-7 5-15 10-30 ");
+}
+
+TEST(SocketWatch, LeavesOutASocketThatTheLibraryDoesNotDrain) {
+    const struct {
+        const char* name;
+        bool progress;
+        int unread;
+        bool watched_next;
+    } calls[] = {
+        {.name = "first call without progress",
+         .progress = false,
+         .unread = 5,
+         .watched_next = true},
+        {.name = "something was read", .progress = false, .unread = 3, .watched_next = true},
+        {.name = "nothing was read", .progress = false, .unread = 3, .watched_next = false},
+        {.name = "again nothing", .progress = false, .unread = 3, .watched_next = false},
+        {.name = "an event", .progress = true, .unread = 3, .watched_next = true},
+        {.name = "nothing after the event", .progress = false, .unread = 3, .watched_next = true},
+    };
+    socket_watch watch;
+
+    for (const auto& call : calls) {
+        watch.serviced(call.progress, call.unread);
+
+        EXPECT_EQ(watch.next_wait_watches(), call.watched_next) << call.name;
+        EXPECT_TRUE(watch.next_wait_watches()) << call.name << ", one wait only";
+    }
 }
 
 TEST(LwsCallback, SlotServesWhoeverIsInstalled) {
@@ -55,7 +83,7 @@ TEST(LwsCallback, ReasonNames) {
 
 TEST(LwsCallback, EveryServiceHasItsPrefix) {
     fake_log::reset();
-    for (const std::size_t index : {0U, 1U, 2U}) log_emitter(index)(4, "line\n");
+    for (const auto& service : service_table) log_emitter(service.index)(4, "line\n");
     EXPECT_EQ(fake_log::take(),
               "debug portal->libwebsocket-debug> 4: line\n"
               "debug rrm->libwebsocket-debug> 4: line\n"

@@ -24,8 +24,7 @@ const std::string disconnected =
 
 struct open_worker : websock_worker {
     using websock_worker::active_;
-    using websock_worker::reset_wake;
-    using websock_worker::wake;
+    using websock_worker::wait_for_wake;
     using websock_worker::websock_worker;
 };
 
@@ -66,7 +65,14 @@ class WebsockWorker : public testing::Test {
     running_flag running = true;
     safe_queue to_send;
     safe_queue received;
-    open_worker worker{to_send, received, "host", "/path", 80, &running, 10, 300, 1};
+    open_worker worker{{to_send, received},
+                       {.service = service_index::rrm,
+                        .host = "host",
+                        .path = "/path",
+                        .port = 80,
+                        .initial_delay = 10,
+                        .max_delay = 300,
+                        .running = &running}};
 };
 
 TEST_F(WebsockWorker, AttemptFollowsTheDelay) {
@@ -121,23 +127,31 @@ TEST_F(WebsockWorker, WaitingTakesLinkCommandsAndDropsTheRest) {
 
 TEST_F(WebsockWorker, EstablishedConnectionStartsOver) {
     establish();
+
     event(LWS_CALLBACK_CLIENT_CLOSED);
     EXPECT_FALSE(wanted());
-    to_send.push(buffer_of("woken"));
-    to_send.push(buffer_of("awake already"));
-    EXPECT_EQ(take_record(), "cancel, ");
-    worker.reset_wake();  // as the loop does between passes
-    worker.process();
-    take_record();
-    to_send.push(buffer_of("woken again"));
-    EXPECT_EQ(take_record(), "cancel, ") << "after a pass";
     worker.on_stop();
     EXPECT_EQ(drain(received), texts{disconnected});
     to_send.push(buffer_of("nobody to wake"));
     EXPECT_EQ(take_record(), "destroy, ");
+
     fake_log::reset();
     worker.start_check();
     EXPECT_NE(fake_log::take().find("[5;15)"), std::string::npos) << "the delay is reset";
+}
+
+TEST_F(WebsockWorker, PushWakesTheWaitOnce) {
+    library.wait_ms = 60'000;
+    worker.active_ = true;
+    establish();
+
+    to_send.push(buffer_of("woken"));
+    to_send.push(buffer_of("awake already"));
+    EXPECT_EQ(take_record(), "cancel, ");
+    worker.wait_for_wake();
+    to_send.push(buffer_of("woken again"));
+    EXPECT_EQ(take_record(), "cancel, ") << "after the wait";
+    worker.wait_for_wake();
 }
 
 TEST_F(WebsockWorker, ReasonsThatEndTheConnection) {
@@ -352,17 +366,16 @@ TEST_F(WebsockWorker, WaitsForTheSocketToBeWritableOnlyWithSomethingToWrite) {
     int sockets[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sockets), 0);
 
+    worker.active_ = true;
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         ASSERT_TRUE(worker.start_check());
         row.prepare();
         library.socket = sockets[0];
         library.wait_ms = 100;
-        worker.wake();
-        worker.reset_wake();  // as the loop does between passes
         const auto start = std::chrono::steady_clock::now();
 
-        worker.process();
+        worker.wait_for_wake();
 
         EXPECT_EQ(std::chrono::steady_clock::now() - start >= std::chrono::milliseconds(100),
                   row.waits);

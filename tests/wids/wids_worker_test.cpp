@@ -24,7 +24,7 @@ class WidsWorker : public testing::Test {
     // Hands a message to a worker whose list has this name; returns what it sent to the service.
     texts replies_to(const std::string& message, const std::string& list = "l1") {
         const helper_for_test ipc(&running);
-        wids_worker worker(out, in, ipc, list, &running);
+        wids_worker worker({out, in}, ipc, list, &running);
         fake_peermsg::take_record();
 
         in.push(buffer_of(message));

@@ -1,0 +1,34 @@
+// The three cloud services, one of which a process serves, and the texts that belong to each.
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+namespace rfcd {
+
+// In the order in which start-up looks for one that is configured.
+enum class service_index : std::size_t { roaming, rrm, wids };
+inline constexpr std::size_t service_count = 3;
+
+struct service_entry {
+    service_index index;
+    const char* wire_name;    // "service" of its messages; null: its messages are not looked into
+    const char* worker_name;  // of its own worker, and the end of that thread's name
+    const char* link_name;    // the same of its link; also the WebSocket subprotocol
+    const char* log_prefix;   // of what the WebSocket library logs
+};
+
+inline constexpr std::array<service_entry, service_count> service_table{{
+    {service_index::roaming, nullptr, "ipc", "websock-roaming", "portal"},
+    {service_index::rrm, "rrm", "rrm", "websock-rrm", "rrm"},
+    {service_index::wids, "wids-mac-service", "wids", "websock-wids", "wids"},
+}};
+
+constexpr const service_entry& entry_of(service_index index) {
+    return service_table[static_cast<std::size_t>(index)];
+}
+
+// The "service" of the messages that a link and its service worker exchange about the link itself.
+inline constexpr const char* link_service = "internal-ipc";
+
+}  // namespace rfcd
