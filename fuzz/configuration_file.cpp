@@ -2,8 +2,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <memory>
-
+#include "base/files.h"
 #include "driver/board_identity.h"
 #include "fuzz/fuzz.h"
 #include "harness/fakes/fake_log.h"
@@ -29,8 +28,7 @@ void look_at(const rfcd::configuration& config) {
 }
 
 void read_board(const char* path) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path, "re"),
-                                                               &std::fclose);
+    const auto file = rfcd::open_for_reading(path);
     const auto board = rfcd::parse_board_identity(file.get());
     const std::string bssid = rfcd::vap_bssid(board.board_mac.c_str(), "wlan2-vap15");
     fuzz::require(bssid.size() == 17, "every board gives its VAPs an address", bssid);

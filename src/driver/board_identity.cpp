@@ -4,9 +4,10 @@
 
 #include <array>
 #include <cstdlib>
-#include <memory>
 #include <string_view>
 
+#include "base/files.h"
+#include "base/interface_names.h"
 #include "driver/mac_addr.h"
 
 namespace rfcd {
@@ -15,10 +16,6 @@ namespace {
 
 constexpr const char* factory_path = "/tmp/factory";
 constexpr const char* factory_command = "/bin/factory > /tmp/factory";
-
-using file_ptr = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-
-file_ptr open_factory() { return {std::fopen(factory_path, "re"), &std::fclose}; }
 
 constexpr struct {
     std::string_view prefix;
@@ -40,10 +37,10 @@ std::string_view field_value(std::string_view rest) {
 }  // namespace
 
 board_identity read_board_identity() {
-    auto file = open_factory();
+    auto file = open_for_reading(factory_path);
     if (!file) {
         if (std::system(factory_command) == -1) std::perror("system");
-        file = open_factory();
+        file = open_for_reading(factory_path);
     }
     return file ? parse_board_identity(file.get()) : board_identity{};
 }
@@ -61,9 +58,9 @@ board_identity parse_board_identity(std::FILE* file) {
 }
 
 std::string vap_bssid(const char* board_mac, const char* vap_ifname) {
-    int radio = 0;
-    int vap = 0;
-    if (std::sscanf(vap_ifname, "wlan%d-vap%d", &radio, &vap) != 2) return "";
+    const auto id = read_vap_id(vap_ifname);
+    if (!id) return "";
+
     std::array<unsigned, 6> board{};
     if (std::sscanf(board_mac, "%02X:%02X:%02X:%02X:%02X:%02X", &board[0], &board[1], &board[2],
                     &board[3], &board[4], &board[5]) != 6) {
@@ -73,7 +70,8 @@ std::string vap_bssid(const char* board_mac, const char* vap_ifname) {
     for (std::size_t i = 0; i < board.size(); ++i) {
         mac.bytes[i] = static_cast<std::uint8_t>(board[i]);
     }
-    mac.bytes[5] = static_cast<std::uint8_t>(board[5] + static_cast<unsigned>(vap + 16 * radio));
+    mac.bytes[5] =
+        static_cast<std::uint8_t>(board[5] + static_cast<unsigned>(id->vap + 16 * id->radio));
     return mac.text();
 }
 

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-#include "main/text_field.h"
+#include "base/text_field.h"
 
 namespace rfcd {
 

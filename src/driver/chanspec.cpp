@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "base/bands.h"
 #include "platform/radioctl.h"
 
 namespace rfcd {
@@ -17,15 +18,9 @@ constexpr struct {
     {160, chanspec_bandwidth_160}, {320, chanspec_bandwidth_320},
 };
 
-// Channel 0 of each band, and the step of 5 MHz from there (IEEE 802.11, channel starting
-// frequency).
-constexpr struct {
-    int band;
-    int start_mhz;
-} bands[] = {{2, 2407}, {5, 5000}, {6, 5950}};
-
+// Channel centre frequency = channel starting frequency + 5 MHz * channel number (IEEE Std
+// 802.11-2020, 17.3.8.4.2).
 constexpr int channel_step_mhz = 5;
-constexpr int first_5ghz_channel = 36;
 
 // How far the primary channel lies from the centre of a wide one, in channel numbers.
 constexpr struct {
@@ -92,16 +87,12 @@ int primary_of_centre(int centre, int sideband, int mhz) {
     return centre;
 }
 
-int band_of_channel(int channel) { return channel < first_5ghz_channel ? 2 : 5; }
-
 std::optional<int> channel_frequency(int band, int channel) {
-    for (const auto& row : bands) {
-        if (row.band != band) continue;
-        // A channel number may be anything that the service sends.
-        const auto mhz = row.start_mhz + std::int64_t{channel_step_mhz} * channel;
-        return static_cast<int>(std::clamp<std::int64_t>(mhz, 0, std::numeric_limits<int>::max()));
-    }
-    return std::nullopt;
+    const auto* const known = find_band(band);
+    if (known == nullptr) return std::nullopt;
+    // A channel number may be anything that the service sends.
+    const auto mhz = known->start_mhz + std::int64_t{channel_step_mhz} * channel;
+    return static_cast<int>(std::clamp<std::int64_t>(mhz, 0, std::numeric_limits<int>::max()));
 }
 
 }  // namespace rfcd

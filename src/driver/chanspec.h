@@ -48,9 +48,6 @@ chanspec_t chanspec_of(const radio_channel& channel);
 // The primary channel of a specification whose channel number is the centre of a wide channel.
 int primary_of_centre(int centre, int sideband, int bandwidth_mhz);
 
-// The band of a channel number that may be in the 2.4 or the 5 GHz band: 2 or 5.
-int band_of_channel(int channel);
-
 // The frequency of a channel's centre in MHz; nothing for an unknown band. Clamped to what is no
 // frequency of a channel any more: from 0 to the greatest int.
 std::optional<int> channel_frequency(int band, int channel);

@@ -53,8 +53,6 @@ class driver final : public driver_interface {
     radio_info* get_radio(int radio_id);
     vap_info* get_vap(radio_info* radio, int vap_id);
     radio_info* radio_by_ifname(const std::string& ifname);
-    // The number behind "wlan", in range or not; -1 when there is none.
-    static int ifname_to_radio_id(const std::string& ifname);
     // Looks at the system and the configuration. Guarded.
     bool vap_is_up(const std::string& vap_ifname);
 

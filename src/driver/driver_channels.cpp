@@ -2,23 +2,20 @@
 // requests that change it.
 #include <array>
 
+#include "base/bands.h"
+#include "base/files.h"
+#include "base/interface_names.h"
+#include "base/store_paths.h"
 #include "driver/driver.h"
 #include "driver/radio_context.h"
-#include "driver/text_file.h"
 #include "main/logging.h"
 
 namespace rfcd {
 
 namespace {
 
-constexpr std::size_t path_buffer_size = 64;
-
-std::string radio_path(const std::string& ifname, const char* setting) {
-    return "/interface/" + ifname + "/wlan/radio/" + setting;
-}
-
-std::string radio_path(int radio, const char* setting) {
-    return radio_path("wlan" + std::to_string(radio), setting);
+std::string radio_path(int radio, std::string_view setting) {
+    return radio_setting_path(radio_ifname(radio), setting);
 }
 
 }  // namespace
@@ -54,14 +51,15 @@ int driver::band_from_channel(int channel) { return band_of_channel(channel); }
 
 chanspec_t driver::get_config_bandwidth(const std::string& ifname) {
     if (!guard()) return chanspec_bandwidth_20;
-    return bandwidth_code(read_number(radio_path(ifname, "bandwidth"), 20), chanspec_bandwidth_20);
+    return bandwidth_code(read_number(radio_setting_path(ifname, "bandwidth"), 20),
+                          chanspec_bandwidth_20);
 }
 
 chanspec_t driver::get_config_sideband(const std::string& ifname) {
     if (!guard()) return 0;
     std::string value;
-    const bool upper =
-        read_setting(radio_path(ifname, "control-sideband"), value) == 0 && value == "upper";
+    const bool upper = read_setting(radio_setting_path(ifname, "control-sideband"), value) == 0 &&
+                       value == "upper";
     return upper ? chanspec_sideband_upper : 0;
 }
 
@@ -94,7 +92,8 @@ chanspec_t driver::get_chanspec(const char* radio_name) {
 int driver::get_tx_power(const std::string& ifname) {
     if (!guard()) return default_tx_power;
     std::string value;
-    const bool there = read_setting(radio_path(ifname, "tx-power"), value) == 0 && !value.empty();
+    const bool there =
+        read_setting(radio_setting_path(ifname, "tx-power"), value) == 0 && !value.empty();
     return there ? std::stoi(value) : default_tx_power;
 }
 
@@ -128,12 +127,10 @@ void driver::fill_chanspecs(const char* radio_name, std::string& out) {
     if (radio_name == nullptr) return;
     const int radio = ifname_to_radio_id(radio_name);
     if (!is_radio_up(radio) || is_sentry_radio(radio)) return;
-    char limit_path[path_buffer_size];
-    std::snprintf(limit_path, sizeof limit_path, "/interface/%s/wlan/radio/use-limit-channels",
-                  radio_name);
     std::string use_limit;
-    if (getconf(limit_path, use_limit) == 0 && use_limit == "true") {
-        if (getconf(radio_path(radio_name, "limit-channels"), out) != 0) return;
+    if (getconf(short_radio_setting_path(radio_name, "use-limit-channels"), use_limit) == 0 &&
+        use_limit == "true") {
+        if (getconf(radio_setting_path(radio_name, "limit-channels"), out) != 0) return;
     } else {
         out = read_text_file(std::string("/var/run/hostapd-channels-") + radio_name).value_or("");
         if (!out.empty()) out.pop_back();  // the file ends with a line end

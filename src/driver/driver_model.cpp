@@ -1,6 +1,8 @@
 // The tables of radios and VAPs: making, reading and clearing them, and what they answer.
 #include <cstdio>
 
+#include "base/bands.h"
+#include "base/interface_names.h"
 #include "driver/driver.h"
 #include "driver/interface_status.h"
 #include "main/logging.h"
@@ -24,12 +26,6 @@ bool in_range(int index, std::size_t size) {
     return index >= 0 && static_cast<std::size_t>(index) < size;
 }
 
-int band_of_radio(int index) { return index == 0 ? 2 : index == 1 ? 5 : 6; }
-
-std::string vap_name(std::size_t radio, std::size_t vap) {
-    return "wlan" + std::to_string(radio) + "-vap" + std::to_string(vap);
-}
-
 }  // namespace
 
 driver& get_driver(const running_flag* enabled_flag) {
@@ -43,9 +39,9 @@ driver::driver(const running_flag* enabled_flag)
         auto& radio = radios_[i];
         radio.mac_offset = static_cast<std::uint32_t>(i) * macs_per_radio;
         radio.mac_count = macs_per_radio;
-        radio.ifname = "wlan" + std::to_string(i);
+        radio.ifname = radio_ifname(static_cast<int>(i));
         for (std::size_t j = 0; j < radio.vaps.size(); ++j) {
-            radio.vaps[j].ifname = vap_name(i, j);
+            radio.vaps[j].ifname = vap_ifname(static_cast<int>(i), static_cast<int>(j));
             radio.vaps[j].bssid =
                 vap_bssid(identity_.board_mac.c_str(), radio.vaps[j].ifname.c_str());
         }
@@ -68,18 +64,13 @@ vap_info* driver::get_vap(radio_info* radio, int vap_id) {
 }
 
 radio_info* driver::radio_by_ifname(const std::string& ifname) {
-    int radio_id = 0;
-    if (std::sscanf(ifname.c_str(), "wlan%d", &radio_id) != 1) {
+    const auto radio_id = read_radio_id(ifname);
+    if (!radio_id) {
         log_error(daemon_logger, "<%s:%d> cannot parse interface name(%s)\n", __func__, __LINE__,
                   ifname.c_str());
         return nullptr;
     }
-    return get_radio(radio_id);
-}
-
-int driver::ifname_to_radio_id(const std::string& ifname) {
-    int radio_id = 0;
-    return std::sscanf(ifname.c_str(), "wlan%d", &radio_id) == 1 ? radio_id : no_radio;
+    return get_radio(*radio_id);
 }
 
 bool driver::vap_is_up(const std::string& vap_ifname) {
@@ -125,7 +116,7 @@ void driver::init_radio(int index, int sentry_interface) {
         radio.sentry = true;  // only a reset clears it
     }
     radio.reserved_a = get_reserved_a(name);
-    radio.band = band_of_radio(index);
+    radio.band = band_of_radio(index).number;
     radio.country = get_country(name);
     radio.reserved_b = get_reserved_b(name);
     radio.auto_channel = get_auto_channel(name);
@@ -294,7 +285,7 @@ int driver::for_each_vap(const char* radio_name, const vap_callback& callback) {
 }
 
 int driver::make_vap_ifname(int radio, int vap, char* buffer, std::size_t size) {
-    return std::snprintf(buffer, size, "wlan%d-vap%d", radio, vap);
+    return std::snprintf(buffer, size, "%s", vap_ifname(radio, vap).c_str());
 }
 
 int driver::get_band_from_ifname(const char* name) {

@@ -1,6 +1,7 @@
 // The 802.11k neighbour lists, which hostapd keeps: adding to them and clearing them.
+#include "base/interface_names.h"
+#include "base/store_paths.h"
 #include "driver/driver.h"
-#include "driver/interface_status.h"
 #include "driver/neighbor_report.h"
 #include "main/logging.h"
 #include "platform/runproc.h"
@@ -40,10 +41,9 @@ void driver::add_rrm_nbr_ap(const char* bssid, const char* ssid, int channel, in
         const std::string iface = vap_to_ifname(name);
         log_debug(daemon_logger, "Execute add neighbor '%s' - '%s' - '%s'\n", iface.c_str(), ssid,
                   bssid);
-        auto [bssid_info, op_class, phy_type] = neighbor_class_of_band(band);
+        auto [bssid_info, op_class, phy_type] = neighbour_class_of_band(band);
         std::string mode;
-        if (read_setting("/interface/" + std::string(vap_ifname) + "/vap/ap-security/mode", mode) ==
-                0 &&
+        if (read_setting(vap_setting_path(vap_ifname, security_mode_setting), mode) == 0 &&
             is_secured(mode)) {
             bssid_info |= bssid_info_security;
         }

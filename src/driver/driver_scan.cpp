@@ -2,19 +2,18 @@
 // start is stopped again and, when that succeeds, unlocked.
 #include <cstddef>
 #include <cstdint>
+#include <stdexcept>
 #include <vector>
 
+#include "base/bands.h"
+#include "base/interface_names.h"
 #include "driver/driver.h"
-#include "driver/interface_status.h"
 #include "driver/radio_context.h"
 #include "main/logging.h"
 
 namespace rfcd {
 
 namespace {
-
-// Seconds that an active scan of a band takes when no channels are named.
-const std::map<int, int> default_scan_time{{2, 10}, {5, 15}, {6, 17}};
 
 constexpr int rrm_scan_seconds = 8;
 
@@ -35,6 +34,13 @@ static_assert(offsetof(radioctl_scan_params, option_44) == 44);
 static_assert(offsetof(radioctl_scan_params, reserved_46) == 46);
 static_assert(offsetof(radioctl_scan_params, option_80) == 80);
 static_assert(offsetof(radioctl_scan_params, reserved_81) == 81);
+
+// Seconds that an active scan of a band takes when no channels are named.
+int full_scan_seconds(int band) {
+    const auto* const known = find_band(band);
+    if (known == nullptr) throw std::out_of_range("map::at");
+    return known->full_scan_seconds;
+}
 
 // 0.7 s a channel and one second.
 int active_scan_seconds(std::size_t channels, int without_channels) {
@@ -125,7 +131,7 @@ bool driver::start_active_scan(const std::string& name, const scan_channel_map& 
     active_scans_[name] = false;
     const int band = get_band_from_ifname(name.c_str());
     const auto& list = channels.at(band);
-    const int seconds = active_scan_seconds(list.size(), default_scan_time.at(band));
+    const int seconds = active_scan_seconds(list.size(), full_scan_seconds(band));
     if (*wait_seconds < seconds) *wait_seconds = seconds;
 
     const auto frequencies = frequencies_of(band, list);

@@ -1,6 +1,7 @@
 // Reading what the scans heard.
 #include <array>
 
+#include "base/interface_names.h"
 #include "driver/driver.h"
 #include "driver/radio_context.h"
 #include "main/logging.h"

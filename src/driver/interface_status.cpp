@@ -6,7 +6,8 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "driver/text_file.h"
+#include "base/files.h"
+#include "base/interface_names.h"
 #include "main/logging.h"
 
 namespace rfcd {
@@ -17,11 +18,6 @@ const std::string device_directory = "/sys/class/net/";
 constexpr std::uint32_t unreadable_flags = 0xffffffff;
 
 }  // namespace
-
-std::string vap_to_ifname(const std::string& name) {
-    constexpr std::string_view first_vap = "-vap0";
-    return name.ends_with(first_vap) ? name.substr(0, name.size() - first_vap.size()) : name;
-}
 
 bool is_if_exists(const char* ifname) {
     const std::string name = vap_to_ifname(ifname);

@@ -7,9 +7,6 @@
 
 namespace rfcd {
 
-// The system's name for an interface: without a "-vap0" at its end.
-std::string vap_to_ifname(const std::string& name);
-
 bool is_if_exists(const char* ifname);
 
 // False also when the state cannot be read, which is logged as an error.

@@ -9,16 +9,6 @@ namespace {
 
 constexpr const char* control_command = "wpa_cli -g /var/run/hostapd/global raw IFNAME=";
 
-constexpr struct {
-    int band;
-    neighbor_class values;
-} classes[] = {
-    {2, {0x00000863, 81, 7}},
-    {5, {0x00001863, 115, 9}},
-    {6, {0x00103863, 115, 9}},
-};
-constexpr neighbor_class unknown_class{0x00000863, 0, 0};
-
 // Wide Bandwidth Channel subelement: identifier, length, channel width.
 constexpr const char* wide_channel_head = "060300";
 constexpr std::size_t mac_text_length = 17;
@@ -53,11 +43,9 @@ std::string report_body(const neighbor& n) {
 
 }  // namespace
 
-neighbor_class neighbor_class_of_band(int band) {
-    for (const auto& row : classes) {
-        if (row.band == band) return row.values;
-    }
-    return unknown_class;
+neighbour_class neighbour_class_of_band(int band) {
+    const auto* const known = find_band(band);
+    return known == nullptr ? unknown_neighbour_class : known->neighbour;
 }
 
 std::uint32_t swap_bytes(std::uint32_t value) { return __builtin_bswap32(value); }

@@ -6,20 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "base/bands.h"
+
 namespace rfcd {
 
-// What the band of a neighbour says about it.
-struct neighbor_class {
-    std::uint32_t bssid_info;  // IEEE 802.11 BSSID Information field
-    std::uint8_t op_class;     // IEEE 802.11 Annex E, global operating class
-    std::uint8_t phy_type;     // IEEE 802.11 Annex C, dot11PHYType
-};
-
-// `band` is 2, 5 or 6; anything else gives a neighbour without operating class.
-neighbor_class neighbor_class_of_band(int band);
-
-// The bit of the BSSID information that says the neighbour is secured as the VAP is.
-inline constexpr std::uint32_t bssid_info_security = 0x4;
+// `band` is the number of a band; anything else gives a neighbour without operating class.
+neighbour_class neighbour_class_of_band(int band);
 
 // The 32-bit number with its bytes in reverse order.
 std::uint32_t swap_bytes(std::uint32_t value);

@@ -1,7 +1,8 @@
 // The ten configuration getters: a path, a read, and what the value means.
-#include <cstdio>
 #include <string_view>
 
+#include "base/interface_names.h"
+#include "base/store_paths.h"
 #include "ipc/ipc_helper.h"
 #include "main/logging.h"
 
@@ -9,32 +10,30 @@ namespace rfcd {
 
 namespace {
 
-constexpr std::size_t path_buffer_size = 64;
-
 bool contains(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
 }
 
-// The getters of one VAP setting: where it stands, and how the getter calls itself in the log. The
-// line numbers belong to the fixed text of the log lines; they are no lines of this file.
+// The getter of a VAP setting: the setting, and how the getter calls itself in the log. The line
+// numbers belong to the fixed text of the log lines; they do not refer to this file.
 struct vap_setting {
     const char* getter;
-    const char* path_end;
+    std::string_view name;
     int failure_line;
     int success_line;
 };
 
-constexpr vap_setting enterprise_setting{"get_enterprise_vap", "/vap/ap-security/mode", 429, 432};
-constexpr vap_setting dot11k_setting{"get_802dot11k_vap", "/vap/w80211kv-config/enabled", 445, 448};
-constexpr vap_setting enabled_setting{"get_vap_enabled_state", "/common/enabled", 461, 464};
-constexpr vap_setting ssid_setting{"get_ssid", "/vap/ssid", 477, 480};
-constexpr vap_setting portal_setting{"get_captive_portal_state", "/vap/captive-portal/enabled", 492,
+constexpr vap_setting enterprise_setting{"get_enterprise_vap", security_mode_setting, 429, 432};
+constexpr vap_setting dot11k_setting{"get_802dot11k_vap", "vap/w80211kv-config/enabled", 445, 448};
+constexpr vap_setting enabled_setting{"get_vap_enabled_state", "common/enabled", 461, 464};
+constexpr vap_setting ssid_setting{"get_ssid", "vap/ssid", 477, 480};
+constexpr vap_setting portal_setting{"get_captive_portal_state", "vap/captive-portal/enabled", 492,
                                      495};
 
 // The empty text when the store has no answer.
 std::string read_vap_setting(const ipc_helper& helper, const vap_setting& setting,
                              const std::string& vap_ifname) {
-    const std::string path = "/interface/" + vap_ifname + setting.path_end;
+    const std::string path = vap_setting_path(vap_ifname, setting.name);
     std::string value;
     if (helper.getconf(path, value) != 0) {
         if (helper.is_stopping()) return "";
@@ -50,32 +49,27 @@ std::string read_vap_setting(const ipc_helper& helper, const vap_setting& settin
 }  // namespace
 
 std::string ipc_helper::get_country(const char* ifname) const {
-    char path[path_buffer_size];
-    std::snprintf(path, sizeof path, "/interface/%s/wlan/radio/country", ifname);
     std::string value;
-    return read_setting(path, value) == 0 ? value : "RU";
+    return read_setting(short_radio_setting_path(ifname, "country"), value) == 0 ? value : "RU";
 }
 
 bool ipc_helper::get_reserved_a(const char* /*ifname*/) const { return false; }
 
 bool ipc_helper::get_auto_channel(const char* ifname) const {
-    char path[path_buffer_size];
-    std::snprintf(path, sizeof path, "/interface/%s/wlan/radio/auto-channel", ifname);
     std::string value;
-    return read_setting(path, value) == 0 && value == "true";
+    return read_setting(short_radio_setting_path(ifname, "auto-channel"), value) == 0 &&
+           value == "true";
 }
 
 bool ipc_helper::get_wpa2_or_wpa3_vap(std::int32_t radio, std::int32_t vap) const {
-    char path[path_buffer_size];
-    std::snprintf(path, sizeof path, "/interface/wlan%d-vap%d/vap/ap-security/mode", radio, vap);
+    const std::string path = vap_setting_path(vap_ifname(radio, vap), security_mode_setting);
     std::string mode;
     if (read_setting(path, mode) != 0 || contains(mode, "WPA_")) return false;
     return contains(mode, "WPA2") || contains(mode, "WPA3");
 }
 
 bool ipc_helper::get_ft_enabled_vap(std::int32_t radio, std::int32_t vap) const {
-    char path[path_buffer_size];
-    std::snprintf(path, sizeof path, "/interface/wlan%d-vap%d/vap/ft-config/enabled", radio, vap);
+    const std::string path = vap_setting_path(vap_ifname(radio, vap), "vap/ft-config/enabled");
     std::string value;
     if (read_setting(path, value) != 0) return false;
     const bool secured = get_wpa2_or_wpa3_vap(radio, vap);

@@ -6,9 +6,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string_view>
 
+#include "base/files.h"
 #include "main/logging.h"
 
 namespace rfcd {
@@ -118,8 +118,7 @@ void read_configuration_file(configuration& config) {
     if (config.file_path.empty()) return;
     for (auto& service : config.services) service.location.assign(default_location);
     config.log_level = 0;
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
-        std::fopen(config.file_path.c_str(), "re"), &std::fclose);
+    const auto file = open_for_reading(config.file_path.c_str());
     if (!file) return;
     char line[line_buffer_size];
     while (std::fgets(line, sizeof line, file.get()) != nullptr) {

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "base/services.h"
-#include "main/text_field.h"
+#include "base/text_field.h"
 
 namespace rfcd {
 

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "base/interface_names.h"
 #include "main/logging.h"
 #include "rrm/rrm_worker.h"
 #include "workers/monotonic_clock.h"
@@ -66,7 +67,7 @@ void rrm_worker::apply_radio(const json_reader& radio, bool use_tpc, bool use_dc
     }
     if (!drv_->is_radio_up(id) || !drv_->has_vap_up(id)) return;
     if (drv_->is_sentry_radio(id)) return;
-    const std::string ifname = "wlan" + std::to_string(id);
+    const std::string ifname = radio_ifname(id);
     if (use_tpc && radio.contains("power")) drv_->set_tx_power(ifname, radio.get_int("power"));
     const std::int32_t channel = radio.get_int("channel");
     if (!use_dca || channel == 0) return;

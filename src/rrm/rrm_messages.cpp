@@ -1,6 +1,8 @@
 // The outgoing messages and what they describe: the board, the radios, their VAPs.
 #include <string>
 
+#include "base/bands.h"
+#include "base/interface_names.h"
 #include "main/logging.h"
 #include "rrm/rrm_worker.h"
 
@@ -12,16 +14,9 @@ constexpr std::int32_t ap_mac_count = 48;
 constexpr std::int32_t no_wildcard_80211r = 0;
 
 // What a radio that is not up is described with, beside the default powers.
-constexpr struct {
-    int band;
-    int channel;
-} default_channels[] = {{0, 0}, {2, 1}, {5, 36}, {6, 1}};
-
 int default_channel(int band) {
-    for (const auto& row : default_channels) {
-        if (row.band == band) return row.channel;
-    }
-    return 0;
+    const auto* const known = find_band(band);
+    return known == nullptr ? 0 : known->default_channel;
 }
 
 }  // namespace
@@ -77,7 +72,7 @@ bool rrm_worker::add_radios(json_writer& message) {
     json_writer radios(true, message, "radios");
     if (!radios.made()) return false;
     for (int radio = 0; radio < drv_->get_radio_count(); ++radio) {
-        const std::string ifname = "wlan" + std::to_string(radio);
+        const std::string ifname = radio_ifname(radio);
         add_radio_description(radios, ifname.c_str(), radio);
     }
     return true;

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "base/bands.h"
 #include "main/logging.h"
 #include "rrm/rrm_worker.h"
 
@@ -17,11 +18,6 @@ namespace {
 constexpr std::uint32_t event_radio_changed = 2;
 constexpr std::int32_t config_changed_delay = 10;  // seconds
 constexpr std::size_t max_scan_channels = 65'536;  // of a band
-
-constexpr struct {
-    int band;
-    const char* key;
-} bands[] = {{2, "2"}, {5, "5"}, {6, "6"}};
 
 // The number that the text begins with, and the text after it; null when there is none.
 std::optional<int> next_number(const char*& text) {
@@ -69,11 +65,11 @@ void rrm_worker::rebuild_scan_channels(const json_reader& message) {
     const auto list = message.get_object("rrm-scan-channels-list");
     for (std::int32_t i = 0; i < list.array_length(); ++i) {
         const auto element = list.get_array_item(i);
-        for (const auto& [band, key] : bands) {
-            const char* text = element.get_string(key);
+        for (const auto& band : bands) {
+            const char* text = element.get_string(band.key);
             if (text == nullptr) continue;
             while (const auto channel = next_number(text)) {
-                if (!add_scan_channel(band, *channel)) return;
+                if (!add_scan_channel(band.number, *channel)) return;
             }
         }
     }

@@ -1,4 +1,5 @@
 // The tables of radios and VAPs, channel specifications and power, neighbours, fast transition.
+#include "base/interface_names.h"
 #include "support/driver_fixture.h"
 
 namespace rfcd {
@@ -79,8 +80,8 @@ TEST_F(DriverModel, WrongIndexesAndNamesAreLogged) {
                          "error <get_band_from_ifname> no such interface(eth0)\n" +
                          "error <get_radio> radio_id 3 are absence: " + bounds +
                          "3) >= _Nm (which is 3)\n");
-    EXPECT_EQ(driver::ifname_to_radio_id("wlan12-vap1"), 12);
-    EXPECT_EQ(driver::ifname_to_radio_id("wlan"), -1);
+    EXPECT_EQ(ifname_to_radio_id("wlan12-vap1"), 12);
+    EXPECT_EQ(ifname_to_radio_id("wlan"), -1);
 }
 
 TEST_F(DriverModel, GuardedOperationsAnswerNothingWhileOff) {

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "base/interface_names.h"
 #include "driver/board_identity.h"
 #include "driver/chanspec.h"
 #include "driver/interface_status.h"
@@ -93,7 +94,7 @@ TEST(NeighborReport, Commands) {
         {5, "00:00:00:00:00:01", "x", 300, "78 nr=000000000001631800007312c0906030012c00"},
     };
     for (const auto& [band, bssid, ssid, channel, end] : rows) {
-        const auto c = neighbor_class_of_band(band);
+        const auto c = neighbour_class_of_band(band);
         EXPECT_EQ(set_neighbor_command("wlan1", {bssid, swap_bytes(c.bssid_info), channel, ssid,
                                                  c.op_class, c.phy_type}),
                   std::string("wpa_cli -g /var/run/hostapd/global raw IFNAME=wlan1 SET_NEIGHBOR ") +

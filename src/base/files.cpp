@@ -1,15 +1,13 @@
-#include "driver/text_file.h"
-
-#include <cstdio>
-#include <memory>
+#include "base/files.h"
 
 namespace rfcd {
 
-// By stdio: the streams of the C++ library would be a third of the program.
+file_ptr open_for_reading(const char* path) { return file_ptr(std::fopen(path, "re")); }
+
 std::optional<std::string> read_text_file(const std::string& path) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "re"),
-                                                               &std::fclose);
+    const auto file = open_for_reading(path.c_str());
     if (!file) return std::nullopt;
+
     std::string text;
     char piece[512];
     while (const auto count = std::fread(piece, 1, sizeof piece, file.get())) {
