@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "harness/child_process.h"
+#include "lab/json.h"
 
 namespace bench {
 
@@ -36,8 +37,7 @@ void results::row(const std::string& name, const std::vector<double>& values) {
     std::printf("%-28s", name.c_str());
     for (std::size_t i = 0; i < values.size(); ++i) {
         std::printf(" %14s", shown(values[i]).c_str());
-        json_rows_.push_back(R"({"table":")" + table_ + R"(","row":")" + name + R"(","column":")" +
-                             columns_.at(i) + R"(","value":)" + std::to_string(values[i]) + "}");
+        figures_.push_back({table_, name, columns_.at(i), values[i]});
     }
     std::printf("\n");
     std::fflush(stdout);
@@ -46,11 +46,16 @@ void results::row(const std::string& name, const std::vector<double>& values) {
 void results::note(const std::string& text) { std::printf("  %s\n", text.c_str()); }
 
 void results::write(const std::string& path) const {
-    std::string json = "[\n";
-    for (std::size_t i = 0; i < json_rows_.size(); ++i) {
-        json += "  " + json_rows_[i] + (i + 1 < json_rows_.size() ? ",\n" : "\n");
+    lab::json list = lab::json::array();
+    for (const auto& f : figures_) {
+        lab::json row;
+        row["table"] = f.table;
+        row["row"] = f.row;
+        row["column"] = f.column;
+        row["value"] = f.value;
+        list.push_back(row);
     }
-    lab::write_file(path, json + "]\n");
+    lab::write_file(path, list.dump(2) + "\n");
 }
 
 }  // namespace bench

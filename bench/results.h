@@ -18,17 +18,24 @@ class results {
   public:
     // Begins a table: prints its title and the heads of its columns.
     void table(const std::string& title, const std::vector<std::string>& columns);
-    // One row of it; the first cell is its name. Numbers are kept under table, row and column.
+    // Prints one row of the table, its name in the first cell, and keeps each number.
     void row(const std::string& name, const std::vector<double>& values);
     // A line of explanation under the table.
     void note(const std::string& text);
-    // Writes everything as JSON; throws std::runtime_error when the file cannot be written.
+    // Writes every number as JSON; throws std::runtime_error when the file cannot be written.
     void write(const std::string& path) const;
 
   private:
+    struct figure {
+        std::string table;
+        std::string row;
+        std::string column;
+        double value;
+    };
+
     std::string table_;
     std::vector<std::string> columns_;
-    std::vector<std::string> json_rows_;
+    std::vector<figure> figures_;
 };
 
 }  // namespace bench

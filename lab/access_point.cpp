@@ -1,6 +1,5 @@
 #include "lab/access_point.h"
 
-#include <json-c/json.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -13,6 +12,7 @@
 #include <stdexcept>
 
 #include "harness/child_process.h"
+#include "lab/json.h"
 #include "radioctl/radio_scene.h"
 
 namespace lab {
@@ -24,10 +24,6 @@ constexpr const char* hostapd_pid_file = "/run/hostapd.pid";
 constexpr const char* command_list = "/tmp/wpa_cli.calls";
 constexpr const char* control_socket = "/var/run/hostapd/global";
 constexpr const char* wpa_cli = "/usr/sbin/wpa_cli";
-
-json_object* object(const std::shared_ptr<void>& root) {
-    return static_cast<json_object*>(root.get());
-}
 
 void write_program(const std::string& path, const std::string& text) {
     std::filesystem::remove(path);  // never through a link
@@ -66,49 +62,44 @@ void clear_leftovers() {
     }
 }
 
-std::string plain(const std::optional<std::string>& json) {
-    if (!json) return "";
-    const std::unique_ptr<json_object, decltype(&json_object_put)> value(
-        json_tokener_parse(json->c_str()), &json_object_put);
-    return json_object_get_string(value.get());
+// The plain value that the store keeps as a JSON string; empty when it keeps none.
+std::string plain(const std::optional<std::string>& stored) {
+    const json value = parse_json(stored.value_or(""));
+    return value.is_string() ? value.get<std::string>() : "";
+}
+
+// The radios never see half a file: it is written beside the scene and takes its place.
+void write_scene(const json& scene) {
+    const std::string next = std::string(standin::scene_path) + ".new";
+    write_file(next, scene.dump(2));
+    std::filesystem::rename(next, standin::scene_path);
 }
 
 }  // namespace
 
-radio_scene_file::radio_scene_file(const std::string& file)
-    : root_(json_object_from_file(file.c_str()),
-            [](void* root) { json_object_put(static_cast<json_object*>(root)); }) {
-    if (!root_) throw std::runtime_error("no scene in " + file);
-    std::filesystem::create_directories(std::filesystem::path(standin::scene_path).parent_path());
-    write();
-}
+radio_scene_file::radio_scene_file(const std::string& file) {
+    const json scene = parse_json(read_file(file));
+    if (!scene.is_object()) throw std::runtime_error("no scene in " + file);
 
-void radio_scene_file::write() const {
-    const std::string next = std::string(standin::scene_path) + ".new";
-    write_file(next, json_object_to_json_string_ext(object(root_), JSON_C_TO_STRING_PRETTY));
-    std::filesystem::rename(next, standin::scene_path);
+    std::filesystem::create_directories(std::filesystem::path(standin::scene_path).parent_path());
+    write_scene(scene);
 }
 
 void radio_scene_file::set_radio(const std::string& name, const std::string& key,
                                  const std::string& value) {
     const std::lock_guard guard(lock_);
-    json_object* radios = nullptr;
-    json_object_object_get_ex(object(root_), "radios", &radios);
-    for (std::size_t i = 0; i < json_object_array_length(radios); ++i) {
-        json_object* radio = json_object_array_get_idx(radios, i);
-        json_object* radio_name = nullptr;
-        json_object_object_get_ex(radio, "name", &radio_name);
-        if (name == json_object_get_string(radio_name)) {
-            json_object_object_add(radio, key.c_str(), json_object_new_string(value.c_str()));
-        }
+    json scene = parse_json(read_file(standin::scene_path));
+    for (json& radio : scene["radios"]) {
+        if (text_of(radio, "name") == name) radio[key] = value;
     }
-    write();
+    write_scene(scene);
 }
 
-void radio_scene_file::set(const std::string& member, const std::string& json) {
+void radio_scene_file::set(const std::string& name, const std::string& json_text) {
     const std::lock_guard guard(lock_);
-    json_object_object_add(object(root_), member.c_str(), json_tokener_parse(json.c_str()));
-    write();
+    json scene = parse_json(read_file(standin::scene_path));
+    scene[name] = parse_json(json_text);
+    write_scene(scene);
 }
 
 system_log::system_log(transcript& story)

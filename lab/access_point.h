@@ -14,22 +14,19 @@
 
 namespace lab {
 
-// The scene file of the simulated radios, changed by whole members.
+// The scene file that the simulated radios read at every call. Safe from any thread.
 class radio_scene_file {
   public:
-    // Starts from a scene in `file`.
+    // Starts from a copy of the scene in `file`; throws std::runtime_error when there is none.
     explicit radio_scene_file(const std::string& file);
 
-    // Sets a member of a radio's description to a number or a text.
+    // Sets a member of a radio's description, such as "channel" to "44".
     void set_radio(const std::string& name, const std::string& key, const std::string& value);
     // Replaces a top-level member by a JSON text, such as "faults" by "[]".
-    void set(const std::string& member, const std::string& json);
+    void set(const std::string& name, const std::string& json_text);
 
   private:
-    void write() const;
-
-    std::mutex lock_;
-    std::shared_ptr<void> root_;  // a json_object, guarded by lock_
+    std::mutex lock_;  // guards the file
 };
 
 // What processes of the access point write to the system log.

@@ -1,11 +1,9 @@
 #include "lab/local_daemons.h"
 
-#include <json-c/json.h>
-
-#include <memory>
 #include <stdexcept>
 
 #include "harness/child_process.h"
+#include "lab/json.h"
 
 namespace lab {
 
@@ -15,40 +13,23 @@ constexpr std::uint8_t configd_module = 1;
 constexpr std::uint8_t networkd_module = 6;
 constexpr const char* garbage = "{\"command\":[\"get-response\",";
 
-using json = std::unique_ptr<json_object, decltype(&json_object_put)>;
-
-json parse(const std::string& text) { return {json_tokener_parse(text.c_str()), &json_object_put}; }
-
-json_object* member(json_object* from, const char* name) {
-    json_object* value = nullptr;
-    json_object_object_get_ex(from, name, &value);
-    return value;
-}
-
-std::string text_of(json_object* from, const char* name) {
-    const char* text = json_object_get_string(member(from, name));
-    return text == nullptr ? "" : text;
-}
-
-std::string quoted(const std::string& text) {
-    const json value(json_object_new_string(text.c_str()), &json_object_put);
-    return json_object_to_json_string(value.get());
-}
-
-std::string answer_text(const std::string& command, const char* rest) {
-    return "{\"command\":\"" + command + "-response\"," + rest + "}";
+// The answer to a command: its status and one member more, unless that has no name.
+std::string answer_text(const std::string& command, const char* status, const char* name = "",
+                        const json& value = {}) {
+    json answer;
+    answer["command"] = command + "-response";
+    answer["status"] = status;
+    if (*name != '\0') answer[name] = value;
+    return json_text(answer);
 }
 
 }  // namespace
 
 config_store::config_store(const std::string& file) {
-    const json root = parse(read_file(file));
-    if (json_object_is_type(root.get(), json_type_object) == 0) {
-        throw std::runtime_error("no store in " + file);
-    }
-    json_object_object_foreach(root.get(), path, value) {
-        values_[path] = json_object_to_json_string(value);
-    }
+    const json root = parse_json(read_file(file));
+    if (!root.is_object()) throw std::runtime_error("no store in " + file);
+
+    for (const auto& [path, value] : root.items()) values_[path] = json_text(value);
 }
 
 std::optional<std::string> config_store::get(const std::string& path) const {
@@ -58,7 +39,7 @@ std::optional<std::string> config_store::get(const std::string& path) const {
 }
 
 void config_store::set(const std::string& path, const std::string& value) {
-    set_json(path, quoted(value));
+    set_json(path, json_text(value));
 }
 
 void config_store::set_json(const std::string& path, const std::string& value) {
@@ -80,19 +61,21 @@ configd::configd(transcript& story, config_store& store)
 
 void configd::answer(bus_peer& self, const bus_peer::message& request) {
     ++requests_;
-    const json tree = parse(request.text);
-    const std::string command = text_of(tree.get(), "command");
-    const std::string path = text_of(tree.get(), "path");
-    if (command == "set") store_.set(path, text_of(tree.get(), "value"));
+    const json message = parse_json(request.text);
+    const std::string command = text_of(message, "command");
+    const std::string path = text_of(message, "path");
+
+    if (command == "set") store_.set(path, text_of(message, "value"));
     if (command != "get" || mood_ == mood::silent) return;
     if (mood_ == mood::garbled) {
         self.send_quietly(request.source, garbage);
         return;
     }
+
     const auto value = mood_ == mood::refusing ? std::nullopt : store_.get(path);
-    self.send_quietly(request.source,
-                      value ? answer_text("get", ("\"status\":\"ok\",\"value\":" + *value).c_str())
-                            : answer_text("get", R"("status":"fail","reason":"no such path")"));
+    self.send_quietly(request.source, value
+                                          ? answer_text(command, "ok", "value", parse_json(*value))
+                                          : answer_text(command, "fail", "reason", "no such path"));
 }
 
 networkd::networkd(transcript& story, apply_function apply)
@@ -101,27 +84,23 @@ networkd::networkd(transcript& story, apply_function apply)
             [this](bus_peer& self, const auto& request) { answer(self, request); }) {}
 
 void networkd::answer(bus_peer& self, const bus_peer::message& request) {
-    // Before the answer: whoever sees that may look for the request at once.
+    // Before the answer: a test that sees the answer may look for the request at once.
     requests_.put(request.text);
-    const json tree = parse(request.text);
-    const std::string command = text_of(tree.get(), "command");
+    const json message = parse_json(request.text);
+    const std::string command = text_of(message, "command");
     const mood today = mood_;
-    json_object* const params = member(tree.get(), "params");
-    if (today == mood::helpful && command == "update-skylark" &&
-        json_object_is_type(params, json_type_object) != 0) {
-        json_object_object_foreach(params, key, value) {
-            if (value != nullptr) {
-                apply_(text_of(tree.get(), "ifname"), key, json_object_get_string(value));
-            }
+
+    if (today == mood::helpful && command == "update-skylark") {
+        const std::string ifname = text_of(message, "ifname");
+        for (const auto& [key, value] : member(message, "params").items()) {
+            if (value.is_string()) apply_(ifname, key, value.get<std::string>());
         }
     }
+
     switch (today) {
-        case mood::helpful:
-            self.send(request.source, answer_text(command, R"("status":"ok")"));
-            break;
+        case mood::helpful: self.send(request.source, answer_text(command, "ok")); break;
         case mood::refusing:
-            self.send(request.source,
-                      answer_text(command, R"("status":"fail","reason":"not today")"));
+            self.send(request.source, answer_text(command, "fail", "reason", "not today"));
             break;
         case mood::garbled: self.send(request.source, garbage); break;
         case mood::silent: break;

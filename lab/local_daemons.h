@@ -1,6 +1,6 @@
-// The access point's local daemons as the lab plays them, each a peer on the bus with a thread of
-// its own: configd with its store, networkd that applies settings to the store and to the radios,
-// and the listener of scan notices. All operations are safe from any thread.
+// The access point's local daemons as the lab plays them: configd with its store, and networkd,
+// which applies settings to the store and to the radios. Each is a peer on the bus with a thread of
+// its own. All operations are safe from any thread.
 #pragma once
 
 #include <atomic>
@@ -14,18 +14,18 @@
 
 namespace lab {
 
-// How a local daemon behaves today.
+// How a local daemon treats requests.
 enum class mood {
     helpful,
     refusing,  // answers with a status that is not "ok"
     silent,    // takes requests and never answers
-    garbled,   // answers with something that is no answer
+    garbled,   // answers with a text that does not parse
 };
 
-// Paths and their values; a value is a JSON text: a string, or a subtree.
+// Paths and their values. A value is a JSON text: a string or a subtree.
 class config_store {
   public:
-    // Reads a JSON object of paths; throws std::runtime_error when the file holds none.
+    // Reads a JSON object of paths; throws std::runtime_error when the file is not one.
     explicit config_store(const std::string& file);
 
     std::optional<std::string> get(const std::string& path) const;
@@ -40,8 +40,8 @@ class config_store {
     std::map<std::string, std::string> values_;  // guarded by lock_
 };
 
-// Answers "get". The command "set", which gets no answer, sets a plain value by hand:
-// {"command":"set","path":"/a/b","value":"c"}.
+// Answers the command "get". The command "set" changes a plain value and gets no answer; it is for
+// people: {"command":"set","path":"/a/b","value":"c"}.
 class configd {
   public:
     configd(transcript& story, config_store& store);

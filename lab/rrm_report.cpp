@@ -4,19 +4,11 @@
 #include <cstdio>
 #include <map>
 
-#include "ipc/json_reader.h"
-#include "ipc/json_writer.h"
+#include "lab/json.h"
 
 namespace lab {
 
 namespace {
-
-using rfcd::json_reader;
-
-std::string text(const json_reader& from, const char* key) {
-    const char* value = from.get_string(key);
-    return value == nullptr ? "" : value;
-}
 
 template <typename... Arguments>
 std::string filled(const char* format, Arguments... arguments) {
@@ -28,63 +20,72 @@ std::string filled(const char* format, Arguments... arguments) {
     return line.data();
 }
 
+const char* text_if(bool condition, const char* text) { return condition ? text : ""; }
+
+std::string describe_radio(const json& radio) {
+    return filled("radio %d: %s, band %d, channel %d, %d MHz (%s), %d dBm of %d to %d%s%s",
+                  number_of(radio, "id"), number_of(radio, "status") != 0 ? "up" : "down",
+                  number_of(radio, "band"), number_of(radio, "channel"),
+                  number_of(radio, "bandwidth"), text_of(radio, "primary-channel").c_str(),
+                  number_of(radio, "power"), number_of(radio, "power-min"),
+                  number_of(radio, "power-max"),
+                  text_if(number_of(radio, "locked-for-dca") != 0, ", channel locked"),
+                  text_if(number_of(radio, "locked-for-tpc") != 0, ", power locked"));
+}
+
+std::string describe_vap(const json& vap) {
+    return filled("  VAP %d: %s \"%s\"%s%s", number_of(vap, "id"), text_of(vap, "mac").c_str(),
+                  text_of(vap, "ssid").c_str(),
+                  text_if(number_of(vap, "802dot11k") != 0, ", 802.11k"),
+                  text_if(number_of(vap, "802dot11r") != 0, ", 802.11r"));
+}
+
+// The beginning of an access point's line, up to the column of the sweep that first heard it.
+std::string describe_heard(const json& heard, std::size_t sweep) {
+    constexpr std::size_t column = 8;
+    return filled("%s  %4d  %7d  %5d", text_of(heard, "bssid").c_str(), number_of(heard, "band"),
+                  number_of(heard, "channel"), number_of(heard, "bandwidth")) +
+           std::string(sweep * column, ' ');
+}
+
 }  // namespace
 
 std::vector<std::string> describe_radios(const std::string& message) {
     std::vector<std::string> lines;
-    const json_reader root(message.c_str());
-    const auto radios = root.get_object("radios");
-    for (int i = 0; i < radios.array_length(); ++i) {
-        const auto radio = radios.get_array_item(i);
-        lines.push_back(
-            filled("radio %d: %s, band %d, channel %d, %d MHz (%s), %d dBm of %d to %d%s%s",
-                   radio.get_int("id"), radio.get_int("status") != 0 ? "up" : "down",
-                   radio.get_int("band"), radio.get_int("channel"), radio.get_int("bandwidth"),
-                   text(radio, "primary-channel").c_str(), radio.get_int("power"),
-                   radio.get_int("power-min"), radio.get_int("power-max"),
-                   radio.get_int("locked-for-dca") != 0 ? ", channel locked" : "",
-                   radio.get_int("locked-for-tpc") != 0 ? ", power locked" : ""));
-        const auto vaps = radio.get_object("vaps");
-        for (int j = 0; j < vaps.array_length(); ++j) {
-            const auto vap = vaps.get_array_item(j);
-            lines.push_back(filled("  VAP %d: %s \"%s\"%s%s", vap.get_int("id"),
-                                   text(vap, "mac").c_str(), text(vap, "ssid").c_str(),
-                                   vap.get_int("802dot11k") != 0 ? ", 802.11k" : "",
-                                   vap.get_int("802dot11r") != 0 ? ", 802.11r" : ""));
-        }
+    const json root = parse_json(message);
+
+    for (const json& radio : member(root, "radios")) {
+        lines.push_back(describe_radio(radio));
+        for (const json& vap : member(radio, "vaps")) lines.push_back(describe_vap(vap));
     }
     return lines;
 }
 
 std::vector<std::string> describe_environment(const std::string& message) {
-    const json_reader root(message.c_str());
-    const auto sweeps = root.get_object("rf-environment");
-    std::map<std::string, std::string> rows;  // by access point
+    const json root = parse_json(message);
     std::string head = "bssid              band  channel  width";
-    for (int i = 0; i < sweeps.array_length(); ++i) {
-        head += filled("  rssi %d", i + 1);
-        const auto sweep = sweeps.get_array_item(i);
-        for (int j = 0; j < sweep.array_length(); ++j) {
-            const auto heard = sweep.get_array_item(j);
-            auto& row = rows[text(heard, "bssid")];
-            if (row.empty()) {
-                row =
-                    filled("%s  %4d  %7d  %5d", text(heard, "bssid").c_str(), heard.get_int("band"),
-                           heard.get_int("channel"), heard.get_int("bandwidth"));
-                row += std::string(static_cast<std::size_t>(i) * 8, ' ');
-            }
-            row += filled("  %6d", heard.get_int("rssi"));
+    std::map<std::string, std::string> rows;  // by BSSID
+
+    std::size_t number = 0;
+    for (const json& sweep : member(root, "rf-environment")) {
+        for (const json& heard : sweep) {
+            auto& row = rows[text_of(heard, "bssid")];
+            if (row.empty()) row = describe_heard(heard, number);
+            row += filled("  %6d", number_of(heard, "rssi"));
         }
+        head += filled("  rssi %d", static_cast<int>(++number));
     }
+
     std::vector<std::string> lines{head};
     for (const auto& [bssid, row] : rows) lines.push_back(row);
     return lines;
 }
 
 std::string radio_in(const std::string& message, int radio) {
-    const json_reader root(message.c_str());
-    const auto view = root.get_object("radios").get_array_item(radio);
-    return view.empty() ? "" : rfcd::json_text(view.object());
+    const json root = parse_json(message);
+    const json& radios = member(root, "radios");
+    const auto index = static_cast<std::size_t>(radio);
+    return radios.is_array() && index < radios.size() ? json_text(radios[index]) : "";
 }
 
 }  // namespace lab

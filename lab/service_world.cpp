@@ -3,16 +3,14 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "ipc/json_reader.h"
+#include "lab/json.h"
 
 namespace lab {
 
 namespace {
 
 bool has_cmd(const std::string& text, const std::string& cmd) {
-    const rfcd::json_reader reader(text.c_str());
-    const char* found = reader.get_string("cmd");
-    return found != nullptr && cmd == found;
+    return text_of(parse_json(text), "cmd") == cmd;
 }
 
 }  // namespace
