@@ -39,10 +39,10 @@ int lws_partial_buffered(lws* /*wsi*/) { return library.partial ? 1 : 0; }
 int lws_get_socket_fd(lws* /*wsi*/) { return library.socket; }
 int lws_service_adjust_timeout(lws_context* /*context*/, int, int) { return library.wait_ms; }
 
-// Each call takes the time of a whole pass.
 int lws_service(lws_context* /*context*/, int) {
     library.record += "serve, ";
-    fake_clock::now_ns += fake_clock::second_ns / 10;
+    if (library.on_service) library.on_service();
+    fake_clock::now_ns += library.service_ms * fake_clock::second_ns / 1000;
     return 0;
 }
 size_t lws_remaining_packet_payload(lws* /*wsi*/) { return library.remaining; }

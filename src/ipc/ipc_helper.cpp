@@ -6,7 +6,6 @@
 #include <cstring>
 #include <utility>
 
-#include "ipc/bus_message.h"
 #include "main/logging.h"
 #include "platform/replywait.h"
 #include "workers/monotonic_clock.h"

@@ -16,11 +16,11 @@
 
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "ipc/bus.h"
 #include "platform/peermsg.h"
 #include "workers/cfg_ptr.h"
 #include "workers/running_flag.h"
@@ -95,14 +95,10 @@ class ipc_helper {
     template <typename Take>
     void take_until_quiet(Take take) const;
 
-    struct release_bus {
-        void operator()(peermsg_ctx* ctx) const { peermsg_release(ctx); }
-    };
-
     const running_flag* const running_;
-    mutable peermsg_settings settings_{PEERMSG_SETTINGS_CODE,
-                                       {}};  // the library's, as long as bus_
-    const std::unique_ptr<peermsg_ctx, release_bus> bus_;
+    // The library keeps a pointer to it as long as bus_ lives.
+    mutable peermsg_settings settings_{PEERMSG_SETTINGS_CODE, {}};
+    const bus_ptr bus_;
     const std::uint32_t reply_timeout_ = 20;  // seconds
 
     // What a peer owes that has let a request time out.

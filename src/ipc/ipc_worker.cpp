@@ -1,7 +1,6 @@
 #include "ipc/ipc_worker.h"
 
 #include "base/services.h"
-#include "ipc/bus_message.h"
 #include "workers/monotonic_clock.h"
 
 namespace rfcd {
@@ -28,19 +27,21 @@ ipc_worker::ipc_worker(service_queues queues, std::uint32_t module_number,
 ipc_worker::~ipc_worker() { join(); }
 
 bool ipc_worker::start_check() {
-    bus_ = peermsg_init(module_number_, &settings_, PEERMSG_MODE_PEER);
-    if (bus_ == nullptr) return false;
-    peermsg_set_moduleloop(bus_, 0);
-    if (peermsg_get_moduleloop(bus_) != 0) {
-        release_bus();
+    bus_.reset(peermsg_init(module_number_, &settings_, PEERMSG_MODE_PEER));
+    if (!bus_) return false;
+
+    peermsg_set_moduleloop(bus_.get(), 0);
+    if (peermsg_get_moduleloop(bus_.get()) != 0) {
+        bus_.reset();
         return false;
     }
-    peermsg_peer_start(bus_);
+    peermsg_peer_start(bus_.get());
     return true;
 }
 
 bool ipc_worker::process() {
-    if (bus_ == nullptr) return false;
+    if (!bus_) return false;
+
     // A burst is seldom over at its first gap, and the wait of the loop is long.
     for (std::uint32_t gap_us = shortest_gap_us; gap_us <= longest_gap_us; gap_us *= 2) {
         if (move_one()) {
@@ -58,8 +59,9 @@ bool ipc_worker::process() {
 bool ipc_worker::move_one() {
     // Back-pressure: leave messages on the bus, which drops them when it is full.
     const bool held_back = outgoing_.weight() > heavy_queue;
-    const bus_message message(held_back ? nullptr : peermsg_get_msg_from_queue_no_wait(bus_));
+    const bus_message message(held_back ? nullptr : peermsg_get_msg_from_queue_no_wait(bus_.get()));
     if (!message) return incoming_.try_pop(on_message_);
+
     if (!message.blank()) {
         const auto buffer = buffer_info_t::make();
         buffer->append(message.text().data(), message.text().size());
@@ -68,22 +70,15 @@ bool ipc_worker::move_one() {
     return true;
 }
 
-void ipc_worker::on_stop() {
-    if (bus_ != nullptr) release_bus();
-}
+void ipc_worker::on_stop() { bus_.reset(); }
 
 bool ipc_worker::keep_running(const running_flag* running) {
-    return *running && bus_ != nullptr && peermsg_get_moduleloop(bus_) != 0;
+    return *running && bus_ != nullptr && peermsg_get_moduleloop(bus_.get()) != 0;
 }
 
 void ipc_worker::send_to_bus(const buffer_info_t& message) const {
     if (message.data.empty()) return;
-    peermsg_msg_send(bus_, message.data.data(), roaming_peer, message.data.size());
-}
-
-void ipc_worker::release_bus() {
-    peermsg_release(bus_);
-    bus_ = nullptr;
+    peermsg_msg_send(bus_.get(), message.data.data(), roaming_peer, message.data.size());
 }
 
 }  // namespace rfcd

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "ipc/bus.h"
 #include "platform/peermsg.h"
 #include "workers/abstract_worker.h"
 #include "workers/safe_queue.h"
@@ -32,10 +33,9 @@ class ipc_worker : public abstract_worker {
 
   private:
     bool move_one();
-    void release_bus();
 
     peermsg_settings settings_{PEERMSG_SETTINGS_CODE, {}};  // the library's while bus_ lives
-    peermsg_ctx* bus_ = nullptr;                            // owned; null while inactive
+    bus_ptr bus_;                                           // null while inactive
     safe_queue& outgoing_;                                  // what came from the bus
     safe_queue& incoming_;                                  // what goes to it
     const std::uint32_t module_number_;

@@ -32,64 +32,104 @@ class IpcHelper : public testing::Test {
 };
 
 TEST_F(IpcHelper, GetconfReadsEveryKindOfAnswer) {
-    const std::tuple<const char*, int, const char*, const char*> rows[] = {
-        {R"({"value":"plain"})", 0, "plain", ""},
-        {R"({"value":5,"status":"fail"})", 0, "5", ""},
-        {R"({"value":{"a":"b"}})", 0, "{\n  \"a\":\"b\"\n}", ""},
-        {R"({"value":["x"]})", 0, "[\n  \"x\"\n]", ""},
-        {R"({"value":null})", -1, "old",
-         "error Child 'value' has type 'none' in configd response: {\n  \"value\":null\n}\n"},
-        {R"({"status":"ok"})", -1, "old",
-         "error Child 'value' not found in configd response: {\n  \"status\":\"ok\"\n}\n"},
-        {"", -1, "old", "error Error: path (/a/b) reason (not found)\n"},
-        {"{garbage", -1, "old", "error Error: path (/a/b) reason (not found)\n"},
+    const struct {
+        const char* name;
+        std::string answer;
+        int result = 0;
+        const char* value = "old";
+        const char* log = "";
+    } rows[] = {
+        {.name = "text", .answer = R"({"value":"plain"})", .value = "plain"},
+        {.name = "status is not looked at",
+         .answer = R"({"value":5,"status":"fail"})",
+         .value = "5"},
+        {.name = "tree", .answer = R"({"value":{"a":"b"}})", .value = "{\n  \"a\":\"b\"\n}"},
+        {.name = "list", .answer = R"({"value":["x"]})", .value = "[\n  \"x\"\n]"},
+        {.name = "null",
+         .answer = R"({"value":null})",
+         .result = -1,
+         .log =
+             "error Child 'value' has type 'none' in configd response: {\n  \"value\":null\n}\n"},
+        {.name = "no value",
+         .answer = R"({"status":"ok"})",
+         .result = -1,
+         .log = "error Child 'value' not found in configd response: {\n  \"status\":\"ok\"\n}\n"},
+        {.name = "no answer",
+         .answer = "",
+         .result = -1,
+         .log = "error Error: path (/a/b) reason (not found)\n"},
+        {.name = "garbage",
+         .answer = "{garbage",
+         .result = -1,
+         .log = "error Error: path (/a/b) reason (not found)\n"},
     };
-    for (const auto& [answer, result, read, logged] : rows) {
-        SCOPED_TRACE(answer);
-        bus.answer_all = [text = std::string(answer)](const auto&) { return text; };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        bus.answer_all = [&](const auto&) { return row.answer; };
         std::string value = "old";
-        EXPECT_EQ(helper->getconf("/a/b", value), result);
-        EXPECT_EQ(value, read);
-        EXPECT_EQ(fake_log::take(), logged);
+
+        EXPECT_EQ(helper->getconf("/a/b", value), row.result);
+
+        EXPECT_EQ(value, row.value);
+        EXPECT_EQ(fake_log::take(), row.log);
         EXPECT_EQ(take_record(),
                   "start, send 1 {\"command\":\"get\",\"path\":\"/a/b\"}, wait "
                   "get-response 20 Error: can't get config\nstop, ");
     }
-    std::string value;
-    EXPECT_EQ(helper->getconf("", value), -1);
-    EXPECT_EQ(take_record() + fake_log::take(), "");
 }
 
 TEST_F(IpcHelper, GettersKnowTheirPathsAndValues) {
     const auto& h = *helper;
-    const std::tuple<const char*, std::function<bool()>, const char*> rows[] = {
-        {"/interface/wlan0/wlan/radio/auto-channel", [&] { return h.get_auto_channel("wlan0"); },
-         "true "},
-        {"/interface/wlan1-vap2/vap/ap-security/mode", [&] { return h.get_wpa2_or_wpa3_vap(1, 2); },
-         "WPA2-PSK x WPA3 WPA2_1X "},
-        {"/interface/wlan1-vap2/vap/ap-security/mode",
-         [&] { return h.get_enterprise_vap("wlan1-vap2"); }, "WPA2_1X "},
-        {"/interface/wlan1-vap2/vap/w80211kv-config/enabled",
-         [&] { return h.get_802dot11k_vap("wlan1-vap2"); }, "true "},
-        {"/interface/wlan1-vap2/common/enabled",
-         [&] { return h.get_vap_enabled_state("wlan1-vap2"); }, "true "},
-        {"/interface/wlan1-vap2/vap/captive-portal/enabled",
-         [&] { return h.get_captive_portal_state("wlan1-vap2"); }, "true "},
+    const struct {
+        const char* path;
+        std::function<bool()> get;
+        const char* accepted;  // of all values
+    } rows[] = {
+        {.path = "/interface/wlan0/wlan/radio/auto-channel",
+         .get = [&] { return h.get_auto_channel("wlan0"); },
+         .accepted = "true "},
+        {.path = "/interface/wlan1-vap2/vap/ap-security/mode",
+         .get = [&] { return h.get_wpa2_or_wpa3_vap(1, 2); },
+         .accepted = "WPA2-PSK x WPA3 WPA2_1X "},
+        {.path = "/interface/wlan1-vap2/vap/ap-security/mode",
+         .get = [&] { return h.get_enterprise_vap("wlan1-vap2"); },
+         .accepted = "WPA2_1X "},
+        {.path = "/interface/wlan1-vap2/vap/w80211kv-config/enabled",
+         .get = [&] { return h.get_802dot11k_vap("wlan1-vap2"); },
+         .accepted = "true "},
+        {.path = "/interface/wlan1-vap2/common/enabled",
+         .get = [&] { return h.get_vap_enabled_state("wlan1-vap2"); },
+         .accepted = "true "},
+        {.path = "/interface/wlan1-vap2/vap/captive-portal/enabled",
+         .get = [&] { return h.get_captive_portal_state("wlan1-vap2"); },
+         .accepted = "true "},
     };
-    for (const auto& [path, get, accepted] : rows) {
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.path);
         bus.store.clear();
-        std::string got = get() ? "nothing " : "";
+        EXPECT_FALSE(row.get()) << "nothing in the store";
+
+        std::string accepted;
         for (const std::string value :
              {"true", "True", "1", "OPEN", "WPA2-PSK", "x WPA3", "WPA_WPA2", "wpa2", "WPA2_1X"}) {
-            bus.store[path] = "\"" + value + "\"";
-            if (get()) got += value + " ";
+            bus.store[row.path] = "\"" + value + "\"";
+            if (row.get()) accepted += value + " ";
         }
-        EXPECT_EQ(got, accepted) << path;
+        EXPECT_EQ(accepted, row.accepted);
     }
-    EXPECT_EQ(h.get_country("wlan0") + h.get_ssid("wlan1-vap2"), "RU");
+}
+
+TEST_F(IpcHelper, TextsHaveADefault) {
+    EXPECT_EQ(helper->get_country("wlan0"), "RU");
+    EXPECT_EQ(helper->get_ssid("wlan1-vap2"), "");
+
     bus.store["/interface/wlan0/wlan/radio/country"] = "\"\"";
     bus.store["/interface/wlan1-vap2/vap/ssid"] = "\"my net\"";
-    EXPECT_EQ(h.get_country("wlan0") + h.get_ssid("wlan1-vap2"), "my net");
+
+    EXPECT_EQ(helper->get_country("wlan0"), "");
+    EXPECT_EQ(helper->get_ssid("wlan1-vap2"), "my net");
 }
 
 TEST_F(IpcHelper, GettersLogTheirReads) {
@@ -100,16 +140,33 @@ TEST_F(IpcHelper, GettersLogTheirReads) {
         int failure_line;
         int success_line;
     } rows[] = {
-        {"get_enterprise_vap", [&](auto& v) { helper->get_enterprise_vap(v); },
-         "/vap/ap-security/mode", 429, 432},
-        {"get_802dot11k_vap", [&](auto& v) { helper->get_802dot11k_vap(v); },
-         "/vap/w80211kv-config/enabled", 445, 448},
-        {"get_vap_enabled_state", [&](auto& v) { helper->get_vap_enabled_state(v); },
-         "/common/enabled", 461, 464},
-        {"get_ssid", [&](auto& v) { helper->get_ssid(v); }, "/vap/ssid", 477, 480},
-        {"get_captive_portal_state", [&](auto& v) { helper->get_captive_portal_state(v); },
-         "/vap/captive-portal/enabled", 492, 495},
+        {.name = "get_enterprise_vap",
+         .get = [&](auto& v) { helper->get_enterprise_vap(v); },
+         .path = "/vap/ap-security/mode",
+         .failure_line = 429,
+         .success_line = 432},
+        {.name = "get_802dot11k_vap",
+         .get = [&](auto& v) { helper->get_802dot11k_vap(v); },
+         .path = "/vap/w80211kv-config/enabled",
+         .failure_line = 445,
+         .success_line = 448},
+        {.name = "get_vap_enabled_state",
+         .get = [&](auto& v) { helper->get_vap_enabled_state(v); },
+         .path = "/common/enabled",
+         .failure_line = 461,
+         .success_line = 464},
+        {.name = "get_ssid",
+         .get = [&](auto& v) { helper->get_ssid(v); },
+         .path = "/vap/ssid",
+         .failure_line = 477,
+         .success_line = 480},
+        {.name = "get_captive_portal_state",
+         .get = [&](auto& v) { helper->get_captive_portal_state(v); },
+         .path = "/vap/captive-portal/enabled",
+         .failure_line = 492,
+         .success_line = 495},
     };
+
     for (const auto& row : rows) {
         const std::string path = std::string("/interface/v") + row.path;
         row.get("v");
@@ -122,44 +179,70 @@ TEST_F(IpcHelper, GettersLogTheirReads) {
                                         row.name + ":" + std::to_string(row.success_line) + "> " +
                                         path + " = x\n");
     }
-    bus.store["/interface/wlan1-vap2/vap/ft-config/enabled"] = "\"false\"";
-    bus.store["/interface/wlan1-vap2/vap/ap-security/mode"] = "\"WPA2\"";
-    EXPECT_FALSE(helper->get_ft_enabled_vap(1, 2));
-    EXPECT_EQ(fake_log::take(),
-              "debug getconf '/interface/wlan1-vap2/vap/ft-config/enabled'\n"
-              "debug getconf '/interface/wlan1-vap2/vap/ap-security/mode'\n");
-    bus.store["/interface/wlan1-vap2/vap/ft-config/enabled"] = "\"true\"";
-    EXPECT_TRUE(helper->get_ft_enabled_vap(1, 2));
-    fake_log::take();
+
     helper->get_country(std::string(80, 'x').c_str());
     EXPECT_EQ(fake_log::take().substr(0, 80),
               "debug getconf '/interface/" + std::string(52, 'x') + "'\n")
         << "cut to 63 characters";
 }
 
+TEST_F(IpcHelper, FastTransitionNeedsItsSecurity) {
+    const std::string reads =
+        "debug getconf '/interface/wlan1-vap2/vap/ft-config/enabled'\n"
+        "debug getconf '/interface/wlan1-vap2/vap/ap-security/mode'\n";
+    bus.store["/interface/wlan1-vap2/vap/ap-security/mode"] = "\"WPA2\"";
+
+    bus.store["/interface/wlan1-vap2/vap/ft-config/enabled"] = "\"false\"";
+    EXPECT_FALSE(helper->get_ft_enabled_vap(1, 2));
+    EXPECT_EQ(fake_log::take(), reads);
+
+    bus.store["/interface/wlan1-vap2/vap/ft-config/enabled"] = "\"true\"";
+    EXPECT_TRUE(helper->get_ft_enabled_vap(1, 2));
+    bus.store["/interface/wlan1-vap2/vap/ap-security/mode"] = "\"OPEN\"";
+    EXPECT_FALSE(helper->get_ft_enabled_vap(1, 2));
+}
+
 TEST_F(IpcHelper, NetworkdAnswers) {
-    const std::tuple<const char*, int, const char*, const char*> rows[] = {
-        {R"({"status":"ok"})", 0, "", ""},
-        {R"({"status":"fail","reason":"busy"})", -1, "error Error: ifname (wlan0) reason (busy)\n",
-         "error Error: reason (busy)\n"},
-        {R"({"reason":7})", -1, "error Error: ifname (wlan0) reason (7)\n",
-         "error Error: reason (7)\n"},
-        {R"({"status":"OK"})", -1, "error Error: ifname (wlan0) reason (invalid response)\n",
-         "error Error: reason (invalid response)\n"},
-        {"", -1, "error Error: no response (update_skylark)\n", "error Error: no response\n"},
+    const struct {
+        const char* name;
+        std::string answer;
+        int result = -1;
+        const char* update_log = "";
+        const char* list_log = "";
+    } rows[] = {
+        {.name = "ok", .answer = R"({"status":"ok"})", .result = 0},
+        {.name = "refused",
+         .answer = R"({"status":"fail","reason":"busy"})",
+         .update_log = "error Error: ifname (wlan0) reason (busy)\n",
+         .list_log = "error Error: reason (busy)\n"},
+        {.name = "a number as the reason",
+         .answer = R"({"reason":7})",
+         .update_log = "error Error: ifname (wlan0) reason (7)\n",
+         .list_log = "error Error: reason (7)\n"},
+        {.name = "case matters",
+         .answer = R"({"status":"OK"})",
+         .update_log = "error Error: ifname (wlan0) reason (invalid response)\n",
+         .list_log = "error Error: reason (invalid response)\n"},
+        {.name = "no answer",
+         .answer = "",
+         .update_log = "error Error: no response (update_skylark)\n",
+         .list_log = "error Error: no response\n"},
     };
     fake_log::reset(7);
-    for (const auto& [answer, result, update_log, list_log] : rows) {
-        SCOPED_TRACE(answer);
-        bus.answer_all = [text = std::string(answer)](const auto&) { return text; };
-        EXPECT_EQ(helper->update_skylark("wlan0", {{"b", "2"}, {"a", "1"}}), result);
-        EXPECT_EQ(fake_log::take(), update_log);
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        bus.answer_all = [&](const auto&) { return row.answer; };
+
+        EXPECT_EQ(helper->update_skylark("wlan0", {{"b", "2"}, {"a", "1"}}), row.result);
+        EXPECT_EQ(fake_log::take(), row.update_log);
         EXPECT_EQ(take_record(),
                   R"(start, send 6 {"command":"update-skylark","ifname":"wlan0","params":)"
                   R"({"b":"2","a":"1"}}, wait update-skylark-response 20 )"
                   "Error: can't update SkyLark params\nstop, ");
-        EXPECT_EQ(helper->set_wisd_bw_list(R"({"command":"x","Name":"l","a":[1]})"), result);
-        EXPECT_EQ(fake_log::take(), list_log);
+
+        EXPECT_EQ(helper->set_wisd_bw_list(R"({"command":"x","Name":"l","a":[1]})"), row.result);
+        EXPECT_EQ(fake_log::take(), row.list_log);
         EXPECT_EQ(take_record(),
                   R"(start, send 6 {"command":"update-wids-mac-lists","Name":"l","a":[1]}, )"
                   "wait update-wids-mac-lists-response 20 Error: can't update wids b/w params\n"
@@ -168,13 +251,17 @@ TEST_F(IpcHelper, NetworkdAnswers) {
 }
 
 TEST_F(IpcHelper, RequestsThatAreNotMade) {
+    std::string value;
+    EXPECT_EQ(helper->getconf("", value), -1);
     EXPECT_EQ(helper->update_skylark("", {{"a", "1"}}), -1);
     EXPECT_EQ(helper->update_skylark("wlan0", {}), -1);
     EXPECT_EQ(fake_log::take(), "");
+
     EXPECT_EQ(helper->set_wisd_bw_list("{no"), -1);
     EXPECT_EQ(fake_log::take(),
               "error int ipc_helper::set_wisd_bw_list(const string&) const:326> "
               "can't parse json string '{no'\n");
+
     EXPECT_EQ(helper->unlock_scan("wlan2"), 0);
     EXPECT_EQ(take_record(), R"(send 34 {"command":"unlock-scan","interface":"wlan2"}, )")
         << "no exchange, no wait";

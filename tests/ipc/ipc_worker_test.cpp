@@ -34,11 +34,13 @@ TEST_F(IpcWorker, OpensAndReleasesTheBus) {
     EXPECT_FALSE(worker.keep_running(&running)) << "not open yet";
     EXPECT_TRUE(worker.start_check());
     EXPECT_TRUE(worker.keep_running(&running));
+
     bus.loop = 0;
     EXPECT_FALSE(worker.keep_running(&running)) << "the bus is gone";
     bus.loop = 1;
     running = false;
     EXPECT_FALSE(worker.keep_running(&running));
+
     worker.on_stop();
     worker.on_stop();
     EXPECT_EQ(take_record(), "init 2 254 2, start, release, ");
@@ -49,6 +51,7 @@ TEST_F(IpcWorker, GivesUpABusThatCannotBeHad) {
     EXPECT_FALSE(worker.start_check());
     EXPECT_EQ(take_record(), "init 2 254 2, ");
     EXPECT_FALSE(worker.process());
+
     bus.init_fails = false;
     bus.loop_sticks = true;
     EXPECT_FALSE(worker.start_check());
@@ -61,8 +64,10 @@ TEST_F(IpcWorker, MovesOneMessageAPassThoseOfTheBusFirst) {
     const std::string with_zero("a\0b", 3);
     bus.incoming = {"one", "", with_zero, "\x01"};
     for (const char* text : {"x", "", "y"}) incoming.push(buffer_of(text));
+
     for (int pass = 0; pass < 7; ++pass) EXPECT_FALSE(worker.process()) << pass;
     EXPECT_TRUE(worker.process()) << "nothing left to do";
+
     EXPECT_EQ(drain(outgoing), (texts{"one", with_zero, "\x01"}));
     EXPECT_EQ(take_record(), "send 3 x, send 3 y, ");
 }
@@ -71,6 +76,7 @@ TEST_F(IpcWorker, LooksOnForAMomentAfterABurst) {
     worker.start_check();
     EXPECT_TRUE(worker.process());
     EXPECT_EQ(fake_clock::pauses, std::vector<std::uint32_t>{}) << "not at rest";
+
     bus.incoming = {"first"};
     EXPECT_FALSE(worker.process());
 

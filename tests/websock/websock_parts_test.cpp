@@ -10,24 +10,49 @@
 namespace rfcd {
 namespace {
 
-std::string ranges(std::uint64_t initial, std::uint64_t maximum, int reset_after = -1) {
-    connection_delay delay(initial, maximum);
-    std::string text;
-    for (int i = 0; i < 7; ++i) {
-        if (i == reset_after) delay.reset();
-        const auto range = delay.next_range();
-        text += std::to_string(range.begin) + "-" + std::to_string(range.end) + " ";
-    }
-    return text;
-}
-
 TEST(ConnectionDelay, RangesGrowToTheMaximum) {
-    EXPECT_EQ(ranges(5, 60), "2-7 5-15 10-30 20-60 30-90 30-90 30-90 ");
-    EXPECT_EQ(ranges(10, 300), "5-15 10-30 20-60 40-120 80-240 150-450 150-450 ");
-    EXPECT_EQ(ranges(0, 0), "1-3 1-3 1-3 1-3 1-3 1-3 1-3 ");
-    EXPECT_EQ(ranges(0, 10), "1-3 1-3 2-6 4-12 5-15 5-15 5-15 ");
-    EXPECT_EQ(ranges(1, 0), "0-1 1-3 1-3 1-3 1-3 1-3 1-3 ");
-    EXPECT_EQ(ranges(5, 60, 4), "2-7 5-15 10-30 20-60 2-7 5-15 10-30 ");
+    const struct {
+        const char* name;
+        std::uint64_t initial;
+        std::uint64_t maximum;
+        int reset_after = -1;  // attempts
+        const char* ranges;    // of seven attempts
+    } rows[] = {
+        {.name = "up to the maximum",
+         .initial = 5,
+         .maximum = 60,
+         .ranges = "2-7 5-15 10-30 20-60 30-90 30-90 30-90 "},
+        {.name = "not settled yet",
+         .initial = 10,
+         .maximum = 300,
+         .ranges = "5-15 10-30 20-60 40-120 80-240 150-450 150-450 "},
+        {.name = "both zero", .initial = 0, .maximum = 0, .ranges = "1-3 1-3 1-3 1-3 1-3 1-3 1-3 "},
+        {.name = "initial zero",
+         .initial = 0,
+         .maximum = 10,
+         .ranges = "1-3 1-3 2-6 4-12 5-15 5-15 5-15 "},
+        {.name = "maximum zero",
+         .initial = 1,
+         .maximum = 0,
+         .ranges = "0-1 1-3 1-3 1-3 1-3 1-3 1-3 "},
+        {.name = "a handshake starts over",
+         .initial = 5,
+         .maximum = 60,
+         .reset_after = 4,
+         .ranges = "2-7 5-15 10-30 20-60 2-7 5-15 10-30 "},
+    };
+
+    for (const auto& row : rows) {
+        connection_delay delay(row.initial, row.maximum);
+        std::string ranges;
+        for (int attempt = 0; attempt < 7; ++attempt) {
+            if (attempt == row.reset_after) delay.reset();
+            const auto range = delay.next_range();
+            ranges += std::to_string(range.begin) + "-" + std::to_string(range.end) + " ";
+        }
+
+        EXPECT_EQ(ranges, row.ranges) << row.name;
+    }
 }
 
 TEST(SocketWatch, LeavesOutASocketThatTheLibraryDoesNotDrain) {
@@ -66,6 +91,7 @@ TEST(LwsCallback, SlotServesWhoeverIsInstalled) {
     };
     set_lws_dispatcher([](lws*, int reason, void*, void*, std::size_t) { return reason; });
     EXPECT_EQ(call(), LWS_CALLBACK_CLIENT_RECEIVE);
+
     remove_lws_dispatcher();
     EXPECT_EQ(call(), 0);
     EXPECT_EQ(fake_log::take(),

@@ -32,6 +32,7 @@ TEST_F(TimerList, DeadlinesAreWholeSeconds) {
     fake_clock::set(100, 900'000'000);
     add("two", 1, 2);
     add("now", 1, 0);
+
     EXPECT_EQ(run_at(100, 900'000'000), "now");
     EXPECT_EQ(run_at(101, 999'999'999), "");
     EXPECT_EQ(run_at(102), "two");
@@ -44,6 +45,7 @@ TEST_F(TimerList, EqualDeadlinesKeepTheirOrder) {
     add("c", 1, 5);
     add("d", 3, 4);
     add("e", 3, -7);
+
     EXPECT_EQ(run_at(1005), "edabc");
 }
 
@@ -51,8 +53,10 @@ TEST_F(TimerList, CancelTakesEveryTimerOfTheIdentifier) {
     add("a", 7, 1);
     add("b", 8, 1);
     add("c", 7, 2);
+
     timers.cancel_timers(7);
     timers.cancel_timers(9);
+
     EXPECT_EQ(run_at(2000), "b");
 }
 
@@ -66,6 +70,7 @@ TEST_F(TimerList, CallbacksMayAddAndCancel) {
         1, 1);
     add("taken out with it", 2, 1);
     add("cancelled by it", 2, 9);
+
     EXPECT_EQ(run_at(1001), "firsttaken out with it");
     EXPECT_EQ(run_at(1001), "added");
     EXPECT_EQ(run_at(2000), "");

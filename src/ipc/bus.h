@@ -1,5 +1,5 @@
-// What the roaming bridge takes from the bus: the block in which it hands over a text, owned here
-// and read through two accessors. Lives for one pass, on the thread of the ipc_worker.
+// Owners of what the messaging library hands out: its context, and the block in which it delivers a
+// text. Each belongs to the thread that uses the bus.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +12,12 @@
 
 namespace rfcd {
 
+struct release_bus {
+    void operator()(peermsg_ctx* bus) const { peermsg_release(bus); }
+};
+using bus_ptr = std::unique_ptr<peermsg_ctx, release_bus>;
+
+// One text from the bus.
 class bus_message {
   public:
     // Takes over the block; null for no message.
