@@ -185,6 +185,7 @@ int ipc_helper::read_setting(const std::string& path, std::string& value) const 
 
 int ipc_helper::update_skylark(const std::string& ifname, const parameters& pairs) const {
     if (ifname.empty() || pairs.empty()) return -1;
+
     cfg_ptr request(cfg_get_empty());
     if (!request) {
         log_error(daemon_logger, "%s:%d> can't create json object\n", update_skylark_name, 141);
@@ -200,6 +201,7 @@ int ipc_helper::update_skylark(const std::string& ifname, const parameters& pair
     for (const auto& [key, value] : pairs) {
         cfg_insert_child_string(params, key.c_str(), value.c_str());
     }
+
     const auto answer = send_and_wait(request.get(), "update-skylark-response", networkd_peer,
                                       "Error: can't update SkyLark params\n");
     if (!answer) {
@@ -221,10 +223,12 @@ int ipc_helper::set_wisd_bw_list(const std::string& text) const {
         return -1;
     }
     cfg_set_param(request.get(), "command", "update-wids-mac-lists");
+
     if (daemon_logger.enabled(log_mask_debug)) {
         log_debug(daemon_logger, "Try to send update-wids-mac-lists to networkd:\n%s\n",
                   text_of(cfg_serialize(request.get())).c_str());
     }
+
     const auto answer = send_and_wait(request.get(), "update-wids-mac-lists-response",
                                       networkd_peer, "Error: can't update wids b/w params\n");
     if (!answer) {

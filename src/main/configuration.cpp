@@ -22,7 +22,7 @@ std::string_view trim_line_end(std::string_view text) {
     return text.substr(0, text.find_first_of("\r\n"));
 }
 
-// What atoi means, without its undefined results.
+// Like atoi, but defined for every input.
 std::int32_t decimal_number(std::string_view text) {
     return static_cast<std::int32_t>(std::strtol(std::string(text).c_str(), nullptr, 10));
 }
@@ -33,7 +33,7 @@ std::uint32_t level_number(const char* value) {
                                                   : std::strtoul(value, nullptr, 10));
 }
 
-// One line of the file, told apart by its key.
+// A line of the file that begins with a known key.
 struct setting {
     const char* line;
     std::size_t key_length;
@@ -69,7 +69,7 @@ bool set_log_level(configuration& config, const setting& s) {
     return true;
 }
 
-// The first key that a line begins with takes it. A setter answers false to end the reading.
+// The first key that a line begins with decides. A setter that returns false ends the reading.
 constexpr struct {
     std::string_view key;
     bool (*set)(configuration&, const setting&);
@@ -98,18 +98,12 @@ void read_command_line(int argc, char** argv, configuration& config) {
     int option = 0;
     // No thread exists yet.
     while ((option = getopt(argc, argv, "f:d:p:P:")) != -1) {
-        switch (option) {
-            case 'f': config.file_path = optarg; break;
-            case 'd':
-                for (auto& service : config.services) service.host.assign(optarg);
-                break;
-            case 'p':
-                for (auto& service : config.services) service.path.assign(optarg);
-                break;
-            case 'P':
-                for (auto& service : config.services) service.port = decimal_number(optarg);
-                break;
-            default: std::exit(-1);
+        if (option == '?') std::exit(-1);
+        if (option == 'f') config.file_path = optarg;
+        for (auto& service : config.services) {
+            if (option == 'd') service.host.assign(optarg);
+            if (option == 'p') service.path.assign(optarg);
+            if (option == 'P') service.port = decimal_number(optarg);
         }
     }
 }

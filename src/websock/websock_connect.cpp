@@ -13,17 +13,18 @@ namespace {
 constexpr int library_log_all_levels = 1023;
 constexpr std::uint32_t wait_step_us = 100'000;
 
-// The most that the library gives the socket at once, and takes from it; by itself it cuts messages
-// into pieces of 4 kB. The buffer is allocated once a context.
+// How much the library writes to the socket, and reads from it, in one call; by default it cuts
+// messages into pieces of 4 kB. Each context allocates the buffer once.
 constexpr std::size_t write_piece = 64 << 10;
 constexpr unsigned service_buffer = 64 << 10;
 
-// How long the library waits for the answer to the handshake. Its own 5 s would keep a fleet away
-// from a service that comes up under load.
+// How long the library waits for the answer to the handshake. Its default of 5 s would keep a fleet
+// away from a service that starts under load.
 constexpr unsigned handshake_seconds = 20;
 
-// And for a connection, to all addresses of the service together: longer than to one of them, or a
-// service whose first address drops everything would never be reached at its second.
+// How long it waits for a connection, all addresses of the service together. This must exceed the
+// wait for one address, or a service whose first address drops every packet is never reached at its
+// second.
 constexpr unsigned connect_seconds = 30;
 
 }  // namespace
@@ -36,12 +37,12 @@ bool websock_worker::start_check() {
     return !unlinked_ && connect();
 }
 
-// False when the daemon was told to stop meanwhile: it does not connect any more, then.
+// False when the daemon was told to stop meanwhile.
 bool websock_worker::wait_before_attempt() {
     const auto range = delay_.next_range();
     log_debug(daemon_logger, "Generate delay into [%zu;%zu) range\n",
               static_cast<std::size_t>(range.begin), static_cast<std::size_t>(range.end));
-    // The generator is seeded at start-up, and this thread alone draws from it.
+    // Start-up has seeded the generator, and only this thread draws from it.
     const auto delay = connection_delay::draw(range, rand());
     log_debug(daemon_logger, "Delay before connection: %d sec\n", static_cast<int>(delay));
     const auto seconds = [] { return static_cast<std::uint64_t>(monotonic_now().tv_sec); };
@@ -53,7 +54,8 @@ bool websock_worker::wait_before_attempt() {
     return true;
 }
 
-// Takes one message that nobody can be sent; link commands among them still count.
+// Drops one queued message, because there is no connection yet, but obeys it when it is a link
+// command. False when the daemon was told to stop.
 bool websock_worker::wait_step() {
     if (!running()) return false;
     in_queue_.try_pop([this](const buffer_ptr& message) { take_from_queue(message); });
@@ -72,7 +74,7 @@ bool websock_worker::connect() {
     ready_ = 0;
     watch_ = {};
 
-    // The emitter writes at debug level only, so without it the library need not format anything.
+    // The emitter writes at debug level only: without that level the library need not format lines.
     lws_set_log_level(daemon_logger.enabled(log_mask_debug) ? library_log_all_levels : 0,
                       log_emitter(settings_.service));
     context_ = lws_create_context(&context_parameters_);
@@ -125,8 +127,8 @@ void websock_worker::fill_connect_parameters() {
     connect_parameters_.ietf_version_or_minus_one = -1;
 }
 
-// The library still calls back while it destroys the context. What was received of an unfinished
-// message ends with its connection.
+// The library still calls back while it destroys the context. A message that was received in part
+// is dropped with its connection.
 void websock_worker::destroy_context() {
     if (context_ != nullptr) lws_context_destroy(context_);
     context_ = nullptr;

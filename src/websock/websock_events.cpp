@@ -1,5 +1,5 @@
-// What the worker does on each libwebsockets event. All of it runs inside the library's service
-// call on the worker's thread, under the callback slot's lock.
+// How the worker reacts to each libwebsockets event. All of this runs inside the library's service
+// call, on the worker's thread and under the lock of the callback slot.
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -31,8 +31,8 @@ int websock_worker::worker_lws_callback(lws* connection, int reason, void* /*use
     return 0;
 }
 
-// The line numbers in the worker's log lines, in all its files, belong to their fixed text; they
-// are no lines of these files.
+// The line numbers in the worker's log lines, in all its files, are part of their fixed text; they
+// do not refer to these files.
 void websock_worker::handle_event(lws* connection, int reason, const void* in, std::size_t length) {
     if (missed_pongs_ > max_missed_pongs) {
         log_debug(daemon_logger, "%s->There are no %d pong answer in a row from server\n",
@@ -40,6 +40,7 @@ void websock_worker::handle_event(lws* connection, int reason, const void* in, s
         missed_pongs_ = 0;
         end_connection();
     }
+
     switch (reason) {
         case LWS_CALLBACK_CLIENT_CONNECTION_ERROR: process_connection_error(); break;
         case LWS_CALLBACK_CLIENT_ESTABLISHED: process_client_established(connection); break;
@@ -108,9 +109,9 @@ void websock_worker::process_client_receive(lws* connection, const void* in, std
     log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_client_receive", 129);
     serve_again_ = true;
     if (!rx_buffer_) return;
+
     const std::size_t remaining = lws_remaining_packet_payload(connection);
-    if (remaining > max_message_size || length > max_message_size - remaining ||
-        rx_buffer_->data.size() > max_message_size - remaining - length) {
+    if (is_too_long(length, remaining)) {
         log_error(daemon_logger, "%s->%s: Message too long, drop the connection\n", name().c_str(),
                   "process_client_receive");
         rx_buffer_ = nullptr;
@@ -129,6 +130,7 @@ void websock_worker::process_client_receive(lws* connection, const void* in, std
         log_debug(daemon_logger, "%s: Bad Input data\n", "process_client_receive");
         return;
     }
+
     rx_buffer_->append(in, length);
     log_debug(daemon_logger, "%s->%s: Recieve final msg len %zu from websocket\n", name().c_str(),
               "process_client_receive", rx_buffer_->data.size());
@@ -138,17 +140,25 @@ void websock_worker::process_client_receive(lws* connection, const void* in, std
     rx_buffer_ = buffer_info_t::make();
 }
 
-// A message is taken from the queue only when the socket can take it: a write on top of one that
-// the library still holds back would ruin the stream. A queue that fills as fast as it is emptied
-// gives way after a while to pings, to what comes in, and to the stop.
+// The message would exceed the limit with this piece and what its frame still announces.
+bool websock_worker::is_too_long(std::size_t length, std::size_t remaining) const {
+    return remaining > max_message_size || length > max_message_size - remaining ||
+           rx_buffer_->data.size() > max_message_size - remaining - length;
+}
+
+// Takes a message from the queue only when the socket accepts it: writing on top of a message that
+// the library still holds back would corrupt the stream. A queue that fills as fast as it is
+// emptied gives way after a while, so that pings, incoming messages and the stop have their turn.
 void websock_worker::process_writeable(lws* connection) {
     ping_when_due(connection);
+
     bool sent = true;
     const auto send = [&](const buffer_ptr& message) {
         if (take_from_queue(message)) return;
         sent =
             lws_send(connection, message->data.data(), message->data.size(), LWS_WRITE_TEXT) >= 0;
     };
+
     const auto deadline = monotonic_milliseconds() + longest_drain_ms;
     while (sent && running() && lws_send_pipe_choked(connection) == 0 && in_queue_.try_pop(send)) {
         if (monotonic_milliseconds() > deadline) break;
@@ -174,8 +184,10 @@ int websock_worker::lws_send(lws* connection, const void* data, std::size_t leng
     const std::unique_ptr<unsigned char, void (*)(void*)> frame(
         static_cast<unsigned char*>(std::calloc(1, LWS_PRE + length)), &std::free);
     if (!frame) return -1;
+
     unsigned char* const payload = frame.get() + LWS_PRE;
     if (data != nullptr) std::memcpy(payload, data, length);
+
     const int written = lws_write(connection, payload, length, type);
     if (written < 0) {
         log_error(daemon_logger, "%s->%s:Can't send msg type [%d] to websocket\n", name().c_str(),

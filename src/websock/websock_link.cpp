@@ -65,10 +65,12 @@ bool websock_worker::process_internal(const buffer_info_t& message) {
     if (!may_be_for_link(message.data)) return false;
     const json_reader reader(message.data.c_str());
     if (reader.empty()) return false;
+
     const char* command = reader.get_string("command");
     if (command != nullptr && std::strcmp(command, timezone_command) == 0) tzset();
     const char* service = reader.get_string("service");
     if (service == nullptr || strcasecmp(service, link_service) != 0) return false;
+
     const char* cmd = reader.get_string("cmd");
     if (cmd == nullptr) return true;
     if (strcasecmp(cmd, "status") == 0) {

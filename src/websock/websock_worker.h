@@ -1,11 +1,11 @@
-// The daemon's WebSocket client connection to its one cloud service. It connects with a randomised,
-// growing delay, pings, reassembles and hands over every message of the service, and sends every
-// message that the service worker queues. It understands none of them but the link commands of
-// service "internal-ipc".
+// The link: the daemon's WebSocket client connection to its one cloud service. It connects after a
+// random delay that grows with each failure, sends pings, reassembles every message of the service
+// and hands it to the service worker, and sends every message that the service worker queues. It
+// interprets only the link commands, messages of service "internal-ipc".
 //
-// Made and destroyed by start-up. Its loop, every libwebsockets call and every callback run on one
-// thread: the main thread in roaming mode, a thread of its own else. Another thread meets it only
-// through in_queue, whose push wakes it while it is connected.
+// Start-up makes and destroys it. Its loop, every libwebsockets call and every callback run on one
+// thread: the main thread in roaming mode, otherwise a thread of its own. Other threads reach it
+// only through in_queue; a push wakes it while it is connected.
 #pragma once
 
 #include <libwebsockets.h>
@@ -58,7 +58,8 @@ class websock_worker : public abstract_worker {
     websock_worker(service_queues queues, link_settings settings);
     ~websock_worker() override;
 
-    // One connection attempt, after its delay. False when none was made or it failed at once.
+    // Waits for the delay and makes one connection attempt. False when it made none (the daemon
+    // stops, the link was given up) or the attempt failed at once.
     bool start_check() override;
     // Serves the connection as long as something comes, up to 100 ms, and runs the timers that are
     // due. Always true. Throws what an event threw.
@@ -66,8 +67,8 @@ class websock_worker : public abstract_worker {
     void on_stop() override;
     bool keep_running(const running_flag* running) override;
 
-    // Reacts to one libwebsockets event; always 0. What it throws is kept for the next `process`:
-    // an exception must not pass through the library's frames.
+    // Reacts to one libwebsockets event; returns 0. An exception must not pass through the
+    // library's stack frames, so it is kept and thrown by the next `process`.
     int worker_lws_callback(lws* connection, int reason, void* user, void* in, std::size_t length);
 
   protected:
@@ -108,6 +109,7 @@ class websock_worker : public abstract_worker {
     void process_client_established(lws* connection);
     void process_closed();
     void process_client_receive(lws* connection, const void* in, std::size_t length);
+    bool is_too_long(std::size_t length, std::size_t remaining) const;
     void process_writeable(lws* connection);
     void ping_when_due(lws* connection);
     int lws_send(lws* connection, const void* data, std::size_t length, lws_write_protocol type);

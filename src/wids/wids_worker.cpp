@@ -38,9 +38,11 @@ bool wids_worker::process() {
 void wids_worker::handle_message(const buffer_info_t& message) {
     const json_reader reader(message.data.c_str());
     log_debug(daemon_logger, "Got message: %s\n", message.data.c_str());
-    // The link's own notices are of another service too.
+
+    // This leaves out the notices of the link as well: they belong to another service.
     const char* service = reader.get_string("service");
     if (service == nullptr || strcasecmp(service, wids.wire_name) != 0) return;
+
     const char* name = reader.get_string("Name");
     log_debug(daemon_logger, "Get message with name '%s' (compare with '%s')!\n",
               name == nullptr ? "(null)" : name, list_name_.c_str());

@@ -25,14 +25,15 @@ const char* skip_string(const char* quote) {
 
 }  // namespace
 
-// Character by character: there are C libraries whose strpbrk reads all of the rest at each call,
-// which makes a text of many brackets take the square of its length.
+// Looks at each character itself: some C libraries implement strpbrk so that every call reads the
+// whole rest, which would make a text of many brackets take quadratic time.
 std::size_t json_cost(const char* text) {
     std::size_t cost = 0;
-    // json-c takes 'strings' and comments too, in which a quote begins nothing. From the first sign
-    // of one on, what stands in strings counts like the rest.
+    // json-c also accepts 'strings' and comments, inside which a quote begins nothing. After the
+    // first sign of one, the contents of strings are counted like everything else.
     bool skips_strings = true;
     const char* at = text;
+
     while (*at != '\0' && cost <= max_json_cost) {
         switch (*at) {
             case '"':
@@ -55,7 +56,7 @@ std::size_t json_cost(const char* text) {
 }
 
 bool is_affordable_json(const char* text) {
-    // Most texts are too short to cost that much, whatever they say.
+    // Most texts are too short to cost that much, whatever they contain.
     return std::strlen(text) <= max_json_cost / object_cost || json_cost(text) <= max_json_cost;
 }
 
