@@ -1,5 +1,5 @@
-// rfcd-bench FILE [--library FOLDER] [NAME ...]: measures, prints tables, and writes the figures to
-// FILE.
+// rfcd-bench FILE [--library FOLDER] [NAME ...]: runs the benchmarks, prints tables, and writes the
+// figures to FILE.
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -24,19 +24,28 @@ bool chosen(const char* name, const std::vector<std::string>& names) {
     return names.empty() || std::find(names.begin(), names.end(), name) != names.end();
 }
 
+bool is_benchmark(const std::string& name) {
+    return std::any_of(std::begin(benchmarks), std::end(benchmarks),
+                       [&](const auto& b) { return name == b.name; });
+}
+
+int usage() {
+    std::fprintf(stderr, "usage: rfcd-bench FILE [--library FOLDER] [NAME ...]\n");
+    for (const auto& b : benchmarks) std::fprintf(stderr, "  %s\n", b.name);
+    return 2;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: rfcd-bench FILE [--library FOLDER] [NAME ...]\n");
-        for (const auto& b : benchmarks) std::fprintf(stderr, "  %s\n", b.name);
-        return 2;
-    }
+    if (argc < 2) return usage();
     std::vector<std::string> names(argv + 2, argv + argc);
     if (names.size() >= 2 && names[0] == "--library") {
         bench::use_patched_library(names[1]);
         names.erase(names.begin(), names.begin() + 2);
     }
+    if (!std::all_of(names.begin(), names.end(), is_benchmark)) return usage();
+
     try {
         lab::require_sandbox();
         bench::results r;
