@@ -3,7 +3,11 @@
 // belongs to the thread of the service worker that uses it and has no lock.
 //
 // The tables of radios and VAPs hold what the last init_interface_context read. Guarded operations
-// answer from the tables; those that say so look at the system.
+// answer from the tables; those that look at the system each time say so.
+//
+// driver.cpp holds the tables and the lookups. The other operations are in driver_channels.cpp
+// (channels, transmit power), driver_scan.cpp, driver_scan_results.cpp, driver_neighbours.cpp and
+// driver_fast_transition.cpp.
 #pragma once
 
 #include <array>
@@ -29,6 +33,7 @@ struct radio_info {
     static constexpr std::size_t vap_count = 16;
 
     std::array<vap_info, vap_count> vaps;
+    int id = 0;          // set once
     std::string ifname;  // "wlan0"; set once
     bool up = false;     // some VAP exists and is up
     std::uint32_t mac_offset = 0;
@@ -120,33 +125,53 @@ class driver final : public driver_interface {
     int get_band_from_ifname(const char* name) override;
 
   private:
+    enum class scan_kind { active, rrm };
     using scan_state = std::map<std::string, bool>;  // by radio name; true: a scan runs
-    struct scan_kind;
 
     bool guard() const { return initialized_ && !is_stopping(); }
-    int read_number(const std::string& path, int otherwise) const;
-    bool in_sentry_mode() const;
-    void init_radio(int index, int sentry_interface);
-    void init_vap(int radio, int vap_index);
-    vap_info* up_vap(int radio, int vap);
+    // Guarded, from the tables.
+    bool is_up(const radio_info& radio) const { return guard() && radio.up; }
+    bool is_up(const vap_info& vap) const { return guard() && vap.up; }
+    bool is_sentry(const radio_info& radio) const { return guard() && radio.sentry; }
 
-    bool is_usable_for_scan(int radio);
-    std::string get_active_ifname(const std::string& radio_name, const char* function, int line);
-    void start_on_radio(const scan_kind& kind, const std::string& name,
-                        const scan_channel_map& channels, int* wait_seconds);
-    bool start_active_scan(const std::string& name, const scan_channel_map& channels,
-                           int* wait_seconds);
-    bool start_rrm_scan(const std::string& name, const scan_channel_map& channels,
+    // Null for an index that does not exist; logs nothing.
+    radio_info* find_radio(int radio_id);
+    // Null unless the radio, or the radio and the VAP, exist and are up. An index that does not
+    // exist is logged.
+    radio_info* up_radio(int radio);
+    vap_info* up_vap(int radio, int vap);
+    // The index of the radio's first VAP that is up and has this SSID; -1 when there is none.
+    static int vap_with_ssid(const radio_info& radio, const char* ssid);
+    bool in_sentry_mode() const;
+    bool has_live_vap(const radio_info& radio);
+    void init_radio(radio_info& radio, int sentry_interface);
+    void init_vap(vap_info& vap);
+
+    // driver_channels.cpp. Throws what std::stoi throws when the stored value is not a number.
+    int read_number(const std::string& path, int otherwise) const;
+
+    // driver_scan.cpp
+    static const char* name_of(scan_kind kind);
+    scan_state& scans_of(scan_kind kind);
+    bool is_usable_for_scan(const radio_info& radio) const;
+    std::string get_active_ifname(const radio_info& radio) const;
+    void start_on_radio(scan_kind kind, const radio_info& radio, const scan_channel_map& channels,
                         int* wait_seconds);
-    int stop_active_scan(const std::string& name);
-    int stop_rrm_scan(const std::string& name);
-    int end_scan(const std::string& name, bool abort_first, const char* function);
-    void stop_on_radio(const scan_kind& kind, const std::string& name);
-    std::vector<std::uint32_t> frequencies_of(int band, const std::set<int>& channels);
-    int get_ch_to_freq(int band, int channel);
-    int _fill_ap_table_norda_rrm(const std::string& name, std::vector<scan_result>& table);
+    bool start_active_scan(const radio_info& radio, const scan_channel_map& channels,
+                           int* wait_seconds);
+    bool start_rrm_scan(const radio_info& radio, const scan_channel_map& channels,
+                        int* wait_seconds);
+    void stop_on_radio(scan_kind kind, const radio_info& radio);
+    bool end_scan(scan_kind kind, const radio_info& radio);
+    int stop_active_scan(const radio_info& radio);
+    int stop_rrm_scan(const radio_info& radio);
+
+    // driver_scan_results.cpp
+    int _fill_ap_table_norda_rrm(const radio_info& radio, std::vector<scan_result>& table);
     scan_result to_scan_result(const rrm_scan_entry& entry, int band);
 
+    // driver_neighbours.cpp
+    void add_neighbour(const vap_info& vap, const char* bssid, int channel, int band);
     // Adds one neighbour to the list of a system interface. `bssid` is a MAC address. 0 on success,
     // -1 on failure.
     int set_rrm_nbr_ap_list(const char* iface, const char* bssid, std::uint32_t bssid_info_swapped,

@@ -7,7 +7,7 @@
 #include "base/interface_names.h"
 #include "base/store_paths.h"
 #include "driver/driver.h"
-#include "driver/radio_context.h"
+#include "driver/radio_library.h"
 #include "main/logging.h"
 
 namespace rfcd {
@@ -20,7 +20,6 @@ std::string radio_path(int radio, std::string_view setting) {
 
 }  // namespace
 
-// Throws what std::stoi throws for a value that is no number.
 int driver::read_number(const std::string& path, int otherwise) const {
     std::string value;
     return read_setting(path, value) == 0 ? std::stoi(value) : otherwise;
@@ -74,11 +73,16 @@ chanspec_t driver::get_config_chanspec(int radio) {
 
 chanspec_t driver::get_chanspec(const char* radio_name) {
     const std::string name = radio_name == nullptr ? "" : radio_name;
-    if (!is_radio_up(ifname_to_radio_id(name))) return 0;
-    radioctl_ctx* const context = radioctl_context();
+    const auto* const radio = up_radio(ifname_to_radio_id(name));
+    radioctl_ctx* const context = radio == nullptr ? nullptr : radioctl_context();
     if (context == nullptr) return 0;
-    const std::string iface = get_active_ifname(name, __func__, __LINE__);
-    if (iface.empty()) return 0;
+    const std::string iface = get_active_ifname(*radio);
+    if (iface.empty()) {
+        log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", __func__, __LINE__,
+                  name.c_str());
+        return 0;
+    }
+
     std::array<std::uint8_t, RADIOCTL_INFO_SIZE> record{};
     const int result = radioctl_get_radio_info(context, iface.c_str(), record.data());
     if (result < 0) {
@@ -112,10 +116,11 @@ void driver::get_min_max_tx_power(const char* /*ignored*/, int* min, int* max, i
         return;
     }
     if (!guard()) return;
-    for (int i = 0; i < get_radio_count(); ++i) {
-        if (!radio_has_band(i, band)) continue;
-        *min = get_tx_power_min(i);
-        *max = get_tx_power_max(i);
+
+    for (const auto& radio : radios_) {
+        if (!is_up(radio) || radio.band != band) continue;
+        *min = get_tx_power_min(radio.id);
+        *max = get_tx_power_max(radio.id);
         break;
     }
     log_debug(daemon_logger, "<%s:%d> tx_power_min == %d tx_power_max == %d\n", __func__, __LINE__,
@@ -125,8 +130,9 @@ void driver::get_min_max_tx_power(const char* /*ignored*/, int* min, int* max, i
 void driver::fill_chanspecs(const char* radio_name, std::string& out) {
     out.clear();
     if (radio_name == nullptr) return;
-    const int radio = ifname_to_radio_id(radio_name);
-    if (!is_radio_up(radio) || is_sentry_radio(radio)) return;
+    const auto* const radio = up_radio(ifname_to_radio_id(radio_name));
+    if (radio == nullptr || radio->sentry) return;
+
     std::string use_limit;
     if (getconf(short_radio_setting_path(radio_name, "use-limit-channels"), use_limit) == 0 &&
         use_limit == "true") {

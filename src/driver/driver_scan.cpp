@@ -1,5 +1,6 @@
 // Starting and stopping scans. A radio is locked for every scan, usable or not; one that does not
 // start is stopped again and, when that succeeds, unlocked.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
@@ -8,7 +9,7 @@
 #include "base/bands.h"
 #include "base/interface_names.h"
 #include "driver/driver.h"
-#include "driver/radio_context.h"
+#include "driver/radio_library.h"
 #include "main/logging.h"
 
 namespace rfcd {
@@ -47,116 +48,123 @@ int active_scan_seconds(std::size_t channels, int without_channels) {
     return channels == 0 ? without_channels : static_cast<int>(channels * 7 / 10 + 1);
 }
 
-}  // namespace
-
-// What the two kinds of scan differ in.
-struct driver::scan_kind {
-    const char* name;
-    scan_state driver::*running;
-    bool (driver::*start)(const std::string& name, const scan_channel_map& channels,
-                          int* wait_seconds);
-    int (driver::*stop)(const std::string& name);
-
-    static const scan_kind active;
-    static const scan_kind rrm;
-};
-
-constexpr driver::scan_kind driver::scan_kind::active{
-    "active", &driver::active_scans_, &driver::start_active_scan, &driver::stop_active_scan};
-constexpr driver::scan_kind driver::scan_kind::rrm{"RRM", &driver::rrm_scans_,
-                                                   &driver::start_rrm_scan, &driver::stop_rrm_scan};
-
-bool driver::is_usable_for_scan(int radio) { return is_radio_up(radio) && !is_sentry_radio(radio); }
-
-// The system interface through which the radio library reaches a radio: that of its first VAP that
-// is up. Empty when there is none, which is logged as from the caller's `function` and `line`.
-std::string driver::get_active_ifname(const std::string& radio_name, const char* function,
-                                      int line) {
-    if (const int radio = ifname_to_radio_id(radio_name); is_radio_up(radio)) {
-        for (const auto& vap : get_radio(radio)->vaps) {
-            if (vap.up) return vap_to_ifname(vap.ifname);
-        }
-    }
-    log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", function, line,
-              radio_name.c_str());
-    return "";
-}
-
-bool driver::is_scan_in_progress() {
-    for (const auto* scans : {&active_scans_, &rrm_scans_}) {
-        for (const auto& [name, running] : *scans) {
-            if (running) return true;
-        }
-    }
-    return false;
-}
-
-int driver::start_scan(bool active, const scan_channel_map& channels, int* wait_seconds) {
-    if (!guard() || is_scan_in_progress()) return 0;
-    const scan_kind& kind = active ? scan_kind::active : scan_kind::rrm;
-    log_info(daemon_logger, "Attempt to start %s scanning...\n", kind.name);
-    for (const auto& radio : radios_) start_on_radio(kind, radio.ifname, channels, wait_seconds);
+int get_ch_to_freq(int band, int channel) {
+    if (const auto mhz = channel_frequency(band, channel)) return *mhz;
+    log_error(daemon_logger, "<%s:%d> unknown band\n", __func__, __LINE__);
     return 0;
 }
 
-void driver::start_on_radio(const scan_kind& kind, const std::string& name,
-                            const scan_channel_map& channels, int* wait_seconds) {
-    lock_scan(name);
-    auto& running = this->*kind.running;
-    if (is_usable_for_scan(ifname_to_radio_id(name)) &&
-        (this->*kind.start)(name, channels, wait_seconds)) {
-        running[name] = true;
-        log_info(daemon_logger, "Start %s scanning for radio '%s'\n", kind.name, name.c_str());
-        return;
+// In MHz. Leaves out a channel whose frequency the radio library's record cannot hold.
+std::vector<std::uint32_t> frequencies_of(int band, const std::set<int>& channels) {
+    std::vector<std::uint32_t> frequencies;
+    for (const int channel : channels) {
+        const int mhz = get_ch_to_freq(band, channel);
+        if (mhz > 0) frequencies.push_back(static_cast<std::uint32_t>(mhz));
     }
-    log_error(daemon_logger, "Failed to start %s scanning for radio '%s'\n", kind.name,
-              name.c_str());
-    // As in stop_on_radio, but here the last line comes after the unlocking.
-    if ((this->*kind.stop)(name) != 0) {
-        log_error(daemon_logger, "Cannot stop %s scanning for radio '%s'", kind.name, name.c_str());
-        return;
-    }
-    running[name] = false;
-    unlock_scan(name);
-    log_info(daemon_logger, "Stop %s scanning for radio '%s'\n", kind.name, name.c_str());
+    return frequencies;
 }
 
-bool driver::start_active_scan(const std::string& name, const scan_channel_map& channels,
-                               int* wait_seconds) {
-    if (active_scans_[name] && stop_active_scan(name) != 0) {
-        log_error(daemon_logger, "<%s:%d> Failed to stop active scan on radio '%s'\n", __func__,
-                  __LINE__, name.c_str());
-        return false;
-    }
-    active_scans_[name] = false;
-    const int band = get_band_from_ifname(name.c_str());
-    const auto& list = channels.at(band);
-    const int seconds = active_scan_seconds(list.size(), full_scan_seconds(band));
-    if (*wait_seconds < seconds) *wait_seconds = seconds;
-
-    const auto frequencies = frequencies_of(band, list);
+// `frequencies` stay the caller's.
+radioctl_scan_params active_scan_params(const std::vector<std::uint32_t>& frequencies) {
     radioctl_scan_params params{};
     params.frequencies = frequencies.data();
     params.frequency_count = frequencies.size();
     params.option_40 = scan_option_40;
     params.option_44 = scan_option_44;
     params.option_80 = scan_option_80;
+    return params;
+}
+
+bool any_runs(const std::map<std::string, bool>& scans) {
+    return std::any_of(scans.begin(), scans.end(), [](const auto& scan) { return scan.second; });
+}
+
+}  // namespace
+
+const char* driver::name_of(scan_kind kind) { return kind == scan_kind::active ? "active" : "RRM"; }
+
+driver::scan_state& driver::scans_of(scan_kind kind) {
+    return kind == scan_kind::active ? active_scans_ : rrm_scans_;
+}
+
+bool driver::is_usable_for_scan(const radio_info& radio) const {
+    return is_up(radio) && !is_sentry(radio);
+}
+
+// The system interface through which the radio library reaches a radio: that of its first VAP that
+// is up. Empty when there is none; the caller logs that.
+std::string driver::get_active_ifname(const radio_info& radio) const {
+    if (!is_up(radio)) return "";
+    for (const auto& vap : radio.vaps) {
+        if (vap.up) return vap_to_ifname(vap.ifname);
+    }
+    return "";
+}
+
+bool driver::is_scan_in_progress() { return any_runs(active_scans_) || any_runs(rrm_scans_); }
+
+int driver::start_scan(bool active, const scan_channel_map& channels, int* wait_seconds) {
+    if (!guard() || is_scan_in_progress()) return 0;
+    const auto kind = active ? scan_kind::active : scan_kind::rrm;
+    log_info(daemon_logger, "Attempt to start %s scanning...\n", name_of(kind));
+    for (const auto& radio : radios_) start_on_radio(kind, radio, channels, wait_seconds);
+    return 0;
+}
+
+void driver::start_on_radio(scan_kind kind, const radio_info& radio,
+                            const scan_channel_map& channels, int* wait_seconds) {
+    const char* name = radio.ifname.c_str();
+    lock_scan(name);
+
+    if (is_usable_for_scan(radio) &&
+        (kind == scan_kind::active ? start_active_scan(radio, channels, wait_seconds)
+                                   : start_rrm_scan(radio, channels, wait_seconds))) {
+        scans_of(kind)[name] = true;
+        log_info(daemon_logger, "Start %s scanning for radio '%s'\n", name_of(kind), name);
+        return;
+    }
+
+    log_error(daemon_logger, "Failed to start %s scanning for radio '%s'\n", name_of(kind), name);
+    if (!end_scan(kind, radio)) return;
+    unlock_scan(name);
+    log_info(daemon_logger, "Stop %s scanning for radio '%s'\n", name_of(kind), name);
+}
+
+bool driver::start_active_scan(const radio_info& radio, const scan_channel_map& channels,
+                               int* wait_seconds) {
+    const char* name = radio.ifname.c_str();
+    if (active_scans_[name] && stop_active_scan(radio) != 0) {
+        log_error(daemon_logger, "<%s:%d> Failed to stop active scan on radio '%s'\n", __func__,
+                  __LINE__, name);
+        return false;
+    }
+    active_scans_[name] = false;
+
+    const auto& list = channels.at(radio.band);
+    const int seconds = active_scan_seconds(list.size(), full_scan_seconds(radio.band));
+    *wait_seconds = std::max(*wait_seconds, seconds);
+    const auto frequencies = frequencies_of(radio.band, list);
+    const auto params = active_scan_params(frequencies);
 
     radioctl_ctx* const context = radioctl_context();
     if (context == nullptr) return false;
-    const std::string iface = get_active_ifname(name, __func__, __LINE__);
-    if (iface.empty()) return false;
+    const std::string iface = get_active_ifname(radio);
+    if (iface.empty()) {
+        log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", __func__, __LINE__,
+                  name);
+        return false;
+    }
+
     int result = radioctl_lock_and_stop_scan(context, iface.c_str(), lock_purpose_active);
     if (result == 0) result = radioctl_start_scan(context, iface.c_str(), &params);
-    if (result != 0) {
-        log_error(daemon_logger, "<%s:%d> ret=%d\n", __func__, __LINE__, result);
-    }
-    return result == 0;
+    if (result == 0) return true;
+    log_error(daemon_logger, "<%s:%d> ret=%d\n", __func__, __LINE__, result);
+    return false;
 }
 
-bool driver::start_rrm_scan(const std::string& name, const scan_channel_map& channels,
+bool driver::start_rrm_scan(const radio_info& radio, const scan_channel_map& channels,
                             int* wait_seconds) {
-    const auto& list = channels.at(get_band_from_ifname(name.c_str()));
+    const auto& list = channels.at(radio.band);
     radioctl_ctx* const context = radioctl_context();
     if (context == nullptr) {
         log_error(daemon_logger, "<%s:%d> Cannot get Radioctl context!\n", __func__, __LINE__);
@@ -166,8 +174,13 @@ bool driver::start_rrm_scan(const std::string& name, const scan_channel_map& cha
         log_error(daemon_logger, "<%s:%d> Channel list is empty!\n", __func__, __LINE__);
         return false;
     }
-    const std::string iface = get_active_ifname(name, __func__, __LINE__);
-    if (iface.empty()) return false;
+    const std::string iface = get_active_ifname(radio);
+    if (iface.empty()) {
+        log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", __func__, __LINE__,
+                  radio.ifname.c_str());
+        return false;
+    }
+
     const int channel = *list.begin();
     *wait_seconds = rrm_scan_seconds;
     const int result = radioctl_lock_and_stop_scan(context, iface.c_str(), lock_purpose_rrm);
@@ -180,67 +193,76 @@ bool driver::start_rrm_scan(const std::string& name, const scan_channel_map& cha
     return true;
 }
 
-int driver::stop_active_scan(const std::string& name) { return end_scan(name, true, __func__); }
-
-int driver::stop_rrm_scan(const std::string& name) { return end_scan(name, false, __func__); }
-
-// An active scan has to be aborted first. `function` is what the log lines are to name.
-int driver::end_scan(const std::string& name, bool abort_first, const char* function) {
-    radioctl_ctx* const context =
-        is_radio_up(ifname_to_radio_id(name)) ? radioctl_context() : nullptr;
-    if (context == nullptr) return -1;
-    const std::string iface = get_active_ifname(name, function, __LINE__);
-    if (iface.empty()) return -1;
-    int result = abort_first ? radioctl_scan_abort(context, iface.c_str()) : 0;
-    if (result == 0) result = radioctl_stop_rrm_and_unlock_scan(context, iface.c_str());
-    if (result == 0) return 0;
-    log_error(daemon_logger, "<%s:%d> ret=%d\n", function, __LINE__, result);
-    return -1;
-}
-
 int driver::stop_scan(bool /*active: every kind is stopped*/) {
     if (!initialized_ || !is_scan_in_progress()) return 0;
     log_info(daemon_logger, "Attempt to stop scanning...\n");
     for (const auto& radio : radios_) {
         if (active_scans_[radio.ifname]) {
-            stop_on_radio(scan_kind::active, radio.ifname);
+            stop_on_radio(scan_kind::active, radio);
         } else if (rrm_scans_[radio.ifname]) {
-            stop_on_radio(scan_kind::rrm, radio.ifname);
+            stop_on_radio(scan_kind::rrm, radio);
         }
     }
     return 0;
 }
 
-void driver::stop_on_radio(const scan_kind& kind, const std::string& name) {
-    if ((this->*kind.stop)(name) != 0) {
-        log_error(daemon_logger, "Cannot stop %s scanning for radio '%s'", kind.name, name.c_str());
-        return;
+// As after a start that failed, except that the line is logged before the radio is unlocked.
+void driver::stop_on_radio(scan_kind kind, const radio_info& radio) {
+    if (!end_scan(kind, radio)) return;
+    log_info(daemon_logger, "Stop %s scanning for radio '%s'\n", name_of(kind),
+             radio.ifname.c_str());
+    unlock_scan(radio.ifname);
+}
+
+// False, and the scan counts as running, when it cannot be stopped.
+bool driver::end_scan(scan_kind kind, const radio_info& radio) {
+    const int result = kind == scan_kind::active ? stop_active_scan(radio) : stop_rrm_scan(radio);
+    if (result != 0) {
+        log_error(daemon_logger, "Cannot stop %s scanning for radio '%s'", name_of(kind),
+                  radio.ifname.c_str());
+        return false;
     }
-    log_info(daemon_logger, "Stop %s scanning for radio '%s'\n", kind.name, name.c_str());
-    (this->*kind.running)[name] = false;
-    unlock_scan(name);
+    scans_of(kind)[radio.ifname] = false;
+    return true;
+}
+
+int driver::stop_active_scan(const radio_info& radio) {
+    radioctl_ctx* const context = is_up(radio) ? radioctl_context() : nullptr;
+    if (context == nullptr) return -1;
+    const std::string iface = get_active_ifname(radio);
+    if (iface.empty()) {
+        log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", __func__, __LINE__,
+                  radio.ifname.c_str());
+        return -1;
+    }
+
+    int result = radioctl_scan_abort(context, iface.c_str());
+    if (result == 0) result = radioctl_stop_rrm_and_unlock_scan(context, iface.c_str());
+    if (result == 0) return 0;
+    log_error(daemon_logger, "<%s:%d> ret=%d\n", __func__, __LINE__, result);
+    return -1;
+}
+
+int driver::stop_rrm_scan(const radio_info& radio) {
+    radioctl_ctx* const context = is_up(radio) ? radioctl_context() : nullptr;
+    if (context == nullptr) return -1;
+    const std::string iface = get_active_ifname(radio);
+    if (iface.empty()) {
+        log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", __func__, __LINE__,
+                  radio.ifname.c_str());
+        return -1;
+    }
+
+    const int result = radioctl_stop_rrm_and_unlock_scan(context, iface.c_str());
+    if (result == 0) return 0;
+    log_error(daemon_logger, "<%s:%d> ret=%d\n", __func__, __LINE__, result);
+    return -1;
 }
 
 void driver::stop_all_scans() {
     if (!initialized_) return;
     stop_scan(true);
     stop_scan(false);
-}
-
-// In MHz. A number whose frequency the radio library's record cannot hold is left out.
-std::vector<std::uint32_t> driver::frequencies_of(int band, const std::set<int>& channels) {
-    std::vector<std::uint32_t> frequencies;
-    for (const int channel : channels) {
-        const int mhz = get_ch_to_freq(band, channel);
-        if (mhz > 0) frequencies.push_back(static_cast<std::uint32_t>(mhz));
-    }
-    return frequencies;
-}
-
-int driver::get_ch_to_freq(int band, int channel) {
-    if (const auto mhz = channel_frequency(band, channel)) return *mhz;
-    log_error(daemon_logger, "<%s:%d> unknown band\n", __func__, __LINE__);
-    return 0;
 }
 
 }  // namespace rfcd

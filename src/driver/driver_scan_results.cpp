@@ -1,38 +1,17 @@
 // Reading what the scans heard.
 #include <array>
 
-#include "base/interface_names.h"
 #include "driver/driver.h"
-#include "driver/radio_context.h"
+#include "driver/radio_library.h"
 #include "main/logging.h"
 
 namespace rfcd {
 
 namespace {
 
-// The library says how many entries there are, and nothing says how much memory stands behind
-// them. No air holds this many access points: with a greater count, none of them is believed.
+// No radio hears this many access points at once. A greater count is wrong, and reading that many
+// entries could run past their memory: then no entry is read.
 constexpr std::uint64_t max_active_entries = 4096;
-
-class active_results {
-  public:
-    active_results() { scan_results_init(&results_); }
-    active_results(const active_results&) = delete;
-    active_results& operator=(const active_results&) = delete;
-    ~active_results() { scan_results_free(&results_); }
-
-    radioctl_scan_results* get() { return &results_; }
-
-    // As the library says.
-    std::uint64_t count() const { return results_.entries != nullptr ? results_.count : 0; }
-    record_bytes entry(std::size_t index) const {
-        return {static_cast<const std::uint8_t*>(results_.entries) + index * RADIOCTL_ENTRY_SIZE,
-                RADIOCTL_ENTRY_SIZE};
-    }
-
-  private:
-    radioctl_scan_results results_{};
-};
 
 }  // namespace
 
@@ -40,13 +19,17 @@ int driver::_fill_ap_table(std::vector<scan_result>& table) {
     log_info(daemon_logger, "Attempt to fill a scanning result table...\n");
     table.clear();
     for (const auto& radio : radios_) {
-        const int index = ifname_to_radio_id(radio.ifname);
-        if (!is_usable_for_scan(index) || is_radio_reserved(index)) continue;
+        if (!is_usable_for_scan(radio) || is_radio_reserved(radio.id)) continue;
         radioctl_ctx* const context = radioctl_context();
         if (context == nullptr) continue;
         active_results results;
-        const std::string iface = get_active_ifname(radio.ifname, __func__, __LINE__);
-        if (iface.empty()) continue;
+        const std::string iface = get_active_ifname(radio);
+        if (iface.empty()) {
+            log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", __func__,
+                      __LINE__, radio.ifname.c_str());
+            continue;
+        }
+
         const int result = radioctl_get_scan(context, iface.c_str(), results.get());
         if (result < 0) {
             log_error(daemon_logger, "<%s:%d> ret=%d\n", __func__, __LINE__, result);
@@ -71,27 +54,31 @@ int driver::fill_rrm_ap_table(std::vector<scan_result>& table) {
     log_info(daemon_logger, "Attempt to fill a rrm scanning result table...\n");
     table.clear();
     for (const auto& radio : radios_) {
-        const int result = _fill_ap_table_norda_rrm(radio.ifname, table);
+        const int result = _fill_ap_table_norda_rrm(radio, table);
         if (result != 0) return result;
     }
     return 0;
 }
 
-int driver::_fill_ap_table_norda_rrm(const std::string& name, std::vector<scan_result>& table) {
-    const int radio = ifname_to_radio_id(name);
-    if (is_radio_reserved(radio) || is_sentry_radio(radio)) return 0;
+int driver::_fill_ap_table_norda_rrm(const radio_info& radio, std::vector<scan_result>& table) {
+    if (is_radio_reserved(radio.id) || is_sentry(radio)) return 0;
     radioctl_ctx* const context = radioctl_context();
     if (context == nullptr) {
         log_error(daemon_logger, "<%s:%d> Cannot get Radioctl context!\n", __func__, __LINE__);
         return -1;
     }
-    const std::string iface = get_active_ifname(name, __func__, __LINE__);
-    if (iface.empty()) return -1;
+    const std::string iface = get_active_ifname(radio);
+    if (iface.empty()) {
+        log_error(daemon_logger, "<%s:%d> No active interface on radio '%s'\n", __func__, __LINE__,
+                  radio.ifname.c_str());
+        return -1;
+    }
+
     std::array<std::uint8_t, RADIOCTL_RRM_SIZE> buffer{};
     const int result = radioctl_rrm_scan_get_result(context, iface.c_str(), buffer.data());
     const auto head = read_rrm_head(buffer);
     if (head.magic != RADIOCTL_RRM_MAGIC) {
-        log_debug(daemon_logger, "Scan results for %s incorrect magic %x\n", name.c_str(),
+        log_debug(daemon_logger, "Scan results for %s incorrect magic %x\n", radio.ifname.c_str(),
                   head.magic);
         return -1;
     }
@@ -103,6 +90,7 @@ int driver::_fill_ap_table_norda_rrm(const std::string& name, std::vector<scan_r
         log_debug(daemon_logger, "No rrm scan AP data for %s.\n", iface.c_str());
         return result;
     }
+
     log_debug(daemon_logger, "Added AP data to rrm scan result list for %s: \n", iface.c_str());
     for (const auto& entry : read_rrm_entries(buffer)) {
         table.push_back(to_scan_result(entry, head.band));
@@ -120,6 +108,7 @@ scan_result driver::to_scan_result(const rrm_scan_entry& entry, int band) {
     result.channel =
         primary_of_centre(chanspec_channel(entry.chanspec), result.sideband, result.bandwidth);
     result.band = band;
+
     log_info(daemon_logger,
              "\t - mac(%s), channel(%d), bw(%d), rssi(%d), power(%d), band(%d), prim_ch(%d);\n",
              result.bssid.text().c_str(), result.channel, result.bandwidth, result.rssi,

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 
 #include "base/files.h"
 #include "base/interface_names.h"
@@ -17,14 +18,16 @@ namespace {
 const std::string device_directory = "/sys/class/net/";
 constexpr std::uint32_t unreadable_flags = 0xffffffff;
 
+struct close_directory {
+    void operator()(DIR* directory) const { closedir(directory); }
+};
+using directory_ptr = std::unique_ptr<DIR, close_directory>;
+
 }  // namespace
 
 bool is_if_exists(const char* ifname) {
     const std::string name = vap_to_ifname(ifname);
-    if (DIR* const directory = opendir((device_directory + name).c_str())) {
-        closedir(directory);
-        return true;
-    }
+    if (directory_ptr(opendir((device_directory + name).c_str()))) return true;
     log_debug(daemon_logger, "<%s:%d> %s interface not exists\n", __func__, __LINE__, name.c_str());
     return false;
 }
@@ -38,12 +41,14 @@ bool interface_is_up(const std::string& ifname) {
                   path.c_str());
         return false;
     }
+
     const auto line_end = text->find('\n');
     if (line_end == std::string::npos) {
         log_error(daemon_logger, "<%s:%d> cannot read entry from sysfs(%s)\n", __func__, __LINE__,
                   path.c_str());
         return false;
     }
+
     const auto flags =
         static_cast<std::uint32_t>(std::strtol(text->substr(0, line_end).c_str(), nullptr, 16));
     log_debug(daemon_logger, "<%s:%d> /sys/class/net/%s/flags == 0x%0x\n", __func__, __LINE__,

@@ -1,9 +1,10 @@
-// A MAC address as a value.
+// A MAC address, as a value and as text.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace libnetworkd {
 
@@ -17,3 +18,10 @@ struct MacAddr {
 };
 
 }  // namespace libnetworkd
+
+namespace rfcd {
+
+// True for six pairs of hexadecimal digits with ":" between them, and nothing else.
+bool is_mac_text(std::string_view text);
+
+}  // namespace rfcd

@@ -8,7 +8,8 @@
 #include "driver/board_identity.h"
 #include "driver/chanspec.h"
 #include "driver/interface_status.h"
-#include "driver/neighbor_report.h"
+#include "driver/mac_addr.h"
+#include "driver/neighbour_report.h"
 #include "driver/radio_records.h"
 #include "harness/child_process.h"
 #include "harness/fakes/fake_log.h"
@@ -95,8 +96,8 @@ TEST(NeighborReport, Commands) {
     };
     for (const auto& [band, bssid, ssid, channel, end] : rows) {
         const auto c = neighbour_class_of_band(band);
-        EXPECT_EQ(set_neighbor_command("wlan1", {bssid, swap_bytes(c.bssid_info), channel, ssid,
-                                                 c.op_class, c.phy_type}),
+        EXPECT_EQ(set_neighbour_command("wlan1", {bssid, swap_bytes(c.bssid_info), channel, ssid,
+                                                  c.op_class, c.phy_type}),
                   std::string("wpa_cli -g /var/run/hostapd/global raw IFNAME=wlan1 SET_NEIGHBOR ") +
                       bssid + " ssid=" + end);
     }

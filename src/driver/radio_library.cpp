@@ -1,4 +1,4 @@
-#include "driver/radio_context.h"
+#include "driver/radio_library.h"
 
 namespace rfcd {
 

@@ -1,7 +1,4 @@
 // The fast-transition request to the network daemon, put together VAP by VAP.
-#include <array>
-#include <cstdio>
-
 #include "driver/driver.h"
 #include "main/logging.h"
 
@@ -21,6 +18,7 @@ void driver::add_skylark_fbt_params(const char* vap_ifname, const char* text) {
 int driver::finish_skylark_fbt_params() {
     log_debug(daemon_logger, "Try to send update-skylark-fbt to networkd\n");
     const cfg_ptr request = std::move(fbt_params_);
+
     const auto answer = send_and_wait(request.get(), "update-skylark-fbt-response", networkd_peer,
                                       "Error: can't update SkyLark fbt params\n");
     if (daemon_logger.enabled(log_mask_debug)) {
@@ -31,6 +29,7 @@ int driver::finish_skylark_fbt_params() {
         log_error(daemon_logger, "Error: no response (%s)\n", __func__);
         return -1;
     }
+
     if (is_ok(answer.get())) {
         log_debug(daemon_logger,
                   "Successfully received update-skylark-fbt-response from networkd\n");
@@ -45,16 +44,16 @@ int driver::__reset_skylark_fbt(int skip) {
     if (skip != 0) return 0;
     log_debug(daemon_logger, "%s\n", __func__);
     fbt_params_.reset();  // an update that was begun is not sent any more
+
     const cfg_ptr request(cfg_get_empty());
     const cfg_ptr nothing(cfg_get_empty());
     cfg_set_param(request.get(), "command", "reset-skylark-fbt");
-    for (int radio = 0; radio < get_radio_count(); ++radio) {
-        for (int vap = 0; vap < get_vap_count(); ++vap) {
-            std::array<char, 256> name{};
-            make_vap_ifname(radio, vap, name.data(), name.size());
-            cfg_insert_child(request.get(), name.data(), nothing.get());
+    for (const auto& radio : radios_) {
+        for (const auto& vap : radio.vaps) {
+            cfg_insert_child(request.get(), vap.ifname.c_str(), nothing.get());
         }
     }
+
     log_debug(daemon_logger, "Try to send reset-skylark-fbt to networkd\n");
     const auto answer = send_and_wait(request.get(), "reset-skylark-fbt-response", networkd_peer,
                                       "Error: can't reset SkyLark params\n");
@@ -66,6 +65,7 @@ int driver::__reset_skylark_fbt(int skip) {
         log_error(daemon_logger, "Error: no response (%s)\n", __func__);
         return -1;
     }
+
     if (is_ok(answer.get())) {
         log_debug(daemon_logger,
                   "Successfully received reset-skylark-fbt-response from networkd\n");

@@ -10,16 +10,13 @@
 
 namespace rfcd {
 
-// `band` is the number of a band; anything else gives a neighbour without operating class.
+// For a number that is not the number of a band: a neighbour without operating class.
 neighbour_class neighbour_class_of_band(int band);
 
 // The 32-bit number with its bytes in reverse order.
 std::uint32_t swap_bytes(std::uint32_t value);
 
-// Six pairs of hexadecimal digits with ":" between them, and nothing else.
-bool is_mac_text(std::string_view text);
-
-struct neighbor {
+struct neighbour {
     std::string_view bssid;            // colon-separated text
     std::uint32_t bssid_info_swapped;  // so that eight digits give the low byte first
     int channel;
@@ -29,7 +26,7 @@ struct neighbor {
 };
 
 // `iface` is a system interface name.
-std::string set_neighbor_command(std::string_view iface, const neighbor& n);
-std::string remove_neighbors_command(std::string_view iface);
+std::string set_neighbour_command(std::string_view iface, const neighbour& n);
+std::string remove_neighbours_command(std::string_view iface);
 
 }  // namespace rfcd

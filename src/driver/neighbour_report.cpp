@@ -1,6 +1,5 @@
-#include "driver/neighbor_report.h"
+#include "driver/neighbour_report.h"
 
-#include <cctype>
 #include <cstdio>
 
 namespace rfcd {
@@ -11,7 +10,6 @@ constexpr const char* control_command = "wpa_cli -g /var/run/hostapd/global raw 
 
 // Wide Bandwidth Channel subelement: identifier, length, channel width.
 constexpr const char* wide_channel_head = "060300";
-constexpr std::size_t mac_text_length = 17;
 
 // At least `width` digits.
 std::string hex(int width, unsigned value) {
@@ -36,7 +34,7 @@ std::string hex_text(std::string_view text) {
     return digits;
 }
 
-std::string report_body(const neighbor& n) {
+std::string report_body(const neighbour& n) {
     return without_colons(n.bssid) + hex(8, n.bssid_info_swapped) + byte(n.op_class) +
            byte(n.channel) + byte(n.phy_type) + wide_channel_head + byte(n.channel) + byte(0);
 }
@@ -50,19 +48,7 @@ neighbour_class neighbour_class_of_band(int band) {
 
 std::uint32_t swap_bytes(std::uint32_t value) { return __builtin_bswap32(value); }
 
-bool is_mac_text(std::string_view text) {
-    if (text.size() != mac_text_length) return false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool colon_place = i % 3 == 2;
-        if (colon_place ? text[i] != ':'
-                        : std::isxdigit(static_cast<unsigned char>(text[i])) == 0) {
-            return false;
-        }
-    }
-    return true;
-}
-
-std::string set_neighbor_command(std::string_view iface, const neighbor& n) {
+std::string set_neighbour_command(std::string_view iface, const neighbour& n) {
     return std::string(control_command)
         .append(iface)
         .append(" SET_NEIGHBOR ")
@@ -73,7 +59,7 @@ std::string set_neighbor_command(std::string_view iface, const neighbor& n) {
         .append(report_body(n));
 }
 
-std::string remove_neighbors_command(std::string_view iface) {
+std::string remove_neighbours_command(std::string_view iface) {
     return std::string(control_command).append(iface).append(" REMOVE_ALL_NEIGHBOR");
 }
 
