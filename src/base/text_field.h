@@ -1,5 +1,5 @@
-// A text of fixed capacity with a terminating zero, as configuration records and the board identity
-// hold it. Longer texts are cut. A plain value without a thread of its own.
+// A text of fixed capacity with a terminating zero, for configuration records and the board
+// identity. Longer texts are cut.
 #pragma once
 
 #include <algorithm>
@@ -14,7 +14,7 @@ class text_field {
   public:
     static constexpr std::size_t max_length = Size - 1;
 
-    // Keeps the first `max_length` bytes of `text`, and of those what stands before a zero byte.
+    // Keeps the first `max_length` bytes of `text`, up to a zero byte among them.
     void assign(std::string_view text) {
         bytes_.fill('\0');
         text = text.substr(0, std::min(text.find('\0'), max_length));

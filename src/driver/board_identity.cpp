@@ -27,7 +27,7 @@ constexpr struct {
     {"MAC: ", &board_identity::board_mac},
 };
 
-// The part of a line that a field keeps, less one line-end character at most.
+// What a field keeps of the rest of a line: at most one line-end character is removed.
 std::string_view field_value(std::string_view rest) {
     rest = rest.substr(0, text_field<32>::max_length);
     if (!rest.empty() && (rest.back() == '\n' || rest.back() == '\r')) rest.remove_suffix(1);
@@ -48,6 +48,7 @@ board_identity read_board_identity() {
 board_identity parse_board_identity(std::FILE* file) {
     board_identity identity;
     std::array<char, 256> line{};
+
     while (std::fgets(line.data(), line.size(), file) != nullptr) {
         for (const auto& [prefix, field] : lines) {
             if (strncasecmp(line.data(), prefix.data(), prefix.size()) != 0) continue;
@@ -66,6 +67,7 @@ std::string vap_bssid(const char* board_mac, const char* vap_ifname) {
                     &board[3], &board[4], &board[5]) != 6) {
         board = {};
     }
+
     libnetworkd::MacAddr mac;
     for (std::size_t i = 0; i < board.size(); ++i) {
         mac.bytes[i] = static_cast<std::uint8_t>(board[i]);

@@ -1,5 +1,5 @@
-// Who the board is, as its factory information says. Read once, when the driver is made, and plain
-// text from then on.
+// The identity of the board, from its factory information. The driver reads it once, when it is
+// made.
 #pragma once
 
 #include <cstdio>
@@ -9,23 +9,23 @@
 
 namespace rfcd {
 
-// Texts beyond 31 characters are cut; what the board does not say stays empty.
+// Longer texts are cut to 31 characters; what the factory information lacks stays empty.
 struct board_identity {
     text_field<32> board_name;
     text_field<32> board_hw_rev;
     text_field<32> board_serial;
-    text_field<32> board_mac;  // as it was read, its case included
+    text_field<32> board_mac;  // in upper or lower case, as it was read
 };
 
-// Reads the factory file, having the board's own tool write it when it is not there.
+// Reads the factory file. When it does not exist, runs the board's own tool first, which writes it.
 board_identity read_board_identity();
 
-// The fields in the lines of an open file; the last line with a prefix wins.
+// Reads the fields from the lines of an open file. When a field has several lines, the last wins.
 board_identity parse_board_identity(std::FILE* file);
 
-// The address of the VAP of this interface name: the board's, with the VAP number and 16 times the
-// radio number added to its last byte, without carry. An unreadable board address counts as zero; a
-// name that is no VAP's gives the empty text.
+// The address of a VAP: the board's address with the VAP number and 16 times the radio number added
+// to the last byte, without carry. A board address that cannot be read counts as all zero. Empty
+// for a name that is not the name of a VAP.
 std::string vap_bssid(const char* board_mac, const char* vap_ifname);
 
 }  // namespace rfcd

@@ -1,5 +1,4 @@
-// The 16-bit channel specification of the radio library, taken apart and put together. Pure
-// functions; nothing here knows a radio.
+// The 16-bit channel specification of the radio library: encoding and decoding it. Pure functions.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +8,8 @@ namespace rfcd {
 
 using chanspec_t = std::uint16_t;
 
-// Bits 0-7 channel, 8-10 sideband, 11-13 bandwidth code; the two top bits are the library's.
+// Bits 0-7 hold the channel, 8-10 the sideband, 11-13 the bandwidth code; the two top bits belong
+// to the library.
 inline constexpr chanspec_t chanspec_channel_mask = 0x00ff;
 inline constexpr chanspec_t chanspec_sideband_mask = 0x0700;
 inline constexpr chanspec_t chanspec_bandwidth_mask = 0x3800;
@@ -20,23 +20,23 @@ inline constexpr chanspec_t chanspec_bandwidth_80 = 0x2000;
 inline constexpr chanspec_t chanspec_bandwidth_160 = 0x2800;
 inline constexpr chanspec_t chanspec_bandwidth_320 = 0x3800;
 
-// Where the primary channel lies: in a 40 MHz channel the lower half is 0, any other value the
-// upper; in an 80 MHz channel the first to the fourth 20 MHz channel.
+// Where the primary channel lies. In a 40 MHz channel 0 is the lower half, any other value the
+// upper; in an 80 MHz channel the values are the first to the fourth 20 MHz channel.
 inline constexpr chanspec_t chanspec_sideband_ll = 0x000;
 inline constexpr chanspec_t chanspec_sideband_lu = 0x100;
 inline constexpr chanspec_t chanspec_sideband_ul = 0x200;
 inline constexpr chanspec_t chanspec_sideband_uu = 0x300;
-inline constexpr chanspec_t chanspec_sideband_upper = 0x100;  // as 40 MHz configurations have it
+inline constexpr chanspec_t chanspec_sideband_upper = 0x100;  // in configured 40 MHz channels
 
-// The code of a bandwidth in MHz; `otherwise` for one that has none or is not asked for.
+// The code of a bandwidth in MHz; `otherwise` for a bandwidth that has no code.
 chanspec_t bandwidth_code(int mhz, chanspec_t otherwise);
-// MHz; nothing when the bits are no bandwidth code.
+// In MHz; nothing when the bits are not a bandwidth code.
 std::optional<int> bandwidth_mhz(chanspec_t chanspec);
 
 // "none", "lower", "upper", "ll", "lu", "ul" or "uu"; null for a bandwidth that does not exist.
 const char* primary_channel_text(int sideband, int bandwidth_mhz);
 
-// What a radio says of its channel.
+// What a radio reports about its channel.
 struct radio_channel {
     int bandwidth = 0;           // MHz
     std::uint8_t primary = 0;    // channel number
@@ -45,11 +45,11 @@ struct radio_channel {
 };
 chanspec_t chanspec_of(const radio_channel& channel);
 
-// The primary channel of a specification whose channel number is the centre of a wide channel.
+// The primary channel of a wide channel, from the number of the channel's centre.
 int primary_of_centre(int centre, int sideband, int bandwidth_mhz);
 
-// The frequency of a channel's centre in MHz; nothing for an unknown band. Clamped to what is no
-// frequency of a channel any more: from 0 to the greatest int.
+// The frequency of a channel's centre in MHz; nothing for an unknown band. Channel numbers that do
+// not exist give a frequency too, clamped to 0 and the greatest int.
 std::optional<int> channel_frequency(int band, int channel);
 
 }  // namespace rfcd

@@ -1,4 +1,4 @@
-// The tables of radios and VAPs: making, reading and clearing them, and what they answer.
+// The tables of radios and VAPs: makes, reads and clears them, and answers from them.
 #include "driver/driver.h"
 
 #include <algorithm>

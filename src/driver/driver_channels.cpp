@@ -66,7 +66,7 @@ chanspec_t driver::get_config_chanspec(int radio) {
     const auto* found = get_radio(radio);
     if (found == nullptr) return 0;
     const auto bandwidth = get_config_bandwidth(found->ifname);
-    // Every width but 80 MHz shares a bit with the code of 40 MHz, and takes the sideband.
+    // The code of every width but 80 MHz shares a bit with that of 40 MHz: these take the sideband.
     if ((bandwidth & chanspec_bandwidth_40) == 0) return bandwidth;
     return static_cast<chanspec_t>(bandwidth | get_config_sideband(found->ifname));
 }

@@ -1,5 +1,5 @@
-// Starting and stopping scans. A radio is locked for every scan, usable or not; one that does not
-// start is stopped again and, when that succeeds, unlocked.
+// Starting and stopping scans. Every radio is locked for a scan, usable or not; a radio whose scan
+// does not start is stopped again and, when that succeeds, unlocked.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -18,7 +18,7 @@ namespace {
 
 constexpr int rrm_scan_seconds = 8;
 
-// The radio library's own numbers.
+// Numbers that the radio library defines.
 constexpr int lock_purpose_active = 22;
 constexpr int lock_purpose_rrm = 13;
 constexpr std::uint32_t scan_option_40 = 0x100000;

@@ -1,6 +1,6 @@
-// Whether a radio or VAP interface exists on the system, and whether it is administratively up, as
-// the kernel's network device directory says. Nothing is kept; safe on any thread. Names are VAP or
-// radio names: VAP 0 of a radio is looked up as the radio.
+// Whether a radio or VAP interface exists on the system and is administratively up, from the
+// kernel's network device directory. Keeps no state; safe on any thread. Takes VAP and radio names;
+// looks VAP 0 of a radio up as the radio.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@ namespace rfcd {
 
 bool is_if_exists(const char* ifname);
 
-// False also when the state cannot be read, which is logged as an error.
+// Logs an error and returns false when the state cannot be read.
 bool interface_is_up(const std::string& ifname);
 
 }  // namespace rfcd

@@ -1,5 +1,6 @@
-// Readers of the radio library's records. Each reads within its record whatever the record says:
-// texts end with their field, counts with the buffer. Pure functions, bytes in and values out.
+// Readers of the radio library's records. None reads beyond its record, whatever the record says:
+// a text ends with its field at the latest, a count is cut to what the buffer holds. Pure
+// functions, bytes in and values out.
 #pragma once
 
 #include <cstdint>
@@ -20,20 +21,20 @@ struct scan_result {
     std::int32_t rssi = 0;
     std::int32_t channel = 0;    // primary
     std::int32_t bandwidth = 0;  // MHz
-    std::int32_t tx_power = 0;   // 0 when the scan does not tell
+    std::int32_t tx_power = 0;   // dBm; 0 after an active scan, which does not report it
     std::int32_t sideband = 0;   // chanspec sideband bits
     std::int32_t band = 0;
 
     bool operator==(const scan_result&) const = default;
 };
 
-// Of RADIOCTL_INFO_SIZE bytes. A bandwidth that is no number reads as 0.
+// `record` has RADIOCTL_INFO_SIZE bytes. A bandwidth that is not a number reads as 0.
 radio_channel read_radio_info(record_bytes record);
 
-// Of RADIOCTL_ENTRY_SIZE bytes. An unknown sideband text counts as the first.
+// `record` has RADIOCTL_ENTRY_SIZE bytes. An unknown sideband text counts as "LL".
 scan_result read_active_entry(record_bytes record);
 
-// What stands at the head of an RRM result buffer of RADIOCTL_RRM_SIZE bytes.
+// The head of an RRM result buffer, which has RADIOCTL_RRM_SIZE bytes.
 struct rrm_scan_head {
     std::uint32_t magic = 0;
     bool running = false;
@@ -46,10 +47,10 @@ struct rrm_scan_entry {
     libnetworkd::MacAddr bssid;
     std::int32_t rssi = 0;  // mean of the samples, 0 without any
     std::int32_t tx_power = 0;
-    chanspec_t chanspec = 0;  // its channel is the centre of a wide one
+    chanspec_t chanspec = 0;  // the channel number of a wide channel is its centre
 };
 
-// The entries of the buffer, `count` of them but never more than there is room for.
+// Reads as many entries as the head counts, but never more than the buffer holds.
 std::vector<rrm_scan_entry> read_rrm_entries(record_bytes buffer);
 
 }  // namespace rfcd
