@@ -1,10 +1,13 @@
-// The worker's making, its pass and its timers.
 #include "rrm/rrm_worker.h"
 
+#include <strings.h>
+
+#include <cstdio>
 #include <utility>
 
 #include "main/logging.h"
 #include "rrm/flag_files.h"
+#include "rrm/rrm_timer.h"
 
 namespace rfcd {
 
@@ -13,61 +16,229 @@ namespace {
 constexpr std::int32_t no_poll_timeout = 0;  // a pass waits by itself
 constexpr std::uint32_t idle_pause_us = 300'000;
 
+constexpr const char* rrm_service = "rrm";
+constexpr const char* subscribe_response = "subscribe-response";
+constexpr std::int64_t last_refused_version = 0x20003;  // 2.3
+
+bool same(const char* a, const char* b) { return strcasecmp(a, b) == 0; }
+
+bool is_version_accepted(const char* version) {
+    int major = 0;
+    int minor = 0;
+    return version != nullptr && std::sscanf(version, "%d.%d", &major, &minor) == 2 &&
+           std::int64_t{major} * 0x10000 + minor > last_refused_version;
+}
+
 }  // namespace
 
 rrm_worker::rrm_worker(driver_interface& drv, safe_queue& in_queue, safe_queue& out_queue,
                        std::string domain, const running_flag* running, const rrm_tuning& tuning)
     : abstract_worker(running, "rrm", no_poll_timeout, idle_pause_us),
-      drv_(&drv),
-      domain_(std::move(domain)),
+      drv_(drv),
       in_queue_(in_queue),
-      out_queue_(out_queue),
-      subscribe_delay_(tuning.subscribe_delay),
-      hostapd_restart_wait_(tuning.hostapd_restart_wait),
-      fbt_reassoc_deadline_(tuning.fbt_reassoc_deadline),
-      fbt_over_ds_(tuning.fbt_over_ds),
-      first_subscribe_delay_(tuning.subscribe_delay),
+      messages_(drv, out_queue, std::move(domain)),
+      fast_transition_(drv),
+      settings_(drv, fast_transition_),
+      scan_(drv, timers_, messages_),
+      subscription_({.drv = drv, .timers = timers_, .messages = messages_, .settings = settings_},
+                    tuning.subscribe_delay),
+      supervision_(drv,
+                   {.started = [this] { subscription_.process_started(); },
+                    .stopped = [this] { forget_radio_work(); },
+                    .config_updated = [this] { subscription_.process_config_updated(); }},
+                   tuning.hostapd_restart_wait),
       idle_wait_(tuning.idle_wait),
       on_message_([this](const buffer_ptr& message) { handle_message(message); }),
       on_pended_([this](const buffer_ptr& message) { handle_pended(message); }),
-      on_driver_event_([this](const driver_event_desc& event) { handle_driver_event(event); }) {}
+      on_driver_event_(
+          [this](const driver_event_desc& event) { subscription_.handle_driver_event(event); }) {}
 
 rrm_worker::~rrm_worker() {
     log_debug(daemon_logger, "rrm_worker: stop\n");
     join();
-    clear_scan_results();
-    clear_neighbour_lists();
-    drv_->stop_all_scans();
-    drv_->reset_interface_context();
+    scan_.clear_scan_results();
+    settings_.clear_neighbour_lists();
+    drv_.stop_all_scans();
+    drv_.reset_interface_context();
     flag_files::remove(flag_files::connected);
+}
+
+// start_check() and keep_running() must not throw, but what they set in motion can. They keep the
+// exception for the next pass, from which it ends the process in the ordinary way.
+
+bool rrm_worker::start_check() {
+    try {
+        timers_.run_expired();
+    } catch (...) {
+        failure_ = std::current_exception();
+        return true;
+    }
+    return supervision_.start_check();
+}
+
+bool rrm_worker::keep_running(const running_flag* running) {
+    if (!*running) return false;
+    if (failure_) return true;
+    try {
+        return supervision_.supervise() != supervision::radio_state::unserved;
+    } catch (...) {
+        failure_ = std::current_exception();
+        return true;
+    }
 }
 
 bool rrm_worker::process() {
     if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
+
     timers_.run_expired();
-    const bool pended_can_go = !pending_.empty() && !drv_->is_scan_in_progress();
+    const bool pended_can_go = !pending_.empty() && !drv_.is_scan_in_progress();
     in_queue_.pop_for(on_message_, pended_can_go ? std::chrono::milliseconds{0} : idle_wait_);
-    if (!drv_->is_scan_in_progress()) pending_.try_pop(on_pended_);
-    drv_->poll_events(on_driver_event_);
+    if (!drv_.is_scan_in_progress()) pending_.try_pop(on_pended_);
+    drv_.poll_events(on_driver_event_);
     return true;
 }
 
-void rrm_worker::arm_timer(timer identifier, std::int32_t seconds) {
-    static constexpr struct {
-        timer identifier;
-        void (rrm_worker::*expired)();
-    } callbacks[] = {
-        {timer_scan_delay, &rrm_worker::begin_scan},
-        {timer_scan_sweep, &rrm_worker::scan_finished},
-        {timer_subscribe, &rrm_worker::subscribe_retry},
-        {timer_response_delay, &rrm_worker::send_rrm_response_delayed},
-        {timer_config_changed, &rrm_worker::config_changed_timer},
-    };
-    for (const auto& row : callbacks) {
-        if (row.identifier != identifier) continue;
-        timers_.add_timer([this, expired = row.expired] { (this->*expired)(); }, identifier,
-                          seconds);
+void rrm_worker::on_stop() {
+    log_debug(daemon_logger, "Disconnected from hostapd\n");
+    settings_.clear_neighbour_lists();
+    drv_.stop_all_scans();
+    fast_transition_.on_stop(running());
+    if (drv_.is_initialized()) supervision_.process_hostapd_stopped();
+}
+
+void rrm_worker::handle_message(const buffer_ptr& message) {
+    if (!dispatch(*message)) return;
+
+    if (pending_.weight() > heavy_queue) {
+        log_error(daemon_logger, "rrm: too many messages wait for the scan, one is dropped\n");
+        return;
     }
+    log_debug(daemon_logger, "Pending message for delayed processing\n");
+    pending_.push(message);
+}
+
+void rrm_worker::handle_pended(const buffer_ptr& message) {
+    log_debug(daemon_logger, "From pended\n");
+    dispatch(*message);
+}
+
+// Acts on a message. True when it must wait instead, until the running scan is over.
+bool rrm_worker::dispatch(const buffer_info_t& message) {
+    const json_reader reader(message.data.c_str());
+    const char* service = reader.get_string("service");
+    if (service == nullptr) return false;
+    if (same(service, rrm_service)) return dispatch_rrm(reader);
+    if (same(service, link_service)) dispatch_link(reader);
+    return false;
+}
+
+bool rrm_worker::dispatch_rrm(const json_reader& message) {
+    const char* cmd = message.get_string("cmd");
+    if (cmd == nullptr) return false;
+
+    if (drv_.is_scan_in_progress()) {
+        // A message that asks about the radios ends the scan; any other waits for its end.
+        if (!same(cmd, "rrm-update") && !same(cmd, "rrm-request-mode")) return true;
+        log_debug(daemon_logger, "Got %s. turning off the current scan.\n", cmd);
+        scan_.abandon_scan();
+    }
+
+    if (is_version_accepted(message.get_string("version"))) {
+        act_on(cmd, message);
+    } else {
+        log_debug(daemon_logger, "Unsubscribe from RRM service: incorrect version\n");
+        stop_all_timers();
+        subscription_.unsubscribe();
+    }
+    return false;
+}
+
+// A command of the service, whether it is ignored while hostapd does not run, and what is done. The
+// commands without an action belong to a load balancer that this access point does not have.
+struct rrm_worker::command {
+    const char* name;
+    bool needs_hostapd;
+    void (*act)(rrm_worker& worker, const json_reader& message);
+};
+
+void rrm_worker::act_on(const char* cmd, const json_reader& message) {
+    static constexpr command commands[] = {
+        {subscribe_response, false,
+         [](auto& worker, auto& received) {
+             worker.subscription_.process_subscribe_response(received);
+         }},
+        {"rrm-info", true,
+         [](auto& worker, auto& received) { worker.settings_.apply_config(received); }},
+        {"rrm-update", true,
+         [](auto& worker, auto& received) { worker.scan_.process_rrm_update(received); }},
+        {"rrm-request-mode", true,
+         [](auto& worker, auto&) { worker.messages_.send_mode_response(); }},
+        {"fbt-info", false,
+         [](auto& worker, auto& received) { worker.fast_transition_.process_fbt_info(received); }},
+        {"rrm-blacklist", false, nullptr},
+        {"rrm-probe-request", false, nullptr},
+        {"rrm-disassoc-request", false, nullptr},
+        {"rrm-client-assoc-ack", false, nullptr},
+    };
+
+    for (const auto& row : commands) {
+        if (!same(cmd, row.name)) continue;
+        if (row.act == nullptr) {
+            log_debug(daemon_logger, "Ignoring %s because load balancer is not yet supported\n",
+                      row.name);
+        } else if (row.needs_hostapd && !drv_.is_initialized()) {
+            log_debug(daemon_logger, "Ignoring %s because hostapd is not running\n", row.name);
+        } else {
+            row.act(*this, message);
+        }
+        return;
+    }
+}
+
+void rrm_worker::dispatch_link(const json_reader& message) {
+    const char* cmd = message.get_string("cmd");
+    if (cmd == nullptr) return;
+    if (same(cmd, "connected")) {
+        scan_.cancel_held_report();
+        subscription_.process_connected();
+    } else if (same(cmd, "disconnected")) {
+        process_disconnected();
+    }
+}
+
+void rrm_worker::process_disconnected() {
+    log_debug(daemon_logger, "Disconnected from RRM service - stop all timers\n");
+    stop_all_timers();
+    // A scan whose timer is gone would never end, and the answer to the next subscription would
+    // wait for its end.
+    if (drv_.is_scan_in_progress()) scan_.abandon_scan();
+    drop_pended_acceptances();
+    subscription_.process_disconnected();
+}
+
+// Keeps what was put aside, except answers to a subscription over the link that is gone: they must
+// not subscribe without a link, or on the next one.
+void rrm_worker::drop_pended_acceptances() {
+    safe_queue kept;
+    const auto sort = [&](const buffer_ptr& message) {
+        const json_reader reader(message->data.c_str());
+        const char* cmd = reader.get_string("cmd");
+        if (cmd != nullptr && same(cmd, subscribe_response)) {
+            log_debug(daemon_logger, "Dropping pended %s of the lost link\n", cmd);
+        } else {
+            kept.push(message);
+        }
+    };
+    while (pending_.try_pop(sort)) {
+    }
+    while (kept.try_pop([this](const buffer_ptr& message) { pending_.push(message); })) {
+    }
+}
+
+// hostapd is gone, and with it the radios that scan.
+void rrm_worker::forget_radio_work() {
+    stop_all_timers();
+    scan_.clear_scan_results();
 }
 
 void rrm_worker::stop_all_timers() {

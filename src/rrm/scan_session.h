@@ -1,0 +1,70 @@
+// The scans that the RRM service asks for with "rrm-update", and the reports of what they heard.
+// One session runs at a time; a new "rrm-update" takes its place. The armed timer tells how far it
+// is:
+//
+//   scan delay      waits for the start that the service has put off
+//   scan sweep      the radios scan: once (an RRM scan), or in five sweeps (active scans)
+//   response delay  the RRM scan is over, its report is held back; a new session leaves this be
+//   none            nothing to do
+//
+// Owned by the rrm_worker; lives as long as it does and runs on its thread.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "driver/driver_interface.h"
+#include "ipc/json_reader.h"
+#include "ipc/json_writer.h"
+#include "rrm/outgoing_messages.h"
+#include "workers/timer_list.h"
+
+namespace rfcd {
+
+class scan_session {
+  public:
+    // All three outlive this object.
+    scan_session(driver_interface& drv, timer_list& timers, outgoing_messages& messages);
+    scan_session(const scan_session&) = delete;
+    scan_session& operator=(const scan_session&) = delete;
+
+    // Starts a session: at once, or after the delay in the message. Throws std::out_of_range when
+    // the message lists no channel for the band of a radio in use; the delayed start and each later
+    // sweep, which run as timers, do so too.
+    void process_rrm_update(const json_reader& message);
+
+    // Stops a running scan, forgets what it heard and cancels the timers of the session.
+    void abandon_scan();
+
+    // Cancels the timer of a report that is held back. Its results stay until a scan replaces them.
+    void cancel_held_report();
+
+    void clear_scan_results();
+
+  private:
+    static constexpr std::size_t sweep_count = 5;
+
+    void rebuild_scan_channels(const json_reader& message);
+    bool add_scan_channel(int band, int channel);
+    void begin_scan();
+    void start_sweep();
+    void scan_finished();
+    void finish_sweep();
+    void finish_rrm_scan();
+    void send_rrm_response_delayed();
+    void report_and_clear();
+    void send_rrm_response();
+    bool add_rf_environment(json_writer& message);
+
+    driver_interface& drv_;
+    timer_list& timers_;
+    outgoing_messages& messages_;
+    scan_channel_map scan_channels_;
+    std::uint32_t scan_sweep_ = 0;                                    // sweeps that are over
+    std::array<std::vector<scan_result>, sweep_count> scan_results_;  // an RRM scan uses the first
+    bool active_scan_ = false;                                        // else RRM scans
+    std::uint32_t response_delay_ = 0;                                // seconds, of an RRM scan
+};
+
+}  // namespace rfcd

@@ -1,0 +1,93 @@
+// The access point's subscription with the RRM service: asks for it, repeats the request until the
+// service answers, and tells the service of changes while it is subscribed.
+//
+// Owned by the rrm_worker; lives as long as it does and runs on its thread.
+//
+//   event                        subscribing   subscribed   the request is repeated
+//   connected                    yes           unchanged    after 30, 60, 120, 120... seconds
+//   answer "success"             no            yes          no
+//   answer with code 503         yes           unchanged    after the doubled delay, then as above
+//   answer with another code     no            unchanged    no
+//   disconnected                 no            no           no
+//
+// So a service that answers 503 after "success" gets both: requests, and news of every change.
+//
+// What describes the radios (every request and every report) throws when a configured number is
+// not a number; see the driver.
+#pragma once
+
+#include <cstdint>
+
+#include "driver/driver_interface.h"
+#include "ipc/json_reader.h"
+#include "rrm/outgoing_messages.h"
+#include "rrm/radio_settings.h"
+#include "workers/timer_list.h"
+
+namespace rfcd {
+
+class subscription {
+  public:
+    // What it uses of the worker; all four outlive this object.
+    struct members {
+        driver_interface& drv;
+        timer_list& timers;
+        outgoing_messages& messages;
+        radio_settings& settings;
+    };
+
+    // `subscribe_delay` is the time to the first repetition, in seconds.
+    subscription(const members& worker, std::int32_t subscribe_delay);
+    subscription(const subscription&) = delete;
+    subscription& operator=(const subscription&) = delete;
+
+    // The link is up: asks at once when the radios are served, else in process_started().
+    void process_connected();
+    // The link is gone. The worker has cancelled all timers.
+    void process_disconnected();
+    // The service answered. Throws what the settings that come with the answer throw.
+    void process_subscribe_response(const json_reader& message);
+    // hostapd or widsd has come up: asks for the subscription (again), or tells the service that
+    // has accepted it of the change.
+    void process_started();
+
+    // Takes leave of the service and drops the link. The state stays until the link reports its
+    // loss. The worker has cancelled all timers.
+    void unsubscribe();
+
+    // Reports the changed configuration of the access point when subscribed.
+    void process_config_updated();
+    // Reports a change of the radios 10 seconds after the last event, when subscribed.
+    void handle_driver_event(const driver_event_desc& event);
+
+  private:
+    enum class state {
+        idle,           // without a link, or refused by the service
+        subscribing,    // asks, or waits for hostapd to ask
+        subscribed,     // accepted by the service
+        resubscribing,  // accepted before, and asks again
+    };
+
+    bool is_subscribed() const;
+    bool is_subscribing() const;
+    void enter_subscribing();
+    void leave_subscribing();
+
+    void subscribe();
+    void subscribe_retry();
+    void start_subscribing();
+    void arm_subscribe_timer();
+    void double_subscribe_delay();
+    void config_changed_timer();
+    bool radios_are_served();
+
+    driver_interface& drv_;
+    timer_list& timers_;
+    outgoing_messages& messages_;
+    radio_settings& settings_;
+    state state_ = state::idle;
+    const std::int32_t first_subscribe_delay_;  // seconds
+    std::int32_t subscribe_delay_;              // seconds to the next repetition
+};
+
+}  // namespace rfcd
