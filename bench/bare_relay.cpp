@@ -1,7 +1,7 @@
-// bare_relay PORT: the roaming relay with nothing but the WebSocket library and the bus, in one
-// thread: no queues, no reconnecting, no pings, no log. It is what anything built on the two can at
-// best come to, and may look at the bus more often than a program that has to cost nothing at rest.
-// Ends with the connection.
+// bare_relay PORT: the roaming relay on nothing but the WebSocket library and the bus, in one
+// thread: no queues, no reconnects, no pings, no log. It shows the best that a program on these two
+// can reach. It also polls the bus more often than a program that must cost nothing at rest. Ends
+// with the connection.
 #include <libwebsockets.h>
 #include <poll.h>
 
@@ -14,7 +14,7 @@
 
 namespace {
 
-// As large as the daemon's, so that like is compared with like.
+// The same as the daemon's, so that the comparison is fair.
 constexpr std::size_t buffer_size = 64 << 10;
 constexpr unsigned bridge_module = 2;
 constexpr std::uint8_t roaming_peer = 3;
@@ -58,7 +58,7 @@ bool send_one(relay& r, lws* wsi) {
 
 bool flushes(lws* wsi) { return lws_partial_buffered(wsi) != 0; }
 
-// Waits for the socket, and for the bus only as long as between two looks at it.
+// Waits for the socket, at most until the next poll of the bus.
 bool socket_is_ready(lws* wsi) {
     const auto events = static_cast<short>(POLLIN | (flushes(wsi) ? POLLOUT : 0));
     pollfd socket{lws_get_socket_fd(wsi), events, 0};
@@ -85,6 +85,7 @@ int main(int argc, char** argv) {
     info.user = &r;
     info.pt_serv_buf_size = buffer_size;
     lws_context* const context = lws_create_context(&info);
+
     lws_client_connect_info connect{};
     connect.context = context;
     connect.address = connect.host = connect.origin = "127.0.0.1";

@@ -1,4 +1,4 @@
-// The benchmarks, each on the calling thread, with a world of its own.
+// The benchmarks. Each runs on the calling thread in a world of its own.
 #pragma once
 
 #include <string>
@@ -7,20 +7,20 @@
 
 namespace bench {
 
-// Messages through the roaming relay, beside a bare relay on the library and one in Node.js.
+// The roaming relay, compared with a bare relay on the same library and with one in Node.js.
 void measure_relay(results& r);
-// Has measure_relay measure the daemon and the bare relay on the WebSocket library in this folder
-// as well.
+// Makes measure_relay also measure the daemon and the bare relay on the WebSocket library in this
+// folder.
 void use_patched_library(const std::string& folder);
-// From a request of the RRM service to its answer, and the share of the local bus in it.
+// The time from a request of the RRM service to its response, and the share of the local bus in it.
 void measure_round_trip(results& r);
-// What the daemon costs while nothing happens, in each mode.
+// The cost of an idle daemon in each mode.
 void measure_idle(results& r);
-// From the start of the process to the first message of a subscription.
+// The time from the start of the process to its subscription.
 void measure_start(results& r);
-// Large messages: time and memory, and how they grow.
+// Time and memory for large messages, and how they grow with the size.
 void measure_large(results& r);
-// Many daemons against one service that drops them all.
+// Many daemons and one service that drops all their connections.
 void measure_fleet(results& r);
 
 }  // namespace bench

@@ -1,4 +1,4 @@
-// What daemons cost at rest, alone and in a crowd.
+// The cost of idle daemons: one, and two hundred.
 #include <filesystem>
 #include <stdexcept>
 
@@ -18,9 +18,11 @@ constexpr int fleet_size = 200;
 
 void measure_idle_one(results& r, const char* mode, pid_t pid) {
     std::this_thread::sleep_for(2s);
+
     const double cpu = cpu_seconds(pid);
     const long switches = context_switches(pid);
     std::this_thread::sleep_for(idle_time);
+
     const double seconds = std::chrono::duration<double>(idle_time).count();
     const auto fds = std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/fd");
     r.row(mode, {(cpu_seconds(pid) - cpu) / seconds * 100,
@@ -31,12 +33,55 @@ void measure_idle_one(results& r, const char* mode, pid_t pid) {
                  static_cast<double>(std::distance(begin(fds), end(fds)))});
 }
 
+using daemons = std::vector<std::unique_ptr<lab::daemon>>;
+
+daemons start_fleet(transcript& story, std::uint16_t port) {
+    daemons fleet;
+    for (int i = 0; i < fleet_size; ++i) {
+        const std::string folder = "/tmp/daemon-" + std::to_string(i);
+        std::filesystem::create_directories(folder);
+        fleet.push_back(std::make_unique<lab::daemon>(
+            story,
+            lab::daemon::settings{{"mac-list-service-url", loopback_url(port, "/mac-lists")},
+                                  {"initial_connection_delay", "5"},
+                                  {"max_connection_delay", "60"}},
+            std::vector<std::string>{}, folder));
+        std::this_thread::sleep_for(25ms);
+    }
+    return fleet;
+}
+
+// When each daemon of the fleet came back after all were dropped, in seconds, for a minute at most.
+std::vector<double> times_of_return(const cloud_service& cloud) {
+    const auto start = clock_type::now();
+    std::vector<double> returns;
+
+    while (returns.size() < fleet_size && clock_type::now() - start < 60s) {
+        const auto back = cloud.connections_so_far() - fleet_size;
+        const double now = std::chrono::duration<double>(clock_type::now() - start).count();
+        while (returns.size() < back) returns.push_back(now);
+        std::this_thread::sleep_for(10ms);
+    }
+    return returns;
+}
+
+// The largest number of values within one second; the values ascend.
+std::size_t most_in_one_second(const std::vector<double>& seconds) {
+    std::size_t most = 0;
+    for (std::size_t i = 0, j = 0; i < seconds.size(); ++i) {
+        while (seconds[i] - seconds[j] > 1) ++j;
+        most = std::max(most, i - j + 1);
+    }
+    return most;
+}
+
 }  // namespace
 
 void measure_idle(results& r) {
     r.table("idle and connected, 20 s",
             {"% of a core", "wake-ups/s", "resident MB", "own MB", "threads", "descriptors"});
     transcript story(nullptr);
+
     {
         roaming_world::options options;
         options.log_level = "1";
@@ -44,6 +89,7 @@ void measure_idle(results& r) {
         world.wait_linked();
         measure_idle_one(r, "roaming", world.agent->process().pid());
     }
+
     for (const auto which : {service_world::service::rrm, service_world::service::wids}) {
         const bool rrm = which == service_world::service::rrm;
         service_world world(story, which);
@@ -66,22 +112,11 @@ void measure_fleet(results& r) {
     cloud_service cloud(story);
     cloud.narrate(false);
     write_file("/tmp/factory", "MAC: 00:11:22:33:44:50\n");
-    std::vector<std::unique_ptr<lab::daemon>> fleet;
-    for (int i = 0; i < fleet_size; ++i) {
-        const std::string folder = "/tmp/daemon-" + std::to_string(i);
-        std::filesystem::create_directories(folder);
-        fleet.push_back(std::make_unique<lab::daemon>(
-            story,
-            lab::daemon::settings{
-                {"mac-list-service-url", loopback_url(cloud.port(), "/mac-lists")},
-                {"initial_connection_delay", "5"},
-                {"max_connection_delay", "60"}},
-            std::vector<std::string>{}, folder));
-        std::this_thread::sleep_for(25ms);
-    }
+    const daemons fleet = start_fleet(story, cloud.port());
     if (!wait_until([&] { return cloud.connected() == fleet_size; }, 60s)) {
         throw std::runtime_error("the fleet did not connect");
     }
+
     double own = 0;
     double share = 0;
     for (const auto& d : fleet) {
@@ -89,25 +124,15 @@ void measure_fleet(results& r) {
         own += static_cast<double>(memory.own) / 1000;
         share += static_cast<double>(memory.proportional) / 1000;
     }
+
     cloud.reset_all();
-    const auto start = clock_type::now();
-    std::vector<double> returns;
-    while (returns.size() < fleet_size && clock_type::now() - start < 60s) {
-        const auto back = cloud.connections_so_far() - fleet_size;
-        const double now = std::chrono::duration<double>(clock_type::now() - start).count();
-        while (returns.size() < back) returns.push_back(now);
-        std::this_thread::sleep_for(10ms);
-    }
+    const auto returns = times_of_return(cloud);
+
     r.table("200 daemons, dropped all at once",
             {"back", "first s", "median s", "last s", "most in 1 s", "own MB", "share MB"});
-    std::size_t most = 0;
-    for (std::size_t i = 0, j = 0; i < returns.size(); ++i) {
-        while (returns[i] - returns[j] > 1) ++j;
-        most = std::max(most, i - j + 1);
-    }
     r.row("delay 5, started over 5 s",
           {static_cast<double>(returns.size()), percentile(returns, 0), median(returns),
-           percentile(returns, 1), static_cast<double>(most), own, share});
+           percentile(returns, 1), static_cast<double>(most_in_one_second(returns)), own, share});
     r.note("own and share: of all 200 together");
 }
 

@@ -1,10 +1,8 @@
-// A WebSocket service that takes as little of the processor as it can, so that a benchmark measures
-// its client: it sends bytes that were made before the clock started, and counts what arrives by
-// the heads of the frames alone. It serves one connection at a time, and goes on with the next one
-// when that has ended.
+// A WebSocket service that uses as little processor time as it can, so that a benchmark measures
+// its client. It sends bytes that were prepared before the clock started, and counts messages by
+// the heads of their frames. It serves one connection at a time.
 //
-// Belongs to the thread that measures. A thread of its own accepts, answers the handshake and
-// reads.
+// Belongs to the thread that measures. A thread of its own accepts, shakes hands and reads.
 #pragma once
 
 #include <atomic>
@@ -20,21 +18,21 @@
 
 namespace bench {
 
-// One message as a service sends it: a text frame without a mask.
+// One message as a service sends it: an unmasked text frame.
 std::string ready_frame(std::string_view text);
 
-// Finds the ends of messages in the bytes of a client.
+// Finds the ends of messages in the bytes that a client sends.
 class frame_counter {
   public:
-    // How many messages end in `bytes`, which follow those of the call before.
+    // How many messages end in `bytes`, the continuation of the previous call's bytes.
     long count(std::string_view bytes);
 
   private:
     std::size_t head_size() const;
     std::uint64_t payload_size() const;
 
-    std::string head_;        // of the frame that has begun, as far as it is there
-    std::uint64_t skip_ = 0;  // bytes of its payload that are still to come
+    std::string head_;        // of the current frame, as far as it has arrived
+    std::uint64_t skip_ = 0;  // bytes of its payload that have not arrived
 };
 
 class ready_service {
@@ -49,10 +47,10 @@ class ready_service {
     bool wait_connections(unsigned so_far) const;
     unsigned connections() const { return connections_; }
 
-    // Returns when the network has taken all of it. Throws std::runtime_error when it does not.
+    // Returns when the socket has accepted all bytes. Throws std::runtime_error when it fails.
     void send(std::string_view bytes);
 
-    // Whole messages that have arrived so far, and the wait for that many.
+    // The whole messages that have arrived so far; waiting for that many.
     long messages() const;
     bool wait_messages(long so_far, lab::milliseconds timeout);
 

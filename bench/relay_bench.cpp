@@ -21,7 +21,7 @@ struct load {
     int count;
 };
 
-// Each within what the bus keeps for a peer that falls behind.
+// Each load fits into what the bus keeps for a slow peer.
 constexpr load loads[] = {{"200 B", 200, 60'000},
                           {"4 KB", 4'000, 8'000},
                           {"64 KB", 64'000, 600},
@@ -43,10 +43,10 @@ enum class relay { daemon, bare, node };
 
 struct contender {
     relay which;
-    std::string library;  // the folder of the WebSocket library; Debian's without one
+    std::string library;  // the folder of the WebSocket library; empty for Debian's
 };
 
-// The bus, the service, peer 3, and what relays between them.
+// The bus, the service, peer 3, and the relay between them.
 class arena {
   public:
     explicit arena(const contender& c)
@@ -55,7 +55,7 @@ class arena {
         start(c);
         if (!service_.wait_connections(1)) throw std::runtime_error("no relay came");
 
-        // Once through before anything is measured.
+        // One message must pass before anything is measured.
         const bool relays = wait_until([&] {
             peer_.send_quietly(bridge_module, "warm");
             return service_.wait_messages(1, 100ms);
@@ -80,6 +80,7 @@ class arena {
         std::string frames;
         frames.reserve(frame.size() * static_cast<std::size_t>(l.count));
         for (int i = 0; i < l.count; ++i) frames += frame;
+
         wake_up();
         return measure([&] {
             service_.send(frames);
@@ -113,8 +114,8 @@ class arena {
         other_ = std::make_unique<child_process>(command, output_path);
     }
 
-    // After a rest, the daemon looks at the bus after up to 100 ms: the clock starts behind that.
-    // The messages at the service so far.
+    // An idle daemon polls the bus only every 100 ms, so the relay is woken before the clock
+    // starts. Returns the number of messages at the service so far.
     long wake_up() {
         const long before = service_.messages();
         peer_.received().clear();
@@ -127,7 +128,7 @@ class arena {
     }
     static bool is_go(const bus_peer::message& m) { return m.text == "go"; }
 
-    // What `transfer` takes of the clock and of the relay's processor time.
+    // How long `transfer` takes, and how much processor time of the relay.
     template <typename Transfer>
     cost measure(const Transfer& transfer) {
         const pid_t pid = (daemon_ ? daemon_->process() : *other_).pid();
@@ -146,17 +147,17 @@ class arena {
     std::unique_ptr<child_process> other_;
 };
 
-// Messages a second of small loads, megabytes a second of large ones.
+// Messages per second for small loads, megabytes per second for large ones.
 double rate(const load& l, double seconds) {
     const auto amount = l.size < 10'000 ? static_cast<double>(l.count)
                                         : static_cast<double>(l.size) * l.count / 1e6;
     return amount / seconds;
 }
 
-// What one contender did with one load in one direction.
+// The measurements of one contender with one load in one direction.
 struct runs {
     std::vector<double> rates;
-    std::vector<double> microseconds;  // of the processor, a message
+    std::vector<double> microseconds;  // of processor time per message
 
     void add(const load& l, const cost& c) {
         rates.push_back(rate(l, c.seconds));
@@ -180,7 +181,7 @@ std::vector<contender> contenders() {
     return all;
 }
 
-// One after the other, round by round, so that the machine's moods meet them alike.
+// Contenders take turns, so that a change of the machine's speed affects all of them.
 std::vector<both_ways> measure_all(const std::vector<contender>& all) {
     std::vector<both_ways> measured(all.size());
     for (int round = 0; round < rounds; ++round) {
@@ -195,7 +196,7 @@ std::vector<both_ways> measure_all(const std::vector<contender>& all) {
     return measured;
 }
 
-// The medians of what `values` picks of a contender's runs, with the ratios that are aimed at.
+// The median of the values that `values` picks for each contender, and the ratios between them.
 template <typename Values>
 std::vector<double> row_of(const std::vector<both_ways>& measured, const Values& values) {
     const auto value = [&](std::size_t who) { return median(values(measured[who])); };
@@ -233,7 +234,7 @@ void measure_relay(results& r) {
     show(r, "bus to service", measured, &both_ways::to_service);
     show(r, "service to bus", measured, &both_ways::to_bus);
     r.note("bare: the WebSocket library and the bus in one thread, and nothing else");
-    r.note("processor us: processor time of that process, a message");
+    r.note("processor us: processor time of that process per message");
     if (!patched_library.empty()) {
         r.note("patched: the daemon on libwebsockets with our patches, beside bare on the same");
     }

@@ -15,7 +15,8 @@ double milliseconds_since(clock_type::time_point start) {
     return std::chrono::duration<double, std::milli>(clock_type::now() - start).count();
 }
 
-// What one read of the configuration store takes, over the same bus and the same configd.
+// The median time of one read of the configuration store, over the same bus and from the same
+// configd.
 double store_read_ms(transcript& story) {
     bus_peer asker(story, "bench", 77);
     asker.narrate(false);
@@ -51,7 +52,8 @@ std::string large_fbt(int remotes) {
         const auto begin = one.find("\"vaps\":[") + 8;
         vaps += (i == 0 ? "" : ",") + one.substr(begin, one.rfind(']') - begin);
     }
-    // Texts as long as real keys are: 48 hexadecimal digits and more.
+
+    // Real keys are long: 48 hexadecimal digits and more.
     const std::string filler(120, 'f');
     for (auto at = vaps.find("\"key-"); at != std::string::npos; at = vaps.find("\"key-", at + 1)) {
         vaps.insert(at + 5, filler);
@@ -60,26 +62,24 @@ std::string large_fbt(int remotes) {
 }
 
 std::string scene_of(int neighbours) {
+    constexpr struct {
+        int band;
+        int channel;
+    } places[] = {{2, 1}, {5, 36}, {6, 5}};
     std::string list;
     for (int i = 0; i < neighbours; ++i) {
         char row[160];
         std::snprintf(
             row, sizeof row,
             R"(%s{"bssid":"02:00:00:00:%02x:%02x","band":%d,"channel":%d,"width":20,"rssi":-60})",
-            i == 0 ? "" : ",", i >> 8, i & 0xff,
-            i % 3 == 0   ? 2
-            : i % 3 == 1 ? 5
-                         : 6,
-            i % 3 == 0   ? 1
-            : i % 3 == 1 ? 36
-                         : 5);
+            i == 0 ? "" : ",", i >> 8, i & 0xff, places[i % 3].band, places[i % 3].channel);
         list += row;
     }
     return "[" + list + "]";
 }
 
-// Processor time and growth of the peak memory for one piece of work of a fresh daemon; the work
-// answers the size of the message.
+// Measures the processor time and the growth of the peak memory for one message to a fresh daemon.
+// `work` returns the size of the message.
 void measure_one(results& r, const std::string& name, service_world& world,
                  const std::function<std::size_t()>& work) {
     const pid_t pid = world.agent->process().pid();
@@ -90,6 +90,55 @@ void measure_one(results& r, const std::string& name, service_world& world,
     r.row(name, {megabytes, (cpu_seconds(pid) - cpu) * 1000, peak, peak / megabytes});
 }
 
+// Reports of five sweeps that hear many access points.
+void measure_large_reports(results& r) {
+    for (const int neighbours : {250, 500, 1000}) {
+        quiet_world q;
+        q.world.point.scene.set("neighbours", scene_of(neighbours));
+        measure_one(r, "report, 5 x " + std::to_string(neighbours), q.world, [&] {
+            q.world.cloud.send(message::update(true));
+            return q.world.expect("rrm-response", 60s).size();
+        });
+    }
+}
+
+// Fast transition of 32 VAPs with many remote key holders.
+void measure_large_fast_transition(results& r) {
+    for (const int remotes : {256, 512, 1025}) {
+        quiet_world q;
+        const std::string text = large_fbt(remotes);
+        q.world.send_and_settle(message::use_80211r(true));
+        measure_one(r, "fbt-info, 32 x " + std::to_string(remotes), q.world, [&] {
+            q.world.send_and_settle(text);
+            return text.size();
+        });
+    }
+}
+
+void measure_large_mac_lists(results& r) {
+    for (const int macs : {125'000, 250'000, 500'000}) {
+        transcript story(nullptr);
+        service_world world(story, service_world::service::wids);
+        world.cloud.narrate(false);
+        world.start_daemon({{"log_level", "1"}});
+        world.cloud.wait_connections(1);
+
+        std::string text = R"({"service":"wids-mac-service","Name":"list-of-building-7","black":[)";
+        for (int i = 0; i < macs; ++i) {
+            if (i != 0) text += ",";
+            text += R"("02:00:00:00:00:01")";
+        }
+        text += "]}";
+
+        measure_one(r, "MAC list of " + std::to_string(macs), world, [&] {
+            world.cloud.send(text);
+            world.point.network.requests().take(60s);
+            return text.size();
+        });
+        world.agent->stop();
+    }
+}
+
 }  // namespace
 
 void measure_round_trip(results& r) {
@@ -98,12 +147,14 @@ void measure_round_trip(results& r) {
     std::vector<double> times;
     constexpr int count = 300;
     const unsigned reads_before = q.world.point.config.requests();
+
     for (int i = 0; i < count; ++i) {
         const auto start = clock_type::now();
         q.world.cloud.send(message::request_mode());
         q.world.expect("rrm-mode-response");
         times.push_back(milliseconds_since(start));
     }
+
     const double reads = (q.world.point.config.requests() - reads_before) / double(count);
     const double bus = reads * read_ms;
     r.table("\"rrm-request-mode\" to its answer, ms",
@@ -120,6 +171,7 @@ void measure_start(results& r) {
         service_world world(story, service_world::service::rrm);
         world.cloud.narrate(false);
         world.point.start_hostapd();
+
         const auto start = clock_type::now();
         world.start_daemon({{"log_level", "1"}});
         world.expect("subscribe-request");
@@ -133,39 +185,9 @@ void measure_start(results& r) {
 
 void measure_large(results& r) {
     r.table("large messages", {"MB", "processor ms", "peak, MB", "peak/size"});
-    for (const int neighbours : {250, 500, 1000}) {
-        quiet_world q;
-        q.world.point.scene.set("neighbours", scene_of(neighbours));
-        measure_one(r, "report, 5 x " + std::to_string(neighbours), q.world, [&] {
-            q.world.cloud.send(message::update(true));
-            return q.world.expect("rrm-response", 60s).size();
-        });
-    }
-    for (const int remotes : {256, 512, 1025}) {
-        quiet_world q;
-        const std::string text = large_fbt(remotes);
-        q.world.send_and_settle(message::use_80211r(true));
-        measure_one(r, "fbt-info, 32 x " + std::to_string(remotes), q.world, [&] {
-            q.world.send_and_settle(text);
-            return text.size();
-        });
-    }
-    for (const int macs : {125'000, 250'000, 500'000}) {
-        transcript story(nullptr);
-        service_world world(story, service_world::service::wids);
-        world.cloud.narrate(false);
-        world.start_daemon({{"log_level", "1"}});
-        world.cloud.wait_connections(1);
-        std::string text = R"({"service":"wids-mac-service","Name":"list-of-building-7","black":[)";
-        for (int i = 0; i < macs; ++i) text += i == 0 ? "" : ",", text += R"("02:00:00:00:00:01")";
-        text += "]}";
-        measure_one(r, "MAC list of " + std::to_string(macs), world, [&] {
-            world.cloud.send(text);
-            world.point.network.requests().take(60s);
-            return text.size();
-        });
-        world.agent->stop();
-    }
+    measure_large_reports(r);
+    measure_large_fast_transition(r);
+    measure_large_mac_lists(r);
     r.note("the growth of the peak over the idle daemon; one daemon a row");
 }
 

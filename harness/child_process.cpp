@@ -26,11 +26,13 @@ child_process::child_process(const std::vector<std::string>& arguments,
     posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, output_path.c_str(),
                                      O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0644);
     posix_spawn_file_actions_adddup2(&files, STDOUT_FILENO, STDERR_FILENO);
-    // Whatever the caller was started with, the child begins with three descriptors.
+
+    // The child inherits no other descriptor, whatever the caller was started with.
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         const int descriptor = std::stoi(entry.path().filename());
         if (descriptor > STDERR_FILENO) posix_spawn_file_actions_addclose(&files, descriptor);
     }
+
     const int error = posix_spawnp(&pid_, argv[0], &files, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&files);
     if (error != 0) throw std::system_error(error, std::generic_category(), arguments[0]);

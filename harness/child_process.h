@@ -1,5 +1,5 @@
-// A process that the lab starts and ends: the daemon, the broker, hostapd. It is killed at the
-// latest when this object goes.
+// A process that the lab or a test starts and ends: the daemon, the broker, hostapd. The destructor
+// kills it if it still runs.
 #pragma once
 
 #include <sys/types.h>
@@ -14,7 +14,7 @@ namespace lab {
 
 class child_process {
   public:
-    // Starts `arguments[0]` with its standard output and error in a new file at `output_path`.
+    // Starts `arguments[0]`; its standard output and error go to a new file at `output_path`.
     // Throws std::system_error when it cannot be started.
     child_process(const std::vector<std::string>& arguments, const std::string& output_path);
     child_process(const child_process&) = delete;
@@ -22,13 +22,13 @@ class child_process {
     ~child_process();
 
     pid_t pid() const { return pid_; }
-    // Null while it runs; then the exit status, or 128 plus the number of the signal that ended it.
+    // The exit status, or 128 plus the number of the signal that ended it; null while it runs.
     std::optional<int> status();
     bool running() { return !status(); }
     void signal(int number) const;
-    // Waits for the end; null when it did not come in time.
+    // Waits for the end; null when it does not come in time.
     std::optional<int> wait(milliseconds timeout = patience);
-    // SIGTERM, the wait, SIGKILL when that was not enough. Its status.
+    // Sends SIGTERM, waits, and sends SIGKILL if that was not enough. Returns its status.
     int stop(milliseconds timeout = patience);
 
   private:
@@ -39,7 +39,7 @@ class child_process {
 // Throws std::runtime_error outside of tools/sandbox.
 void require_sandbox();
 
-// The whole file, empty when there is none.
+// The whole file; empty when it cannot be read.
 std::string read_file(const std::string& path);
 // Throws std::runtime_error when it cannot be written.
 void write_file(const std::string& path, const std::string& text);

@@ -1,4 +1,4 @@
-// Messages that arrive on one thread and are looked at on another.
+// Messages that one thread puts in and another takes out.
 #pragma once
 
 #include <condition_variable>
@@ -27,12 +27,13 @@ class inbox {
         return take_matching([](const Message&) { return true; }, timeout);
     }
 
-    // The oldest message that `matches`; those before it are dropped.
+    // The oldest message that `matches`, waiting for one up to `timeout`; drops those before it.
     template <typename Predicate>
     std::optional<Message> take_matching(const Predicate& matches,
                                          milliseconds timeout = patience) {
         const auto deadline = std::chrono::steady_clock::now() + timeout;
         std::unique_lock guard(lock_);
+
         while (true) {
             while (!messages_.empty()) {
                 Message message = std::move(messages_.front());

@@ -1,5 +1,4 @@
-// Waiting for what other threads and processes bring about: always for a condition, always with a
-// deadline.
+// Waiting for other threads and processes: always for a condition, always with a deadline.
 #pragma once
 
 #include <chrono>
@@ -11,7 +10,7 @@ using std::chrono_literals::operator""ms;
 using std::chrono_literals::operator""s;
 using milliseconds = std::chrono::milliseconds;
 
-inline constexpr milliseconds patience{15000};  // for what should take a moment
+inline constexpr milliseconds patience{15000};  // for what takes a moment when all is well
 
 template <typename Condition>
 bool wait_until(const Condition& condition, milliseconds timeout = patience) {

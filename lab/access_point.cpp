@@ -31,7 +31,7 @@ void write_program(const std::string& path, const std::string& text) {
     chmod(path.c_str(), 0755);
 }
 
-// What a wide channel's primary is called, from its place in the block.
+// The name of the primary channel's place in an 80 MHz block.
 std::string sideband_80(int channel, int first_channel_of_block) {
     constexpr const char* names[] = {"ll", "lu", "ul", "uu"};
     return names[((channel - first_channel_of_block) / 4) & 3];
@@ -43,16 +43,17 @@ std::string hostapd_configuration(const std::string& ifname, const std::string& 
            (band_2 ? "\nhw_mode=g\nchannel=6\n" : "\nhw_mode=a\nchannel=36\n");
 }
 
-// The lab writes where a machine keeps its own: it does so nowhere else than in the sandbox.
+// The lab overwrites system files, so it refuses to run outside of the sandbox.
 std::string sandboxed(std::string path) {
     require_sandbox();
     return path;
 }
 
-// Removes what an earlier access point of this sandbox, and the daemon on it, left behind.
+// Removes what an earlier access point of this sandbox and its daemon left behind.
 void clear_leftovers() {
     std::filesystem::remove(command_list);
     std::filesystem::remove("/tmp/factory");  // empty when a daemon ran without an access point
+
     for (const auto& device : std::filesystem::directory_iterator("/sys/class/net")) {
         std::filesystem::remove_all(device);
     }
@@ -111,6 +112,7 @@ system_log::system_log(transcript& story)
     if (bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
         throw std::runtime_error("no system log in this sandbox");
     }
+
     const timeval moment{0, 50'000};
     setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &moment, sizeof moment);
     thread_ = std::thread([this] { listen(); });
@@ -127,10 +129,12 @@ void system_log::listen() {
         char line[2048];
         const ssize_t size = recv(socket_, line, sizeof line, 0);
         if (size <= 0) continue;
+
         // "<30>Nov 22 10:00:00 RFCD[7]: text"
         std::string text(line, static_cast<std::size_t>(size));
         const auto head = text.find("RFCD[");
         if (head != std::string::npos) text.erase(0, head);
+
         story_.add("syslog", "", shortened(text));
         lines_.put(text);
     }
@@ -145,7 +149,9 @@ access_point::access_point(transcript& story)
       scan_listener(story, "peer 34", scan_listener_module),
       story_(story) {
     clear_leftovers();
+
     for (const auto& vap : enabled_vaps()) set_device(system_ifname(vap), true);
+
     write_program("/bin/factory", std::string("#!/bin/sh\n"
                                               "echo 'Board: AP-3000'\n"
                                               "echo 'HW Rev: 2.1'\n"
@@ -155,6 +161,7 @@ access_point::access_point(transcript& story)
     write_program("/bin/wpa_cli", std::string("#!/bin/sh\n"
                                               "echo \"$*\" >> ") +
                                       command_list + "\nexec " + wpa_cli + " \"$@\"\n");
+
     write_file("/var/run/hostapd-channels-wlan0", "1 2 3 4 5 6 7 8 9 10 11 12 13\n");
     write_file("/var/run/hostapd-channels-wlan2", "1 5 9 13 17 21 25 29 33 37 41 45 49 53\n");
     scan_listener.narrate(false);
@@ -187,10 +194,12 @@ void access_point::start_hostapd(bool tell) {
                                         ifname.starts_with("wlan0")));
         command.push_back(path);
     }
+
     child_process starter(command, "/tmp/hostapd.out");
     const bool up =
         starter.wait() == 0 && wait_until([] { return !read_file(hostapd_pid_file).empty(); });
     if (!up) throw std::runtime_error("hostapd did not start: " + read_file("/tmp/hostapd.log"));
+
     story_.add("hostapd", "", "started, " + std::to_string(command.size() - 8) + " VAPs");
     if (tell) notify("hostapd_started");
 }
@@ -198,6 +207,7 @@ void access_point::start_hostapd(bool tell) {
 void access_point::stop_hostapd() {
     const auto pid = static_cast<pid_t>(std::atol(read_file(hostapd_pid_file).c_str()));
     if (pid <= 0) return;
+
     kill(pid, SIGTERM);
     wait_until([] { return !std::filesystem::exists(hostapd_pid_file); });
     story_.add("hostapd", "", "stopped");
@@ -232,10 +242,11 @@ void access_point::notify(const std::string& name) {
     write_file("/tmp/.skylark_notify", "");
 }
 
-// What networkd does with a setting: the store holds it, and the radio goes there.
+// What networkd does with a setting: changes the store, and moves the radio.
 void access_point::apply(const std::string& ifname, const std::string& key,
                          const std::string& value) {
     store.set("/interface/" + ifname + "/wlan/radio/" + key, value);
+
     if (key == "channel") scene.set_radio(ifname, "channel", value);
     if (key == "bandwidth") {
         scene.set_radio(ifname, "width", value);

@@ -1,7 +1,7 @@
 // The simulated access point around the daemon: configuration store, network daemon, scan listener,
-// radios on a scene, network devices, factory information, the system log, and a real hostapd that
-// is spoken to through the real wpa_cli. All of it lives in the sandbox's own /tmp, /run,
-// /sys/class/net, /bin and /dev. One a sandbox.
+// radios with a scene, network devices, factory information, the system log, and a real hostapd
+// with the real wpa_cli. All of it lives in the sandbox's own /tmp, /run, /sys/class/net, /bin and
+// /dev. There can be one in a sandbox.
 #pragma once
 
 #include <memory>
@@ -29,7 +29,7 @@ class radio_scene_file {
     std::mutex lock_;  // guards the file
 };
 
-// What processes of the access point write to the system log.
+// Receives what processes of the access point write to the system log.
 class system_log {
   public:
     explicit system_log(transcript& story);
@@ -53,22 +53,22 @@ class access_point {
   public:
     static constexpr const char* board_mac = "00:11:22:33:44:50";
 
-    // Everything but hostapd is up when it returns. The bus must be up.
+    // Everything except hostapd is up when it returns. The bus must be up before.
     explicit access_point(transcript& story);
     access_point(const access_point&) = delete;
     access_point& operator=(const access_point&) = delete;
     ~access_point();
 
-    // hostapd, with one process for all VAPs that the store enables. Starting tells the daemon by
-    // its notify files, as the access point's own scripts do.
+    // Starts one hostapd for all VAPs that the store enables. With `notify`, tells the daemon by
+    // the notify files, as the access point's own scripts do.
     void start_hostapd(bool notify = true);
     void stop_hostapd();
-    // What hostapd holds for an interface, one neighbour a line.
+    // The neighbours that hostapd keeps for an interface, one a line.
     std::string neighbours(const std::string& ifname) const;
-    // The commands that were given to wpa_cli since the last call, one a line.
+    // The arguments of every wpa_cli since the last call, one call a line.
     std::string take_commands();
 
-    // A network device appears, changes its state, or goes.
+    // Makes a network device appear, changes its state, or removes it.
     static void set_device(const std::string& name, bool up);
     static void remove_device(const std::string& name);
     // Creates /tmp/.skylark_notify_NAME and the master file.
@@ -88,7 +88,7 @@ class access_point {
     transcript& story_;
 };
 
-// The interface name that the system uses for a VAP: that of the radio for its VAP 0.
+// The interface name that the system uses for a VAP: VAP 0 has the name of its radio.
 std::string system_ifname(const std::string& vap_ifname);
 
 }  // namespace lab

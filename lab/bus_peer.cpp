@@ -46,15 +46,17 @@ bool bus_peer::send_quietly(std::uint8_t to, std::string_view text) {
 
 void bus_peer::listen() {
     while (!stopping_) {
-        // A broker that was started anew is joined again.
+        // Join again when the broker was restarted.
         if (peermsg_get_moduleloop(receiver_.get()) == 0 &&
             peermsg_peer_start(receiver_.get()) != 0) {
             std::this_thread::sleep_for(20ms);
             continue;
         }
+
         const auto block =
             standin::wait_new_text(*receiver_, std::chrono::steady_clock::now() + 20ms);
         if (!block) continue;
+
         message arrived{head_of(block).source, std::string(text_of(block))};
         if (narrate_) story_.add(name_, "<-", shortened(arrived.text));
         if (handler_) {

@@ -1,5 +1,5 @@
-// A module of the local bus in the lab. A thread of its own takes what arrives; sending is safe
-// from any thread.
+// A module on the local bus of the lab. It receives on a thread of its own; sending is safe from
+// any thread.
 #pragma once
 
 #include <atomic>
@@ -24,9 +24,9 @@ class bus_peer {
         std::string text;
     };
 
-    // Joins the bus as `module`; `name` is how the transcript calls it. What arrives is given to
-    // `handler` on the peer's thread, or goes to the inbox when there is none. Throws
-    // std::runtime_error when the bus cannot be joined.
+    // Joins the bus as `module`; the transcript shows it as `name`. Gives each message to `handler`
+    // on the peer's thread, or puts it into the inbox without one. Throws std::runtime_error when
+    // it cannot join the bus.
     bus_peer(transcript& story, std::string name, std::uint8_t module,
              std::function<void(bus_peer&, const message&)> handler = nullptr);
     bus_peer(const bus_peer&) = delete;
@@ -34,10 +34,10 @@ class bus_peer {
     ~bus_peer();
 
     void send(std::uint8_t to, std::string_view text);
-    // The same without a line in the transcript, for crowds.
+    // Sends without a line in the transcript. False when the bus did not take it.
     bool send_quietly(std::uint8_t to, std::string_view text);
     inbox<message>& received() { return received_; }
-    // Off: what arrives leaves no line in the transcript.
+    // Whether messages that arrive get a line in the transcript.
     void narrate(bool on) { narrate_ = on; }
 
   private:
@@ -57,7 +57,7 @@ class bus_peer {
     std::thread thread_;
 };
 
-// A connected process without a module number; one text, then gone.
+// Sends one text from a connection without a module number. False when the bus did not take it.
 bool send_to_bus(std::uint8_t to, std::string_view text);
 
 }  // namespace lab

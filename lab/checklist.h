@@ -1,5 +1,5 @@
-// What a scenario promises to show: each promise is checked and told as it is kept or broken, and
-// counted for the summary. Used on the scenario's thread.
+// The checks of a scenario: each is written to the transcript as it is made, and counted for the
+// summary. Used on the scenario's thread.
 #pragma once
 
 #include <string>
@@ -12,10 +12,10 @@ class checklist {
   public:
     explicit checklist(transcript& story) : story_(story) {}
 
-    // Tells and counts; answers `kept`.
+    // Writes the promise and whether it was kept. Returns `kept`.
     bool check(const std::string& promise, bool kept);
-    // Prints the summary. The exit status of the scenario: 0 when every promise was kept and there
-    // was at least one.
+    // Writes the summary. Returns the exit status of the scenario: 0 when it made at least one
+    // check and every promise was kept.
     int summary(const std::string& scenario);
 
   private:

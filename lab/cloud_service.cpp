@@ -48,12 +48,14 @@ void cloud_service::come_up() {
     info.uid = -1;
     info.user = this;
     info.pt_serv_buf_size = write_piece;
-    // A port that was in use a moment ago is ours again soon.
+
+    // The port may still be in use for a moment after the service went down.
     if (!wait_until([&] { return (context_ = lws_create_context(&info)) != nullptr; })) {
         throw std::runtime_error("the service cannot listen");
     }
     port_ = static_cast<std::uint16_t>(
         lws_get_vhost_listen_port(lws_get_vhost_by_name(context_, "default")));
+
     stopping_ = false;
     thread_ = std::thread([this] { serve(); });
 }
@@ -62,6 +64,7 @@ void cloud_service::go_down() {
     if (!thread_.joinable()) return;
     post([this] { stopping_ = true; });
     thread_.join();
+
     lws_context_destroy(context_);
     context_ = nullptr;
     open_.clear();
@@ -72,7 +75,7 @@ void cloud_service::serve() {
     while (!stopping_) lws_service(context_, 0);
 }
 
-// Nothing happens while the service is down.
+// Runs a task on the service's thread; drops it while the service is down.
 void cloud_service::post(std::function<void()> task) {
     if (context_ == nullptr) return;
     {
@@ -178,6 +181,7 @@ void cloud_service::on_connected(lws* wsi) {
         last_request_ = made;
     }
     open_.emplace(wsi, connection{});
+
     if (narrate_) {
         story_.add(name_, "", "connection accepted: " + made.path + ", " + made.subprotocol);
     }
@@ -189,6 +193,7 @@ void cloud_service::on_received(lws* wsi, const void* in, std::size_t length) {
     auto& c = open_.at(wsi);
     c.incoming.append(static_cast<const char*>(in), length);
     if (lws_remaining_packet_payload(wsi) != 0 || lws_is_final_fragment(wsi) == 0) return;
+
     if (narrate_) story_.add(name_, "<-", shortened(c.incoming));
     received_.put(std::move(c.incoming));
     c.incoming.clear();
@@ -207,6 +212,7 @@ int cloud_service::on_writeable(lws* wsi) {
         lws_callback_on_writable(wsi);
         return 0;
     }
+
     c.outgoing.clear();
     c.next = 0;
     if (!c.close) return 0;

@@ -1,7 +1,6 @@
 // The cloud of the lab: a WebSocket service on the loopback network that daemons connect to. It
-// serves on a thread of its own; every operation here is safe from any other.
-//
-// Down and up again keep the port. What arrives goes to the inbox as whole messages.
+// serves on a thread of its own; every operation is safe from any other thread. It keeps its port
+// when it goes down and comes up again. Whole messages go to the inbox.
 #pragma once
 
 #include <atomic>
@@ -33,7 +32,7 @@ class cloud_service {
         std::string subprotocol;
     };
 
-    // Serves at once. `name` is how the transcript calls it.
+    // Serves at once, on a free port when `port` is 0. The transcript shows it as `name`.
     explicit cloud_service(transcript& story, std::string name = "cloud", std::uint16_t port = 0);
     cloud_service(const cloud_service&) = delete;
     cloud_service& operator=(const cloud_service&) = delete;
@@ -43,31 +42,30 @@ class cloud_service {
 
     // Sends to every connection.
     void send(std::string text, frame kind = frame::text);
-    // The same text many times, without a line in the transcript.
+    // Sends the same text many times, without a line in the transcript.
     void send_many(const std::string& text, int count);
-    // Ends every connection: with a close frame, or with a reset.
+    // Closes every connection: with a close frame, or with a TCP reset.
     void close_all();
     void reset_all();
-    // Takes nothing more from the connections until told to.
+    // Stops and resumes reading from the connections.
     void pause_reading();
     void resume_reading();
     void go_down();
     void come_up();
 
     inbox<std::string>& received() { return received_; }
-    // The next message, for which `matches` is true when given; throws std::runtime_error when none
-    // came in time.
+    // The next message; throws std::runtime_error when none comes in time.
     std::string expect(milliseconds timeout = patience);
-    // Connections open now, and made since the beginning.
+    // The connections that are open now, and all since the beginning.
     unsigned connected() const { return connected_; }
     unsigned connections_so_far() const { return connections_; }
     bool wait_connections(unsigned so_far, milliseconds timeout = patience) const;
     bool wait_disconnected(milliseconds timeout = patience) const;
     request last_request() const;
-    // Off: messages leave no line in the transcript.
+    // Whether messages get a line in the transcript.
     void narrate(bool on) { narrate_ = on; }
 
-    // For the library's callback, on the service's thread.
+    // Called by the library's callback, on the service's thread.
     int on_event(lws* connection, int reason, void* in, std::size_t length);
 
   private:

@@ -33,6 +33,7 @@ daemon::daemon(transcript& story, const settings& lines, const std::vector<std::
     std::string text;
     for (const auto& [key, value] : lines) text += key + "=" + value + "\n";
     write_file(configuration_path, text);
+
     auto command = prefix;
     command.insert(command.end(), daemon_command().begin(), daemon_command().end());
     command.insert(command.end(), {"-f", configuration_path});
@@ -53,7 +54,7 @@ unsigned daemon::count_log(const std::string& text) const {
 
 namespace {
 
-// What a process that should have ended waits for, by thread, and what it said last.
+// Prints what the threads of a process that should have ended wait for, and the end of its log.
 void show_stuck(pid_t pid, const std::string& log) {
     const std::string tasks = "/proc/" + std::to_string(pid) + "/task";
     for (const auto& task : std::filesystem::directory_iterator(tasks)) {
@@ -72,9 +73,11 @@ daemon::ending daemon::stop() {
     process_->signal(SIGTERM);
     process_->signal(SIGCONT);
     if (!process_->wait()) show_stuck(process_->pid(), log());
+
     const int status = process_->stop(0ms);
     const auto time =
         std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
+
     story_.add("rfcd", "",
                "SIGTERM: ended with status " + std::to_string(status) + " after " +
                    std::to_string(time.count()) + " ms");
@@ -114,8 +117,10 @@ void bus_broker::restart() {
         peermsg_release(probe);
         return sent;
     });
-    if (!ready)
+    if (!ready) {
         throw std::runtime_error("the broker did not start: " + read_file("/tmp/peermsgd.out"));
+    }
+
     story_.add("broker", "", "the local bus is up");
 }
 

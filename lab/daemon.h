@@ -1,6 +1,6 @@
-// The unmodified daemon as a process of the lab, run from a configuration file that the lab writes;
-// beside it the broker of its bus, and what a process uses of the machine. For the thread that
-// plays the scenario or runs the test.
+// The unmodified daemon as a process of the lab, with a configuration file that the lab writes; the
+// broker of its bus; and how much a process uses of the machine. Used on the thread that plays the
+// scenario or runs the test.
 #pragma once
 
 #include <cstdint>
@@ -19,19 +19,19 @@ class daemon {
   public:
     using settings = std::vector<std::pair<std::string, std::string>>;  // keys without "="
 
-    // Starts the daemon on a file with these lines, as the arguments of the command `prefix` when
-    // that is given. `folder` must exist and is where its files are kept: the configuration, and
-    // what it logs and prints.
+    // Starts the daemon with a file of these lines. The daemon's command is appended to `prefix`,
+    // for example to {"env", "NAME=value"}. The configuration and the output are kept in `folder`,
+    // which must exist.
     daemon(transcript& story, const settings& lines, const std::vector<std::string>& prefix = {},
            const std::string& folder = "/tmp");
 
     child_process& process() { return *process_; }
-    // What the daemon logged and printed so far.
+    // Everything that the daemon has logged and printed so far.
     std::string log() const { return read_file(output_path_); }
     bool wait_log(const std::string& text, milliseconds timeout = patience) const;
     unsigned count_log(const std::string& text) const;
 
-    // SIGTERM and the wait for the end, with the time that it took.
+    // Sends SIGTERM and waits for the end; how it ended and how long that took.
     struct ending {
         int status;
         milliseconds time;
@@ -44,19 +44,19 @@ class daemon {
     std::unique_ptr<child_process> process_;
 };
 
-// Has every later daemon started as `command` (a program and its first arguments), for one that is
-// built for another machine. Without it that is the daemon of this build.
+// Makes every later daemon run as `command`, a program and its first arguments, instead of the
+// daemon of this build. For a daemon that is built for another machine.
 void use_daemon(std::vector<std::string> command);
 
-// A prefix under which a process lives `speed` times as fast, or whose clock jumps to what the file
-// at `jump_path` says ("+3600").
+// Prefixes of a command: its clock runs `speed` times as fast, or jumps by what the file at
+// `jump_path` says ("+3600").
 std::vector<std::string> faster(unsigned speed);
 std::vector<std::string> jumping(const std::string& jump_path);
 
 // "ws://127.0.0.1:PORT/PATH"
 std::string loopback_url(std::uint16_t port, const std::string& path);
 
-// The broker of the local bus, ready when the constructor returns.
+// The broker of the local bus. It accepts connections when the constructor returns.
 class bus_broker {
   public:
     explicit bus_broker(transcript& story);
@@ -69,15 +69,15 @@ class bus_broker {
     std::unique_ptr<child_process> process_;
 };
 
-// A number from /proc/PID/status in kB, such as VmRSS.
+// A number of /proc/PID/status, such as VmRSS in kB; -1 when it is missing.
 long status_kilobytes(pid_t pid, const std::string& field);
-// The memory that is the process's own, and its share of all memory, in kB.
+// The memory of a process in kB: what it shares with nobody, and its proportional share of all.
 struct memory_shares {
     long own;
     long proportional;
 };
 memory_shares memory_of(pid_t pid);
-// The processor time that the process has used so far, and how often its threads were switched.
+// The processor time that a process has used so far, and how often its threads were switched.
 double cpu_seconds(pid_t pid);
 long context_switches(pid_t pid);
 

@@ -1,5 +1,5 @@
-// rfcd-lab SCENARIO [--daemon COMMAND ...]: plays one scenario in this sandbox and prints it. With
-// --daemon the daemon is started as this command, "qemu-aarch64-static path/rfcd" say.
+// rfcd-lab SCENARIO [--daemon COMMAND ...]: plays one scenario in this sandbox and prints what
+// happens. --daemon starts this command as the daemon, such as "qemu-aarch64-static path/rfcd".
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -19,7 +19,7 @@ constexpr struct {
     {"roaming", lab::play_roaming, "the roaming bridge between the service and the local bus"},
     {"wids", lab::play_wids, "the MAC lists of the WIDS service"},
     {"driver", lab::play_driver, "what the radio driver reads, hears, and tells hostapd"},
-    {"--stay", lab::stay, "an access point and a service to play with by typing"},
+    {"--stay", lab::stay, "an access point and a service to control by typing"},
 };
 
 int usage() {
@@ -34,6 +34,7 @@ int main(int argc, char** argv) {
     const bool other_daemon = argc > 3 && std::strcmp(argv[2], "--daemon") == 0;
     if (argc != 2 && !other_daemon) return usage();
     if (other_daemon) lab::use_daemon({argv + 3, argv + argc});
+
     for (const auto& scenario : scenarios) {
         if (std::strcmp(argv[1], scenario.name) != 0) continue;
         lab::transcript story(stdout);

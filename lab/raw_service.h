@@ -1,5 +1,5 @@
-// Services that are not the lab's own: those of raw_websocket.py, which misbehave or come from
-// another hand, as a process, and an address behind which there is nobody.
+// Services other than the lab's own: those of raw_websocket.py, which misbehave or are written by
+// others, each as a process; and an address at which nobody answers.
 #pragma once
 
 #include <arpa/inet.h>
@@ -23,7 +23,7 @@ class raw_service {
                    output_path) {}
 
     child_process& process() { return process_; }
-    // What the service has printed: a line a connection, and what a behaviour has to tell.
+    // What the service has printed: one line for each connection, and what the behaviour reports.
     std::string output() const { return read_file(output_path); }
     unsigned connections() const {
         const std::string lines = output();
@@ -39,13 +39,15 @@ class raw_service {
     child_process process_;
 };
 
-// An address that neither accepts nor refuses: a listener whose queue is full, so that the kernel
+// An address that neither accepts nor refuses: the queue of its listener is full, so the kernel
 // drops every further attempt.
 class black_hole {
   public:
     black_hole() {
-        for (int& descriptor : descriptors_)
+        for (int& descriptor : descriptors_) {
             descriptor = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+        }
+
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -55,6 +57,7 @@ class black_hole {
         listen(descriptors_[0], 0);
         getsockname(descriptors_[0], generic, &size);
         port_ = ntohs(address.sin_port);
+
         for (int i = 1; i < 4; ++i) connect(descriptors_[i], generic, size);
     }
     ~black_hole() {

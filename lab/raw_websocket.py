@@ -1,7 +1,7 @@
-"""WebSocket services that misbehave, or that speak frame by frame, independent of the lab's.
+"""WebSocket services that misbehave or send frame by frame, independent of the lab's own service.
 
-raw_websocket.py BEHAVIOUR PORT: listens on the loopback address and does what BEHAVIOUR says to
-every connection. Prints one line a connection. What a behaviour sends stands in its function.
+raw_websocket.py BEHAVIOUR PORT: listens on the loopback address and treats every connection as
+BEHAVIOUR says (see the function of that name). Prints a line for each connection.
 """
 import asyncio
 import base64
@@ -18,7 +18,7 @@ MESSAGE = b'{"text":"0123456789"}'
 
 
 def handshake(connection, answer=None):
-    """Reads the request and accepts it, or sends `answer` in place of the acceptance."""
+    """Reads the request, and accepts it or sends `answer` instead."""
     request = b""
     while b"\r\n\r\n" not in request:
         piece = connection.recv(4096)
@@ -43,7 +43,7 @@ def frame(opcode, payload=b"", final=True):
 
 
 def masked(payload):
-    """A text as only a client should mask it. The library reads it right when it is the first."""
+    """A masked text, as only a client may send it. libwebsockets reads it if it comes first."""
     key = b"\x01\x80\x00\xff"
     head = frame(TEXT, payload)[:-len(payload)]
     return (head[:1] + bytes([head[1] | 0x80]) + head[2:] + key +
@@ -51,7 +51,7 @@ def masked(payload):
 
 
 def numbered(size):
-    """A text in which no two places look alike."""
+    """A text that is different at every place, so that a lost or repeated piece shows."""
     return b"".join(b"%d " % number for number in range(size))[:size]
 
 
@@ -92,12 +92,12 @@ def one_byte_at_a_time(connection):
 
 
 def around_the_buffer(connection):
-    """Texts about as large as a receive buffer: a masked one, and 15 of each size. Three of those in
-    a row, the last in fragments with pings in between; twelve in two segments, cut around the ends
-    of the head, of a receive buffer and of the frame."""
+    """Texts about as large as a receive buffer: a masked one, then 15 of each size. The first three
+    of a size come in a row, the third in fragments with pings in between. The other twelve come in
+    two segments each, cut around the ends of the head, of a receive buffer, and of the frame."""
     handshake(connection)
     connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-    time.sleep(0.3)  # until the bus, too, has heard of the connection
+    time.sleep(0.3)  # until the daemon has told the bus about the connection
     connection.sendall(masked(numbered(5000)))
     for size in (edge + off for edge in (4096, 65536, 131072) for off in (-1, 0, 1)):
         text = numbered(size)
@@ -118,7 +118,7 @@ def around_the_buffer(connection):
 
 
 def with_the_handshake(connection):
-    """Frames in the very segment that accepts the connection."""
+    """Frames in the same segment as the acceptance of the connection."""
     class late:
         def __init__(self):
             self.sent = b""
@@ -173,7 +173,7 @@ def half_close(connection):
 
 
 def end_while_sending_is_blocked(connection):
-    """Reads nothing, and ends its own direction when the daemon's is full."""
+    """Reads nothing, and closes its own direction when the daemon's is full."""
     handshake(connection)
     time.sleep(0.5)
     connection.shutdown(socket.SHUT_WR)
@@ -212,7 +212,7 @@ def late_answer(connection):
 
 
 def redirect(connection):
-    """To this very service, which does the same again."""
+    """Redirects to this same service, which redirects again."""
     port = connection.getsockname()[1]
     handshake(connection, b"HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:%d/again\r\n"
               b"Content-Length: 0\r\n\r\n" % port)
@@ -220,7 +220,7 @@ def redirect(connection):
 
 
 def flood(connection):
-    """Messages without end, more than the daemon handles; a pong would lie behind all of them."""
+    """Sends messages without end, faster than the daemon handles them; a pong would come last."""
     handshake(connection)
     batch = frame(TEXT, b'{"service":"nobody","filler":"' + b"x" * 300 + b'"}') * 3000
     while True:
@@ -275,7 +275,7 @@ def serve_raw(behave, port):
 
 
 def serve_echo(port):
-    """A well-behaved service by another hand: sends every message back, compresses if it may."""
+    """A well-behaved service of another library: sends messages back; compresses if allowed."""
     import websockets
 
     async def echo(connection, *_):

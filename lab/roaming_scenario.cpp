@@ -38,6 +38,7 @@ void show_messages(roaming_world& world, checklist& list) {
         world.peer.send(bridge_module, text);
         list.check(std::string("bus to service: ") + name, world.cloud.expect() == text);
     }
+
     world.cloud.send("");
     world.peer.send(bridge_module, "");
     const std::string after = R"({"after":"the empty ones"})";
@@ -53,7 +54,7 @@ void show_status(roaming_world& world, checklist& list, const char* answer) {
                world.bus_hears(link_notice(answer)));
 }
 
-// Reads the ranges that the daemon drew its delays from, as it logged them.
+// The ranges that the daemon drew its delays from, as it logged them.
 std::string delay_ranges(const daemon& agent) {
     const std::string log = agent.log();
     const std::string mark = "Generate delay into ";
@@ -69,12 +70,15 @@ void show_reconnect(roaming_world& world, transcript& story, checklist& list) {
     world.cloud.go_down();
     story.add("cloud", "", "is down: its connections are closed, its port refuses");
     list.check("the bus hears that the link is down", world.bus_hears(link_notice("disconnected")));
-    // The second failed attempt is over when the third delay is drawn.
+
+    // The daemon draws the third delay after the second failed attempt.
     wait_until([&] { return world.agent->count_log("Generate delay into") >= 4; });
     show_status(world, list, "disconnected");
+
     world.cloud.come_up();
     story.add("cloud", "", "is up again");
     list.check("the daemon comes back by itself", world.wait_linked(2));
+
     const std::string ranges = delay_ranges(*world.agent);
     story.add("rfcd", "", "drew its delays, in seconds, from " + ranges);
     list.check("the delay grows with every failed attempt",
@@ -86,16 +90,20 @@ void show_reconnect(roaming_world& world, transcript& story, checklist& list) {
 
 int play_roaming(transcript& story) {
     checklist list(story);
+
     story.chapter("a roaming access point starts");
     roaming_world::options options;
     options.max_delay = 4;
     roaming_world world(story, options);
     show_first_connection(world, list);
+
     story.chapter("messages in both directions");
     show_messages(world, list);
     show_status(world, list, "connected");
+
     story.chapter("the service goes away and comes back");
     show_reconnect(world, story, list);
+
     story.chapter("the end");
     const auto ending = world.agent->stop();
     list.check("the daemon ends within two seconds, with status 0",

@@ -1,5 +1,5 @@
-// A roaming access point: the local bus with the daemon's peer on it, a cloud, and the daemon
-// between them. For the scenario, the system tests and the benchmarks, each on its own thread.
+// A roaming access point: the local bus with the daemon's peer, a cloud, and the daemon between
+// them. Used by the scenario, the system tests and the benchmarks, each on its own thread.
 #pragma once
 
 #include <memory>
@@ -15,7 +15,7 @@ inline constexpr std::uint8_t bridge_module = 2;
 inline constexpr std::uint8_t roaming_module = 3;
 inline constexpr const char* roaming_path = "/roam";
 
-// What the daemon tells the bus about its link.
+// The message by which the daemon tells the bus about its link.
 std::string link_notice(const std::string& command);
 
 class roaming_world {
@@ -30,9 +30,10 @@ class roaming_world {
     roaming_world(transcript& story, const options& chosen);
 
     daemon& start_daemon();
-    // Waits for the connection and for the bus to hear of it; the inboxes are empty then.
+    // Waits for the connection and for the bus to hear of it, then empties the cloud's inbox.
     bool wait_linked(unsigned connections_so_far = 1);
-    // The next message that peer 3 gets and that is no notice of the link.
+    // The next message that peer 3 receives, apart from notices of the link; throws
+    // std::runtime_error when none comes in time.
     std::string next_on_bus(milliseconds timeout = patience);
     bool bus_hears(const std::string& text, milliseconds timeout = patience);
 

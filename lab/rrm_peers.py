@@ -1,8 +1,8 @@
-"""What an installed daemon in RRM mode talks to: its configuration store and its service.
+"""The configuration store and the service of an installed daemon in RRM mode.
 
 rrm_peers.py BUS STORE PORT: answers "get" requests on the bus socket BUS from STORE, a JSON file of
-paths and values, and accepts every subscription on the loopback port PORT. Prints a line a
-subscription: "subscribed, radios up: 1 1 0" tells of three radios, the last of which is down.
+paths and values, and accepts every subscription on the loopback port PORT. Prints a line for each
+subscription: "subscribed, radios up: 1 1 0" means three radios, the last of which is down.
 """
 import asyncio
 import json
@@ -19,7 +19,7 @@ HEAD = struct.Struct("=IIBBB6x")  # magic, length of the text, kind, sender, add
 
 
 async def connect_bus(path):
-    """Waits for the broker. The name of a socket may be short only: the folder is entered."""
+    """Waits for the broker. Enters its folder, because the path of a socket must be short."""
     while True:
         try:
             os.chdir(os.path.dirname(path))
@@ -50,7 +50,7 @@ async def serve_subscriptions(connection, *_):
     while True:
         try:
             message = json.loads(await connection.recv())
-        except websockets.ConnectionClosed:  # a daemon that is killed says no word
+        except websockets.ConnectionClosed:  # a daemon that is killed does not say goodbye
             return
         if message["cmd"] != "subscribe-request":
             continue

@@ -18,7 +18,7 @@ bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-// The scenario's steps share the world, the story and the list of promises.
+// What the steps of the scenario share.
 struct session {
     explicit session(transcript& t) : story(t), list(t), world(t, service_world::service::rrm) {}
 
@@ -35,6 +35,7 @@ void show_subscription(session& s) {
     s.story.chapter("the access point starts, the daemon subscribes");
     s.world.point.start_hostapd();
     s.world.start_daemon();
+
     const std::string request = s.world.expect("subscribe-request");
     s.tell(describe_radios(request));
     s.list.check("the request names the domain and the board",
@@ -43,6 +44,7 @@ void show_subscription(session& s) {
     s.list.check(
         "it describes three radios that are up, and their six VAPs",
         contains(radio_in(request, 2), R"("status":1)") && describe_radios(request).size() == 9);
+
     s.world.cloud.send(message::subscribed(R"({"use-80211r":0})"));
     s.list.check("\"success\" sets the flag file for other processes",
                  wait_until(is_connected_flag_set));
@@ -56,6 +58,7 @@ void show_active_scan(session& s) {
         s.world.point.syslog.lines()
             .take_matching([](const auto& l) { return contains(l, "Started scan by skylark"); })
             .has_value());
+
     s.world.cloud.send(message::neighbour(neighbour_mac, 36, 5));
     const std::string report = s.world.expect("rrm-response", 30s);
     s.tell(describe_environment(report));
@@ -94,6 +97,7 @@ void show_radio_change(session& s) {
     s.story.chapter("the service moves a radio and sets its power");
     const std::string answer = s.world.send_and_settle(message::move_radio(1, 44, 80, "ul", 14));
     s.tell(describe_radios(answer));
+
     const std::string radio = radio_in(answer, 1);
     s.list.check(
         "networkd was asked, power first",
@@ -116,6 +120,7 @@ void show_fast_transition(session& s) {
     s.world.point.network.requests().clear();
     s.world.cloud.send(message::use_80211r(true));
     s.world.cloud.send(message::fast_transition(1, 0, 2));
+
     const std::string request = s.world.point.network.requests().take().value_or("");
     s.list.check("networkd gets the key holders of the VAP",
                  contains(request, R"("command":"update-skylark-fbt","wlan1-vap0":{)") &&
@@ -126,10 +131,12 @@ void show_hostapd_restart(session& s) {
     s.story.chapter("hostapd stops and comes back");
     s.world.point.stop_hostapd();
     s.list.check("the daemon notices", s.world.agent->wait_log("waiting for restart"));
+
     s.world.cloud.send(message::request_mode());
     s.list.check(
         "requests are ignored meanwhile",
         s.world.agent->wait_log("Ignoring rrm-request-mode because hostapd is not running"));
+
     s.world.point.start_hostapd();
     const std::string changed = s.world.expect("rrm-config-changed");
     s.list.check("the radios are read anew and described to the service",
@@ -143,7 +150,8 @@ void show_notify_file(session& s) {
     const std::string changed = s.world.expect("rrm-config-changed");
     s.list.check("the service is told, and that it may not move radios any more",
                  contains(radio_in(changed, 0), R"("locked-for-dca":1)"));
-    // A pass that still works on hostapd's return may take the one before the other is written.
+
+    // The daemon may take one of the two files while the other is still being written.
     s.list.check("the notify files are consumed", wait_until([] {
                      return !std::filesystem::exists("/tmp/.skylark_notify") &&
                             !std::filesystem::exists("/tmp/.skylark_notify_config_updated");
@@ -155,6 +163,7 @@ void show_link_loss(session& s) {
     s.world.cloud.reset_all();
     s.list.check("the flag file goes with the link",
                  wait_until([] { return !is_connected_flag_set(); }));
+
     s.world.expect("subscribe-request");
     s.world.cloud.send(message::try_later());
     s.list.check("503 puts the next request off for 60 seconds",

@@ -1,5 +1,5 @@
-// The scenarios that `tools/run` plays, each on the calling thread, with its own world that is gone
-// when it returns. Each answers the exit status: 0 when everything that it shows really happened.
+// The scenarios that `tools/run` plays. Each plays on the calling thread, in a world of its own
+// that it takes down, and returns the exit status: 0 when every check passed.
 #pragma once
 
 #include "lab/transcript.h"
@@ -15,10 +15,11 @@ int play_rrm(transcript& story);
 // The MAC lists of the WIDS service.
 int play_wids(transcript& story);
 
-// Keeps an RRM access point up and obeys what is typed, until "quit" or the end of the input.
+// Keeps an RRM access point up and obeys the words that are typed, until "quit" or the end of
+// input.
 int stay(transcript& story);
 
-// The radio driver by itself: what it reads, hears, and tells hostapd.
+// The radio driver without the daemon: what it reads, hears, and tells hostapd.
 int play_driver(transcript& story);
 
 }  // namespace lab

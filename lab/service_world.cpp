@@ -31,6 +31,7 @@ daemon& service_world::start_daemon(const daemon::settings& more,
          loopback_url(cloud.port(), rrm ? "/skylark" : "/mac-lists")},
     };
     lines.insert(lines.end(), more.begin(), more.end());
+
     agent = std::make_unique<daemon>(story_, lines, prefix);
     return *agent;
 }
@@ -40,8 +41,9 @@ void service_world::subscribe(const std::vector<std::string>& prefix) {
     start_daemon({}, prefix);
     expect("subscribe-request");
     cloud.send(message::subscribed());
-    if (!wait_until(is_connected_flag_set))
+    if (!wait_until(is_connected_flag_set)) {
         throw std::runtime_error("the daemon did not subscribe");
+    }
     cloud.received().clear();
 }
 

@@ -1,5 +1,5 @@
-// A whole access point with its daemon as the client of the RRM or of the WIDS service of a cloud.
-// For the scenarios, the system tests and the benchmarks, each on its own thread.
+// A whole access point whose daemon is the client of a cloud's RRM or WIDS service. Used by the
+// scenarios, the system tests and the benchmarks, each on its own thread.
 #pragma once
 
 #include <memory>
@@ -19,22 +19,23 @@ class service_world {
   public:
     enum class service { rrm, wids };
 
-    // Everything is up but hostapd and the daemon.
+    // Everything except hostapd and the daemon is up when it returns.
     service_world(transcript& story, service which);
 
-    // Runs the daemon; more settings may be added to, or replace, those of the service.
+    // Starts the daemon. The settings in `more` are added to those of the service, or replace them.
     daemon& start_daemon(const daemon::settings& more = {},
                          const std::vector<std::string>& prefix = {});
-    // hostapd up, daemon up, subscribed; what the service received is gone then.
+    // Starts hostapd and the daemon, and accepts its subscription; then empties the cloud's inbox.
+    // Throws std::runtime_error when the daemon does not subscribe.
     void subscribe(const std::vector<std::string>& prefix = {});
 
-    // The next message of the daemon with this "cmd", those before it being dropped; throws
-    // std::runtime_error when none came in time.
+    // The next message of the daemon with this "cmd"; drops those before it. Throws
+    // std::runtime_error when none comes in time.
     std::string expect(const std::string& cmd, milliseconds timeout = patience);
-    // True when no message with this "cmd" comes for a while.
+    // True when no message with this "cmd" comes within `time`.
     bool stays_away(const std::string& cmd, milliseconds time);
-    // Sends a message and waits until the daemon has done what it asks before the next one: asks
-    // for the mode and waits for that answer, which is handed back.
+    // Sends a message and waits until the daemon has acted on it: asks for the mode behind it and
+    // returns that response.
     std::string send_and_settle(const std::string& message);
 
     bus_broker broker;
@@ -47,7 +48,7 @@ class service_world {
     const service service_;
 };
 
-// Messages of the RRM service, ready to be sent.
+// Messages of the RRM service.
 namespace message {
 
 std::string rrm(const std::string& cmd, const std::string& rest = "",

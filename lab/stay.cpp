@@ -1,4 +1,4 @@
-// The access point kept up for a person to play with.
+// An access point that a person controls by typing.
 #include <algorithm>
 #include <atomic>
 #include <charconv>
@@ -52,9 +52,11 @@ class playground {
             help();
             return;
         }
+
         for (const auto& w : words) {
             const std::string word = w.word;
             if (line != word && line.rfind(word + " ", 0) != 0) continue;
+
             const auto rest = arguments{line.substr(word.size())};
             const bool misused = rest.empty() ? w.needs_argument : *w.argument == '\0';
             if (misused || !(this->*w.act)(rest)) story_.add("", "", "usage: " + usage_of(w));
@@ -64,7 +66,7 @@ class playground {
     }
 
   private:
-    // What stands behind a word, without the blanks around it.
+    // The rest of a line after its word, without the blanks around it.
     class arguments {
       public:
         explicit arguments(const std::string& text) {
@@ -75,7 +77,7 @@ class playground {
         bool empty() const { return text_.empty(); }
         const std::string& whole() const { return text_; }
         std::string first() const { return text_.substr(0, text_.find_first_of(" \t")); }
-        // What follows the first word, blanks inside it included.
+        // Everything after the first argument.
         arguments after_first() const { return arguments{text_.substr(first().size())}; }
 
       private:
@@ -98,23 +100,25 @@ class playground {
         return usage + w.meaning;
     }
 
-    // As a service that accepts every access point would.
+    // Accepts every subscription and prints every report, until the playground ends.
     void answer_subscriptions() {
         while (!stopping_) {
             tell_of_the_end();
             const auto message = world_.cloud.received().take(100ms);
             if (!message) continue;
+
             if (message->find("\"subscribe-request\"") != std::string::npos) {
                 world_.cloud.send(later_.exchange(false) ? message::try_later()
                                                          : message::subscribed());
             }
+
             for (const auto& line : describe_radios(*message)) story_.add("", "", line);
             if (message->find("\"rf-environment\"") == std::string::npos) continue;
             for (const auto& line : describe_environment(*message)) story_.add("", "", line);
         }
     }
 
-    // Once for each end of the daemon.
+    // Prints a line once for each end of the daemon.
     void tell_of_the_end() {
         const std::lock_guard guard(agent_lock_);
         const auto status = world_.agent->process().status();
@@ -205,6 +209,7 @@ class playground {
         const auto status = child.wait(60s);
         std::istringstream all(read_file("/tmp/sh.out"));
         for (std::string line; std::getline(all, line);) story_.add("sh", "", line);
+
         if (!status) {
             story_.add("sh", "", "ended: it took more than a minute");
         } else if (*status != 0) {
@@ -212,12 +217,14 @@ class playground {
         }
         return true;
     }
-    // The library's own lines are too many to read.
+    // Without the lines of the WebSocket library, which are too many to read.
     bool log(const arguments& rest) {
         std::size_t most = 20;
         const char* const end = rest.whole().data() + rest.whole().size();
-        if (!rest.empty() && std::from_chars(rest.whole().data(), end, most).ptr != end)
+        if (!rest.empty() && std::from_chars(rest.whole().data(), end, most).ptr != end) {
             return false;
+        }
+
         std::istringstream all(world_.agent->log());
         std::deque<std::string> last;
         for (std::string line; std::getline(all, line);) {
@@ -225,6 +232,7 @@ class playground {
             last.push_back(line);
             if (last.size() > most) last.pop_front();
         }
+
         for (const auto& line : last) story_.add("rfcd", "", line);
         return true;
     }

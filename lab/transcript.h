@@ -1,5 +1,6 @@
-// What happens in the lab, as one story: every line with its time, who, and which way it went.
-// Shared by all threads of the lab; printing can be off (tests) and the lines are kept either way.
+// What happens in the lab, in the order of time: each line has its time, who did it, and which way
+// a message went. All threads of the lab share it. Tests turn the printing off; the lines are kept
+// either way.
 #pragma once
 
 #include <chrono>
@@ -11,18 +12,18 @@
 
 namespace lab {
 
-// A message as a person wants to see it: on one line, long ones cut, with their size.
+// A message on one line; a long one is cut, with its size behind it.
 std::string shortened(std::string_view message, std::size_t most = 110);
 
 class transcript {
   public:
-    // Prints to `out`, which outlives it; null to keep the lines only.
+    // Prints to `out`, which outlives it, or nowhere when that is null.
     explicit transcript(std::FILE* out) : out_(out) {}
 
-    // `who` is at most 8 characters or so; `way` is "->" for what was sent by them, "<-" for what
-    // reached them, "" for what they did.
+    // `who` is at most 9 characters long. `way` is "->" for a message that they sent, "<-" for one
+    // that they received, "" for what they did.
     void add(std::string_view who, std::string_view way, std::string_view text);
-    // A heading between two parts of the story.
+    // A heading.
     void chapter(std::string_view title);
 
     std::vector<std::string> lines() const;
