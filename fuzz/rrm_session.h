@@ -46,7 +46,8 @@ class rrm_session {
     explicit rrm_session(rfcd::driver_interface& drv) {
         rfcd::rrm_tuning tuning;
         tuning.idle_wait = std::chrono::milliseconds{0};
-        worker_ = std::make_unique<rfcd::rrm_worker>(drv, in_, out_, "dom", &running_, tuning);
+        worker_ = std::make_unique<rfcd::rrm_worker>(drv, rfcd::service_queues{out_, in_}, "dom",
+                                                     &running_, tuning);
     }
     rrm_session(const rrm_session&) = delete;
     rrm_session& operator=(const rrm_session&) = delete;

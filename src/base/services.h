@@ -12,6 +12,7 @@ inline constexpr std::size_t service_count = 3;
 
 struct service_entry {
     service_index index;
+    const char* name;         // for those who run the daemon
     const char* wire_name;    // "service" of its messages; null: its messages are not looked into
     const char* worker_name;  // of its own worker, and the end of that thread's name
     const char* link_name;    // the same of its link; also the WebSocket subprotocol
@@ -19,9 +20,9 @@ struct service_entry {
 };
 
 inline constexpr std::array<service_entry, service_count> service_table{{
-    {service_index::roaming, nullptr, "ipc", "websock-roaming", "portal"},
-    {service_index::rrm, "rrm", "rrm", "websock-rrm", "rrm"},
-    {service_index::wids, "wids-mac-service", "wids", "websock-wids", "wids"},
+    {service_index::roaming, "roaming", nullptr, "ipc", "websock-roaming", "portal"},
+    {service_index::rrm, "rrm", "rrm", "rrm", "websock-rrm", "rrm"},
+    {service_index::wids, "wids", "wids-mac-service", "wids", "websock-wids", "wids"},
 }};
 
 constexpr const service_entry& entry_of(service_index index) {

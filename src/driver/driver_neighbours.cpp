@@ -6,6 +6,7 @@
 #include "driver/neighbour_report.h"
 #include "main/logging.h"
 #include "platform/runproc.h"
+#include "workers/loop_progress.h"
 
 namespace rfcd {
 
@@ -13,6 +14,11 @@ namespace {
 
 bool is_secured(const std::string& mode) {
     return mode.find("WPA") != std::string::npos || mode.find("OWE") != std::string::npos;
+}
+
+int run(const std::string& command) {
+    const long_wait command_wait(wait_reason::command);
+    return runproc_exec("%s", command.c_str());
 }
 
 }  // namespace
@@ -64,7 +70,7 @@ int driver::set_rrm_nbr_ap_list(const char* iface, const char* bssid,
                                       .ssid = ssid,
                                       .op_class = op_class,
                                       .phy_type = phy_type});
-    if (runproc_exec("%s", command.c_str()) == 0) return 0;
+    if (run(command) == 0) return 0;
     log_debug(daemon_logger, "Error rrm_nbr_add_nbr\n");
     return -1;
 }
@@ -73,7 +79,7 @@ void driver::clear_rrm_nbr_ap_list(const char* ifname) {
     if (!initialized_ || ifname == nullptr) return;
     const std::string iface = vap_to_ifname(ifname);
     log_debug(daemon_logger, "Execute del neighbor list '%s'\n", iface.c_str());
-    if (runproc_exec("%s", remove_neighbours_command(iface).c_str()) != 0) {
+    if (run(remove_neighbours_command(iface)) != 0) {
         log_error(daemon_logger, "%s: del neighbor list failed\n", __func__);
     }
 }

@@ -8,6 +8,7 @@
 
 #include "main/logging.h"
 #include "platform/replywait.h"
+#include "workers/loop_progress.h"
 #include "workers/monotonic_clock.h"
 
 namespace rfcd {
@@ -61,6 +62,7 @@ cfg_ptr ipc_helper::send_and_wait(cfg_tree* request, const char* answer_command,
     const char* text = cfg_serialize_compact(request);
     if (text == nullptr || is_stopping()) return nullptr;
 
+    const long_wait request_wait(wait_reason::request);
     const bool started = peermsg_peer_start(bus_.get()) == 0;
     if (const auto late = late_peers_.find(peer); started && late != late_peers_.end()) {
         take_until_quiet([&](const bus_message& /*unasked*/) { --late->second.answers; });

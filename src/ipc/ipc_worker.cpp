@@ -36,6 +36,7 @@ bool ipc_worker::start_check() {
         return false;
     }
     peermsg_peer_start(bus_.get());
+    status_.note_bus(true);
     return true;
 }
 
@@ -70,7 +71,10 @@ bool ipc_worker::move_one() {
     return true;
 }
 
-void ipc_worker::on_stop() { bus_.reset(); }
+void ipc_worker::on_stop() {
+    bus_.reset();
+    status_.note_bus(false);
+}
 
 bool ipc_worker::keep_running(const running_flag* running) {
     return *running && bus_ != nullptr && peermsg_get_moduleloop(bus_.get()) != 0;

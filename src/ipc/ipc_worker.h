@@ -4,14 +4,32 @@
 // the websock_worker.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
+#include "base/worker_status.h"
 #include "ipc/bus.h"
 #include "platform/peermsg.h"
 #include "workers/abstract_worker.h"
 #include "workers/safe_queue.h"
 
 namespace rfcd {
+
+// Whether the bridge is on the bus.
+class bridge_status : public worker_status {
+  public:
+    void note_bus(bool open) {
+        open_ = open;
+        note_change();
+    }
+    void append_to(status_lines& lines) const override {
+        lines.add("bus", open_ ? "open" : "closed");
+    }
+    const char* summary() const override { return open_ ? "" : ", without a local bus"; }
+
+  private:
+    std::atomic<bool> open_ = false;
+};
 
 class ipc_worker : public abstract_worker {
   public:
@@ -28,6 +46,8 @@ class ipc_worker : public abstract_worker {
     // False also when the bus is gone.
     bool keep_running(const running_flag* running) override;
 
+    const worker_status& status() const { return status_; }
+
     // Sends the message to the bus peer of the roaming service; an empty one is not sent.
     void send_to_bus(const buffer_info_t& message) const;
 
@@ -39,6 +59,7 @@ class ipc_worker : public abstract_worker {
     safe_queue& outgoing_;                                  // what came from the bus
     safe_queue& incoming_;                                  // what goes to it
     const std::uint32_t module_number_;
+    bridge_status status_;
     bool in_burst_ = false;  // the last pass moved a message
     const safe_queue::handler on_message_;
 };

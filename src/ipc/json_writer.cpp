@@ -13,7 +13,7 @@ constexpr const char* protocol_version = "2.4";
 }  // namespace
 
 json_writer::json_writer(const char* service, const char* cmd, const char* ap_mac)
-    : object_(json_object_new_object()), is_array_(false), parent_(nullptr) {
+    : object_(json_object_new_object()), kind_(kind::object), parent_(nullptr) {
     if (object_ == nullptr) return;
     const struct {
         const char* key;
@@ -25,15 +25,15 @@ json_writer::json_writer(const char* service, const char* cmd, const char* ap_ma
     }
 }
 
-json_writer::json_writer(bool is_array, json_writer& parent, const char* key)
-    : object_(is_array ? json_object_new_array() : json_object_new_object()),
-      is_array_(is_array),
+json_writer::json_writer(kind what, json_writer& parent, const char* key)
+    : object_(what == kind::array ? json_object_new_array() : json_object_new_object()),
+      kind_(what),
       parent_(&parent) {
     if (object_ == nullptr) return;
     if (!parent.made()) {
         json_object_put(object_);
         object_ = nullptr;
-    } else if (parent.is_array_) {
+    } else if (parent.kind_ == kind::array) {
         json_object_array_add(parent.object_, object_);
         ++parent.next_index_;  // the slot that the child has taken
     } else {
@@ -56,7 +56,7 @@ void json_writer::add_int(const char* key, std::int32_t value) {
 void json_writer::add(const char* key, json_object* value) {
     if (!made()) {
         json_object_put(value);
-    } else if (is_array_) {
+    } else if (kind_ == kind::array) {
         json_object_array_put_idx(object_, next_index_++, value);
     } else {
         json_object_object_add(object_, key, value);

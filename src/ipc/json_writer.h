@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <string>
 
-#include "base/services.h"
 #include "workers/safe_queue.h"
 
 struct json_object;
@@ -22,16 +21,17 @@ class json_writer {
     // not empty. Null arguments count as empty.
     json_writer(const char* service, const char* cmd, const char* ap_mac);
 
-    // A new object or array inside `parent`: under `key` when the parent is an object, at its end
-    // when it is an array. `parent` outlives the child.
-    json_writer(bool is_array, json_writer& parent, const char* key);
-
     json_writer(const json_writer&) = delete;
     json_writer& operator=(const json_writer&) = delete;
     ~json_writer();
 
     // False when the container could not be made; nothing was inserted then.
     bool made() const { return object_ != nullptr; }
+
+    // A new object or array inside this one: under `key` in an object, at the end of an array. This
+    // one outlives its child.
+    json_writer add_object(const char* key = nullptr) { return {kind::object, *this, key}; }
+    json_writer add_array(const char* key = nullptr) { return {kind::array, *this, key}; }
 
     // Under `key` in an object; in the next slot of an array, whatever the key. A null text counts
     // as empty.
@@ -45,10 +45,13 @@ class json_writer {
     std::string text() const;
 
   private:
+    enum class kind { object, array };
+    json_writer(kind what, json_writer& parent, const char* key);
+
     void add(const char* key, json_object* value);
 
     json_object* object_;
-    const bool is_array_;
+    const kind kind_;
     json_writer* const parent_;  // null in a root
     std::uint32_t next_index_ = 0;
 };

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <string_view>
 
 #include "driver/driver.h"
 #include "ipc/ipc_worker.h"
@@ -20,6 +21,8 @@
 #include "platform/vnorda_log.h"
 #include "rrm/flag_files.h"
 #include "rrm/rrm_worker.h"
+#include "status/service_manager.h"
+#include "status/status_reporter.h"
 #include "websock/websock_worker.h"
 #include "wids/wids_worker.h"
 #include "workers/safe_queue.h"
@@ -50,47 +53,66 @@ link_settings settings_of(service_index index, const service_config& service) {
             .running = &websock_flag(index)};
 }
 
+// The URL as people may see it: a query may hold a key.
+std::string shown_url(const service_config& service) {
+    const std::string_view path = service.path.view();
+    return "ws://" + std::string(service.host.view()) + ":" + std::to_string(service.port) +
+           std::string(path.substr(0, path.find('?')));
+}
+
 // What joins a link and its service worker. Each mode destroys what it made from the last to the
-// first: the service worker, the link (either one joins its thread), the incoming queue, the
-// outgoing queue.
+// first: the reporter, the service worker, the link (either one joins its thread), the incoming
+// queue, the outgoing queue.
 struct wiring {
     safe_queue outgoing;  // pushed by the service worker, taken by the link
     safe_queue incoming;  // pushed by the link, taken by the service worker
     const service_queues queues{outgoing, incoming};
 };
 
-void run_roaming(const service_config& service) {
+void run_roaming(const service_config& service, const service_manager& manager) {
+    constexpr auto index = service_index::roaming;
     wiring joined;
-    websock_worker websock(joined.queues, settings_of(service_index::roaming, service));
-    ipc_worker ipc(joined.queues, bridge_module, &service_flag(service_index::roaming));
+    status_reporter reporter(index, shown_url(service), joined.queues, manager);
+    websock_worker websock(joined.queues, settings_of(index, service));
+    ipc_worker ipc(joined.queues, bridge_module, &service_flag(index));
 
+    reporter.watch({websock.status(), ipc.status(), websock.progress(), ipc.progress()});
     ipc.start_thread();
+    manager.ready();
     websock.run();
 }
 
-void run_rrm(const service_config& service) {
+void run_rrm(const service_config& service, const service_manager& manager) {
+    constexpr auto index = service_index::rrm;
+    const running_flag* running = &service_flag(index);
     wiring joined;
-    websock_worker websock(joined.queues, settings_of(service_index::rrm, service));
-    const running_flag* running = &service_flag(service_index::rrm);
-    rrm_worker rrm(get_driver(running), joined.incoming, joined.outgoing, service.location.c_str(),
-                   running);
+    status_reporter reporter(index, shown_url(service), joined.queues, manager);
+    websock_worker websock(joined.queues, settings_of(index, service));
+    rrm_worker rrm(get_driver(running), joined.queues, service.location.c_str(), running);
 
     // No notification and no connected state of an earlier run survives.
     for (const char* path :
          {flag_files::config_updated, flag_files::timezone_changed, flag_files::connected}) {
         flag_files::remove(path);
     }
+    reporter.watch({websock.status(), rrm.status(), websock.progress(), rrm.progress()});
     websock.start_thread();
+    manager.ready();
     rrm.run();
 }
 
-void run_wids(const service_config& service, const std::string& mac_list_id) {
+void run_wids(const service_config& service, const std::string& mac_list_id,
+              const service_manager& manager) {
+    constexpr auto index = service_index::wids;
+    const running_flag* running = &service_flag(index);
     wiring joined;
-    websock_worker websock(joined.queues, settings_of(service_index::wids, service));
-    const running_flag* running = &service_flag(service_index::wids);
+    status_reporter reporter(index, shown_url(service), joined.queues, manager);
+    websock_worker websock(joined.queues, settings_of(index, service));
     wids_worker wids(joined.queues, get_driver(running), mac_list_id, running);
 
+    reporter.watch({websock.status(), wids.status(), websock.progress(), wids.progress()});
     websock.start_thread();
+    manager.ready();
     wids.run();
 }
 
@@ -144,6 +166,7 @@ configuration read_configuration(int argc, char** argv) {
 
 int start_up(int argc, char** argv) {
     prepare_process();
+    const service_manager manager;
     const configuration config = read_configuration(argc, argv);
     for (const auto& service : service_table) {
         const bool enabled = config.of(service.index).enabled;
@@ -159,10 +182,11 @@ int start_up(int argc, char** argv) {
     if (chosen == service_table.end()) return 0;
     const auto& service = config.of(chosen->index);
     switch (chosen->index) {
-        case service_index::roaming: run_roaming(service); break;
-        case service_index::rrm: run_rrm(service); break;
-        case service_index::wids: run_wids(service, config.mac_list_id); break;
+        case service_index::roaming: run_roaming(service, manager); break;
+        case service_index::rrm: run_rrm(service, manager); break;
+        case service_index::wids: run_wids(service, config.mac_list_id, manager); break;
     }
+    manager.stopping();
     return 0;
 }
 

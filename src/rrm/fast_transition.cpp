@@ -21,14 +21,14 @@ constexpr int skip_reset = 1;  // likewise
 // Adds the object "mac": one member for each remote key holder, named by its R1 key holder
 // identifier.
 void add_remotes(json_writer& ft_config, const json_reader& remotes, const char* rrb_key) {
-    json_writer mac(false, ft_config, "mac");
+    auto mac = ft_config.add_object("mac");
     for (std::int32_t i = 0; i < max_remotes; ++i) {
         const auto remote = remotes.get_array_item(i);
         if (remote.empty()) return;
         const char* r1_kh_id = remote.get_string("remote-r1-kh-id");
         if (r1_kh_id == nullptr) continue;
 
-        json_writer entry(false, mac, r1_kh_id);
+        auto entry = mac.add_object(r1_kh_id);
         entry.add_string("name", r1_kh_id);
         entry.add_string("index", std::to_string(i).c_str());
         entry.add_string("r0-kh-id", remote.get_string("remote-r0-kh-id"));
@@ -104,7 +104,7 @@ bool fast_transition::add_fbt_vap(const json_reader& element) {
 std::string fast_transition::configuration_text(const json_reader& element) const {
     json_writer settings("fbt", "", "");
     {
-        json_writer ft_config(false, settings, "ft-config");
+        auto ft_config = settings.add_object("ft-config");
         ft_config.add_string("enabled", "true");
         ft_config.add_string("ft-over-ds", fbt_over_ds_ ? "true" : "false");
         ft_config.add_string("ft-psk-generate-local", "false");

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "base/services.h"
 #include "main/logging.h"
 
 namespace rfcd {
@@ -66,20 +67,21 @@ void outgoing_messages::send_unlink() {
 }
 
 json_writer outgoing_messages::make_message(const char* cmd) {
-    return {"rrm", cmd, drv_.get_board_mac()};
+    return {entry_of(service_index::rrm).wire_name, cmd, drv_.get_board_mac()};
 }
 
 // A service that asks and does not read gets no more messages.
 void outgoing_messages::send(const json_writer& message) {
     if (out_queue_.weight() > heavy_queue) {
         log_error(daemon_logger, "rrm: the service does not read, a message is dropped\n");
+        out_queue_.note_dropped();
         return;
     }
     push_json(out_queue_, message);
 }
 
 void outgoing_messages::add_factory(json_writer& message) {
-    json_writer factory(false, message, "factory");
+    auto factory = message.add_object("factory");
     const auto& board = *drv_.get_board_name();
     factory.add_string("board", board.board_name.c_str());
     factory.add_string("hw", board.board_hw_rev.c_str());

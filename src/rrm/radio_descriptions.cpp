@@ -18,7 +18,7 @@ int default_channel(int band) {
 }  // namespace
 
 bool radio_descriptions::add_radios(json_writer& message) {
-    json_writer radios(true, message, "radios");
+    auto radios = message.add_array("radios");
     if (!radios.made()) return false;
 
     for (int radio = 0; radio < drv_.get_radio_count(); ++radio) {
@@ -47,7 +47,7 @@ void radio_descriptions::add_radio_description(json_writer& radios, const char* 
     const bool tpc = read_switch("/skylark/tpc");
     const int band = drv_.get_band_from_ifname(ifname);
 
-    json_writer object(false, radios, nullptr);
+    auto object = radios.add_object();
     object.add_int("id", radio);
     object.add_int("status", status ? 1 : 0);
     object.add_int("mac-offset", static_cast<std::int32_t>(mac_offset));
@@ -74,7 +74,7 @@ void radio_descriptions::add_channels_and_vaps(json_writer& object, const char* 
     drv_.fill_chanspecs(ifname, channels);
     object.add_string("available-channels", channels.c_str());
 
-    json_writer vaps(true, object, "vaps");
+    auto vaps = object.add_array("vaps");
     if (!vaps.made()) return;
     drv_.for_each_vap(ifname, [&](int vap, const char* ssid, const char* mac, bool has_80211k) {
         add_vap_description(vap, ssid, mac, has_80211k, vaps, radio);
@@ -83,7 +83,7 @@ void radio_descriptions::add_channels_and_vaps(json_writer& object, const char* 
 
 void radio_descriptions::add_vap_description(int vap, const char* ssid, const char* mac,
                                              bool has_80211k, json_writer& vaps, int radio) {
-    json_writer object(false, vaps, nullptr);
+    auto object = vaps.add_object();
     object.add_int("id", vap);
     object.add_string("ssid", ssid);
     object.add_string("mac", mac);

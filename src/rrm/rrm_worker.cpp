@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "base/services.h"
 #include "main/logging.h"
 #include "rrm/flag_files.h"
 #include "rrm/rrm_timer.h"
@@ -16,7 +17,7 @@ namespace {
 constexpr std::int32_t no_poll_timeout = 0;  // a pass waits by itself
 constexpr std::uint32_t idle_pause_us = 300'000;
 
-constexpr const char* rrm_service = "rrm";
+constexpr const service_entry& rrm = entry_of(service_index::rrm);
 constexpr const char* subscribe_response = "subscribe-response";
 constexpr std::int64_t last_refused_version = 0x20003;  // 2.3
 
@@ -31,12 +32,12 @@ bool is_version_accepted(const char* version) {
 
 }  // namespace
 
-rrm_worker::rrm_worker(driver_interface& drv, safe_queue& in_queue, safe_queue& out_queue,
-                       std::string domain, const running_flag* running, const rrm_tuning& tuning)
-    : abstract_worker(running, "rrm", no_poll_timeout, idle_pause_us),
+rrm_worker::rrm_worker(driver_interface& drv, service_queues queues, std::string domain,
+                       const running_flag* running, const rrm_tuning& tuning)
+    : abstract_worker(running, rrm.worker_name, no_poll_timeout, idle_pause_us),
       drv_(drv),
-      in_queue_(in_queue),
-      messages_(drv, out_queue, std::move(domain)),
+      in_queue_(queues.from_service),
+      messages_(drv, queues.to_service, std::move(domain)),
       fast_transition_(drv),
       settings_(drv, fast_transition_),
       scan_(drv, timers_, messages_),
@@ -95,7 +96,17 @@ bool rrm_worker::process() {
     in_queue_.pop_for(on_message_, pended_can_go ? std::chrono::milliseconds{0} : idle_wait_);
     if (!drv_.is_scan_in_progress()) pending_.try_pop(on_pended_);
     drv_.poll_events(on_driver_event_);
+    update_status();
     return true;
+}
+
+void rrm_worker::update_status() {
+    const bool scans = drv_.is_scan_in_progress();
+    status_.update({.subscription = subscription_.state(),
+                    .hostapd_runs = drv_.is_initialized(),
+                    .sweep = scans ? scan_.sweeps_done() + 1 : 0,
+                    .sweeps = scans ? scan_.sweeps() : 0,
+                    .report = scan_.last_report()});
 }
 
 void rrm_worker::on_stop() {
@@ -104,6 +115,7 @@ void rrm_worker::on_stop() {
     drv_.stop_all_scans();
     fast_transition_.on_stop(running());
     if (drv_.is_initialized()) supervision_.process_hostapd_stopped();
+    update_status();
 }
 
 void rrm_worker::handle_message(const buffer_ptr& message) {
@@ -111,6 +123,7 @@ void rrm_worker::handle_message(const buffer_ptr& message) {
 
     if (pending_.weight() > heavy_queue) {
         log_error(daemon_logger, "rrm: too many messages wait for the scan, one is dropped\n");
+        in_queue_.note_dropped();
         return;
     }
     log_debug(daemon_logger, "Pending message for delayed processing\n");
@@ -127,7 +140,7 @@ bool rrm_worker::dispatch(const buffer_info_t& message) {
     const json_reader reader(message.data.c_str());
     const char* service = reader.get_string("service");
     if (service == nullptr) return false;
-    if (same(service, rrm_service)) return dispatch_rrm(reader);
+    if (same(service, rrm.wire_name)) return dispatch_rrm(reader);
     if (same(service, link_service)) dispatch_link(reader);
     return false;
 }

@@ -26,6 +26,7 @@
 #include "rrm/fast_transition.h"
 #include "rrm/outgoing_messages.h"
 #include "rrm/radio_settings.h"
+#include "rrm/rrm_status.h"
 #include "rrm/scan_session.h"
 #include "rrm/subscription.h"
 #include "rrm/supervision.h"
@@ -45,8 +46,8 @@ struct rrm_tuning {
 class rrm_worker : public abstract_worker {
   public:
     // The driver and the queues outlive the worker. `domain` is the first RRM domain.
-    rrm_worker(driver_interface& drv, safe_queue& in_queue, safe_queue& out_queue,
-               std::string domain, const running_flag* running, const rrm_tuning& tuning = {});
+    rrm_worker(driver_interface& drv, service_queues queues, std::string domain,
+               const running_flag* running, const rrm_tuning& tuning = {});
     ~rrm_worker() override;
 
     // True when hostapd or widsd runs. Runs the expired timers first, because no pass does so while
@@ -61,6 +62,8 @@ class rrm_worker : public abstract_worker {
     // False when the daemon stops, or nobody serves the radios any more.
     bool keep_running(const running_flag* running) override;
 
+    const worker_status& status() const { return status_; }
+
   private:
     struct command;
 
@@ -74,6 +77,7 @@ class rrm_worker : public abstract_worker {
     void drop_pended_acceptances();
     void forget_radio_work();
     void stop_all_timers();
+    void update_status();
 
     driver_interface& drv_;
     timer_list timers_;
@@ -89,6 +93,7 @@ class rrm_worker : public abstract_worker {
     const safe_queue::handler on_message_;
     const safe_queue::handler on_pended_;
     const driver_event_callback on_driver_event_;
+    rrm_status status_;
     std::exception_ptr failure_;  // of an operation that must not throw; process() throws it
 };
 

@@ -10,6 +10,7 @@
 #include "base/bands.h"
 #include "main/logging.h"
 #include "rrm/rrm_timer.h"
+#include "workers/monotonic_clock.h"
 
 namespace rfcd {
 
@@ -30,7 +31,7 @@ std::optional<int> next_number(const char*& text) {
 }
 
 void add_scan_result(json_writer& list, const scan_result& result, const char* primary_channel) {
-    json_writer object(false, list, nullptr);
+    auto object = list.add_object();
     object.add_string("bssid", result.bssid.text().c_str());
     object.add_int("rssi", result.rssi);
     object.add_int("channel", result.channel);
@@ -170,17 +171,22 @@ void scan_session::send_rrm_response() {
     }
     messages_.send_radios("rrm-response",
                           [this](json_writer& message) { return add_rf_environment(message); });
+
+    std::size_t neighbours = 0;
+    for (const auto& sweep : scan_results_) neighbours += sweep.size();
+    last_report_ = {.time = monotonic_now().tv_sec,
+                    .neighbours = static_cast<std::uint32_t>(neighbours)};
 }
 
 // Adds one inner array for each sweep that found anything. False when the outer array could not be
 // made.
 bool scan_session::add_rf_environment(json_writer& message) {
-    json_writer environment(true, message, "rf-environment");
+    auto environment = message.add_array("rf-environment");
     if (!environment.made()) return false;
 
     for (const auto& sweep : scan_results_) {
         if (sweep.empty()) continue;
-        json_writer list(true, environment, nullptr);
+        auto list = environment.add_array();
         for (const auto& result : sweep) {
             add_scan_result(list, result,
                             drv_.primary_channel_to_string(result.sideband, result.bandwidth));

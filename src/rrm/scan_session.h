@@ -18,6 +18,7 @@
 #include "ipc/json_reader.h"
 #include "ipc/json_writer.h"
 #include "rrm/outgoing_messages.h"
+#include "rrm/rrm_status.h"
 #include "workers/timer_list.h"
 
 namespace rfcd {
@@ -42,8 +43,14 @@ class scan_session {
 
     void clear_scan_results();
 
+    // Of how many sweeps the present session is made, and how many are over.
+    std::uint32_t sweeps() const { return active_scan_ ? sweep_count : 1; }
+    std::uint32_t sweeps_done() const { return scan_sweep_; }
+    // The last report that was sent.
+    const sent_report& last_report() const { return last_report_; }
+
   private:
-    static constexpr std::size_t sweep_count = 5;
+    static constexpr std::uint32_t sweep_count = 5;
 
     void rebuild_scan_channels(const json_reader& message);
     bool add_scan_channel(int band, int channel);
@@ -65,6 +72,7 @@ class scan_session {
     std::array<std::vector<scan_result>, sweep_count> scan_results_;  // an RRM scan uses the first
     bool active_scan_ = false;                                        // else RRM scans
     std::uint32_t response_delay_ = 0;                                // seconds, of an RRM scan
+    sent_report last_report_;
 };
 
 }  // namespace rfcd

@@ -28,19 +28,19 @@ subscription::subscription(const members& worker, std::int32_t subscribe_delay)
       subscribe_delay_(subscribe_delay) {}
 
 bool subscription::is_subscribed() const {
-    return state_ == state::subscribed || state_ == state::resubscribing;
+    return state_ == subscription_state::subscribed || state_ == subscription_state::resubscribing;
 }
 
 bool subscription::is_subscribing() const {
-    return state_ == state::subscribing || state_ == state::resubscribing;
+    return state_ == subscription_state::subscribing || state_ == subscription_state::resubscribing;
 }
 
 void subscription::enter_subscribing() {
-    state_ = is_subscribed() ? state::resubscribing : state::subscribing;
+    state_ = is_subscribed() ? subscription_state::resubscribing : subscription_state::subscribing;
 }
 
 void subscription::leave_subscribing() {
-    state_ = is_subscribed() ? state::subscribed : state::idle;
+    state_ = is_subscribed() ? subscription_state::subscribed : subscription_state::idle;
 }
 
 void subscription::process_connected() {
@@ -54,7 +54,7 @@ void subscription::process_connected() {
 }
 
 void subscription::process_disconnected() {
-    state_ = state::idle;
+    state_ = subscription_state::idle;
     flag_files::remove(flag_files::connected);
 }
 
@@ -73,7 +73,7 @@ void subscription::process_subscribe_response(const json_reader& message) {
         return;
     }
 
-    state_ = state::subscribed;
+    state_ = subscription_state::subscribed;
     const char* domain = message.get_string("domain");
     if (domain != nullptr) messages_.take_domain(domain);
     const auto config = message.get_object("config");

@@ -22,6 +22,7 @@
 #include "ipc/json_reader.h"
 #include "rrm/outgoing_messages.h"
 #include "rrm/radio_settings.h"
+#include "rrm/rrm_status.h"
 #include "workers/timer_list.h"
 
 namespace rfcd {
@@ -51,6 +52,8 @@ class subscription {
     // has accepted it of the change.
     void process_started();
 
+    subscription_state state() const { return state_; }
+
     // Takes leave of the service and drops the link. The state stays until the link reports its
     // loss. The worker has cancelled all timers.
     void unsubscribe();
@@ -61,13 +64,6 @@ class subscription {
     void handle_driver_event(const driver_event_desc& event);
 
   private:
-    enum class state {
-        idle,           // without a link, or refused by the service
-        subscribing,    // asks, or waits for hostapd to ask
-        subscribed,     // accepted by the service
-        resubscribing,  // accepted before, and asks again
-    };
-
     bool is_subscribed() const;
     bool is_subscribing() const;
     void enter_subscribing();
@@ -85,7 +81,7 @@ class subscription {
     timer_list& timers_;
     outgoing_messages& messages_;
     radio_settings& settings_;
-    state state_ = state::idle;
+    subscription_state state_ = subscription_state::idle;
     const std::int32_t first_subscribe_delay_;  // seconds
     std::int32_t subscribe_delay_;              // seconds to the next repetition
 };

@@ -33,8 +33,15 @@ bool websock_worker::start_check() {
     timers_.run_expired();
     notify_disconnected();
     if (!wait_before_attempt()) return false;
+
     const std::lock_guard guard(lock_);
-    return !unlinked_ && connect();
+    if (status_.unlinked) return false;
+    status_.attempts = status_.attempts + 1;
+    status_.note_change();
+    end_reason_.clear();
+    if (connect()) return true;
+    note_end();
+    return false;
 }
 
 // False when the daemon was told to stop meanwhile.
@@ -47,18 +54,27 @@ bool websock_worker::wait_before_attempt() {
     log_debug(daemon_logger, "Delay before connection: %d sec\n", static_cast<int>(delay));
     const auto seconds = [] { return static_cast<std::uint64_t>(monotonic_now().tv_sec); };
     const auto deadline = seconds() + delay;
+    if (!status_.unlinked) status_.next_attempt = static_cast<std::int64_t>(deadline);
+    status_.note_change();
+
+    bool waited = true;
     do {
         pause_microseconds(wait_step_us);
-        if (!wait_step()) return false;
-    } while (seconds() < deadline);
-    return true;
+        waited = wait_step();
+        progress().note_pass();
+    } while (waited && seconds() < deadline);
+    status_.next_attempt = 0;
+    status_.note_change();
+    return waited;
 }
 
 // Drops one queued message, because there is no connection yet, but obeys it when it is a link
 // command. False when the daemon was told to stop.
 bool websock_worker::wait_step() {
     if (!running()) return false;
-    in_queue_.try_pop([this](const buffer_ptr& message) { take_from_queue(message); });
+    in_queue_.try_pop([this](const buffer_ptr& message) {
+        if (!take_from_queue(message)) in_queue_.note_dropped();
+    });
     return true;
 }
 
@@ -68,7 +84,7 @@ bool websock_worker::connect() {
             return worker_lws_callback(connection, reason, user, in, length);
         });
     fill_context_parameters();
-    state_ = link_state::connecting;
+    enter(link_state::connecting);
     reading_held_ = false;
     serve_again_ = false;
     ready_ = 0;
@@ -81,7 +97,7 @@ bool websock_worker::connect() {
     if (context_ == nullptr) {
         log_error(daemon_logger, "%s->Creating libwebsocket context failed\n", name().c_str());
         remove_lws_dispatcher();
-        state_ = link_state::idle;
+        end_connection("the WebSocket library has no memory");
         return false;
     }
 
@@ -89,9 +105,12 @@ bool websock_worker::connect() {
     log_debug(daemon_logger, "%s-> %s: Try to establish connect with server %s:%d%s\n",
               name().c_str(), "_connect", settings_.host.c_str(), static_cast<int>(settings_.port),
               settings_.path.c_str());
-    connection_ = lws_client_connect_via_info(&connect_parameters_);
+    {
+        const long_wait lookup(wait_reason::name_lookup);
+        connection_ = lws_client_connect_via_info(&connect_parameters_);
+    }
     if (connection_ == nullptr) {
-        state_ = link_state::idle;
+        end_connection("no connection could be started");
         destroy_context();
         return false;
     }
@@ -127,6 +146,14 @@ void websock_worker::fill_connect_parameters() {
     connect_parameters_.ietf_version_or_minus_one = -1;
 }
 
+// Ends the present connection or attempt for those who watch.
+void websock_worker::note_end() {
+    enter(link_state::idle);
+    if (!running()) return;
+    status_.set_last_end(
+        {end_reason_.empty() ? "the connection was lost" : end_reason_, monotonic_now().tv_sec});
+}
+
 // The library still calls back while it destroys the context. A message that was received in part
 // is dropped with its connection.
 void websock_worker::destroy_context() {
@@ -142,7 +169,7 @@ void websock_worker::on_stop() {
     const std::lock_guard guard(lock_);
     log_debug(daemon_logger, "%s->Stopping\n", name().c_str());
     notify_disconnected();
-    state_ = link_state::idle;
+    note_end();
     timers_.cancel_timers(ping_watchdog_timer);
     destroy_context();
 }

@@ -1,8 +1,10 @@
 // How the worker reacts to each libwebsockets event. All of this runs inside the library's service
 // call, on the worker's thread and under the lock of the callback slot.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
 
 #include "main/logging.h"
 #include "websock/lws_callback.h"
@@ -17,6 +19,27 @@ constexpr std::int32_t max_missed_pongs = 2;
 constexpr std::time_t ping_period_seconds = 30;
 constexpr std::int64_t longest_drain_ms = 100;
 
+// The library's words, or the service's, as one line that is safe to show.
+std::string printable(const void* text, std::size_t length) {
+    constexpr std::size_t longest = 80;
+    std::string shown(static_cast<const char*>(text), std::min(length, longest));
+    for (char& c : shown) {
+        if (c < ' ' || c > '~') c = '?';
+    }
+    return shown;
+}
+
+// A close frame of the service: a status code (RFC 6455, 7.4) and perhaps a text.
+std::string close_reason(const void* payload, std::size_t length) {
+    std::string reason = "the service closed the connection";
+    if (length < 2) return reason;
+
+    const auto* bytes = static_cast<const unsigned char*>(payload);
+    reason += " with code " + std::to_string(bytes[0] * 256 + bytes[1]);
+    if (length > 2) reason += ", " + printable(bytes + 2, length - 2);
+    return reason;
+}
+
 }  // namespace
 
 int websock_worker::worker_lws_callback(lws* connection, int reason, void* /*user*/, void* in,
@@ -26,7 +49,7 @@ int websock_worker::worker_lws_callback(lws* connection, int reason, void* /*use
         handle_event(connection, reason, in, length);
     } catch (...) {
         failure_ = std::current_exception();
-        end_connection();
+        end_connection("an exception in the daemon");
     }
     return 0;
 }
@@ -34,22 +57,22 @@ int websock_worker::worker_lws_callback(lws* connection, int reason, void* /*use
 // The line numbers in the worker's log lines, in all its files, are part of their fixed text; they
 // do not refer to these files.
 void websock_worker::handle_event(lws* connection, int reason, const void* in, std::size_t length) {
-    if (missed_pongs_ > max_missed_pongs) {
+    if (status_.missed_pongs > max_missed_pongs) {
         log_debug(daemon_logger, "%s->There are no %d pong answer in a row from server\n",
-                  name().c_str(), missed_pongs_);
-        missed_pongs_ = 0;
-        end_connection();
+                  name().c_str(), status_.missed_pongs.load());
+        status_.missed_pongs = 0;
+        end_connection("three pings were not answered");
     }
 
     switch (reason) {
-        case LWS_CALLBACK_CLIENT_CONNECTION_ERROR: process_connection_error(); break;
+        case LWS_CALLBACK_CLIENT_CONNECTION_ERROR: process_connection_error(in, length); break;
         case LWS_CALLBACK_CLIENT_ESTABLISHED: process_client_established(connection); break;
         case LWS_CALLBACK_CLOSED:
         case LWS_CALLBACK_CLOSED_HTTP:
         case LWS_CALLBACK_CLOSED_CLIENT_HTTP:
         case LWS_CALLBACK_CLIENT_CLOSED: process_closed(); break;
         case LWS_CALLBACK_CLIENT_RECEIVE: process_client_receive(connection, in, length); break;
-        case LWS_CALLBACK_CLIENT_RECEIVE_PONG: missed_pongs_ = 0; break;
+        case LWS_CALLBACK_CLIENT_RECEIVE_PONG: status_.missed_pongs = 0; break;
         case LWS_CALLBACK_CLIENT_WRITEABLE: process_writeable(connection); break;
         case LWS_CALLBACK_PROTOCOL_DESTROY:
             log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_protocol_destroy", 80);
@@ -61,12 +84,16 @@ void websock_worker::handle_event(lws* connection, int reason, const void* in, s
         case LWS_CALLBACK_LOCK_POLL:
         case LWS_CALLBACK_UNLOCK_POLL: break;
         case LWS_CALLBACK_CLIENT_APPEND_HANDSHAKE_HEADER:
-            if (state_ == link_state::connecting) state_ = link_state::handshaking;
+            if (status_.state == link_state::connecting) enter(link_state::handshaking);
             log_reason(reason);
             break;
         case LWS_CALLBACK_CLIENT_HTTP_REDIRECT:
             // The library follows it: it connects anew, and sends a handshake of its own there.
-            if (state_ == link_state::handshaking) state_ = link_state::connecting;
+            if (status_.state == link_state::handshaking) enter(link_state::connecting);
+            log_reason(reason);
+            break;
+        case LWS_CALLBACK_WS_PEER_INITIATED_CLOSE:
+            if (end_reason_.empty()) end_reason_ = close_reason(in, length);
             log_reason(reason);
             break;
         case LWS_CALLBACK_WSI_DESTROY:
@@ -82,14 +109,15 @@ void websock_worker::log_reason(int reason) const {
               457, lws_reason_name(reason), reason);
 }
 
-void websock_worker::process_connection_error() {
+void websock_worker::process_connection_error(const void* in, std::size_t length) {
     log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_client_connection_error", 90);
-    end_connection();
+    end_connection(in == nullptr ? "the connection failed" : printable(in, length));
 }
 
 void websock_worker::process_client_established(lws* connection) {
     log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_client_established", 107);
-    state_ = servicing() ? link_state::connected : link_state::closing;
+    enter(servicing() ? link_state::connected : link_state::closing);
+    status_.attempts = 0;
     woken_ = false;
     in_queue_.set_on_push([this] { wake_up(); });
     delay_.reset();
@@ -102,7 +130,7 @@ void websock_worker::process_client_established(lws* connection) {
 
 void websock_worker::process_closed() {
     log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_closed", 122);
-    end_connection();
+    end_connection("the service closed the connection");
 }
 
 void websock_worker::process_client_receive(lws* connection, const void* in, std::size_t length) {
@@ -115,7 +143,7 @@ void websock_worker::process_client_receive(lws* connection, const void* in, std
         log_error(daemon_logger, "%s->%s: Message too long, drop the connection\n", name().c_str(),
                   "process_client_receive");
         rx_buffer_ = nullptr;
-        end_connection();
+        end_connection("a message was too long");
         return;
     }
     if (remaining != 0 || lws_is_final_fragment(connection) == 0) {
@@ -136,6 +164,8 @@ void websock_worker::process_client_receive(lws* connection, const void* in, std
               "process_client_receive", rx_buffer_->data.size());
     log_debug(daemon_logger, "%s->Send to Queue\n", name().c_str());
     dump_buffer(*rx_buffer_);
+    status_.received_messages.add(1);
+    status_.received_bytes.add(rx_buffer_->data.size());
     out_queue_.push(rx_buffer_);
     rx_buffer_ = buffer_info_t::make();
 }
@@ -173,7 +203,7 @@ void websock_worker::ping_when_due(lws* connection) {
     last_ping_ = now;
     // While reading is held back, pongs lie unread: a ping that they cannot answer does not count.
     const bool written = lws_send(connection, nullptr, 0, LWS_WRITE_PING) > 0;
-    if (written && !reading_held_) ++missed_pongs_;
+    if (written && !reading_held_) status_.missed_pongs = status_.missed_pongs + 1;
     lws_callback_on_writable(connection);
     rearm_watchdog();
 }
@@ -193,6 +223,8 @@ int websock_worker::lws_send(lws* connection, const void* data, std::size_t leng
         log_error(daemon_logger, "%s->%s:Can't send msg type [%d] to websocket\n", name().c_str(),
                   "lws_send", type);
     } else if (type != LWS_WRITE_PING) {
+        status_.sent_messages.add(1);
+        status_.sent_bytes.add(length);
         log_info(daemon_logger, "%s->%s:Send msg type [%d] len [%d/%d]  to websocket\n",
                  name().c_str(), "lws_send", type, written, static_cast<int>(length));
     }

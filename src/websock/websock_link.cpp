@@ -83,8 +83,9 @@ bool websock_worker::process_internal(const buffer_info_t& message) {
 
 void websock_worker::process_internal_unlink() {
     log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_internal_unlink", 69);
-    end_connection();
-    unlinked_ = true;
+    end_connection("the service worker gave it up");
+    status_.unlinked = true;
+    status_.note_change();
 }
 
 }  // namespace rfcd

@@ -52,7 +52,7 @@ bool websock_worker::process() {
 bool websock_worker::keep_running(const running_flag* running) { return *running && servicing(); }
 
 bool websock_worker::servicing() const {
-    switch (state_) {
+    switch (status_.state) {
         case link_state::connecting:
         case link_state::handshaking:
         case link_state::connected: return true;
@@ -61,11 +61,19 @@ bool websock_worker::servicing() const {
 }
 
 bool websock_worker::connected() const {
-    return state_ == link_state::connected || state_ == link_state::closing;
+    const link_state state = status_.state;
+    return state == link_state::connected || state == link_state::closing;
 }
 
-void websock_worker::end_connection() {
-    if (servicing()) state_ = connected() ? link_state::closing : link_state::failed;
+void websock_worker::enter(link_state state) {
+    status_.since = monotonic_now().tv_sec;
+    status_.state = state;
+    status_.note_change();
+}
+
+void websock_worker::end_connection(std::string_view reason) {
+    if (end_reason_.empty()) end_reason_ = reason;
+    if (servicing()) enter(connected() ? link_state::closing : link_state::failed);
 }
 
 void websock_worker::serve() {
@@ -116,7 +124,7 @@ short websock_worker::wanted_events() const {
     if (connection_ == nullptr) return 0;
 
     const bool has_to_send = connected() && !in_queue_.empty();
-    const bool writes = state_ == link_state::connecting || has_to_send || has_unsent_rest();
+    const bool writes = status_.state == link_state::connecting || has_to_send || has_unsent_rest();
     return static_cast<short>((reading_held_ ? 0 : POLLIN) | (writes ? POLLOUT : 0));
 }
 
@@ -147,6 +155,7 @@ void websock_worker::hold_back_reading() {
 
 void websock_worker::ping_timeout() {
     log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "ping_timeout", 281);
+    end_reason_ = "nothing could be sent for 60 seconds";
     active_ = false;
 }
 

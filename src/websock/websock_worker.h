@@ -19,9 +19,11 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "base/services.h"
 #include "websock/connection_delay.h"
+#include "websock/link_status.h"
 #include "websock/socket_watch.h"
 #include "workers/abstract_worker.h"
 #include "workers/safe_queue.h"
@@ -38,15 +40,6 @@ struct link_settings {
     std::uint64_t initial_delay = 0;        // seconds
     std::uint64_t max_delay = 0;            // seconds
     const running_flag* running = nullptr;  // outlives the worker
-};
-
-enum class link_state {
-    idle,         // no connection; perhaps the wait before an attempt
-    connecting,   // the TCP connection is being made
-    handshaking,  // the handshake is sent, its answer awaited
-    connected,    // the handshake is complete
-    closing,      // was connected; the loop will end the connection
-    failed,       // was never connected; the loop will end the attempt
 };
 
 class websock_worker : public abstract_worker {
@@ -71,6 +64,8 @@ class websock_worker : public abstract_worker {
     // library's stack frames, so it is kept and thrown by the next `process`.
     int worker_lws_callback(lws* connection, int reason, void* user, void* in, std::size_t length);
 
+    const link_status& status() const { return status_; }
+
   protected:
     // Waits for the connection, a message to send, or the library's next timer; at most 100 ms.
     void wait_for_wake() override;
@@ -80,8 +75,10 @@ class websock_worker : public abstract_worker {
     bool servicing() const;
     // The handshake was completed, and on_stop has not run yet.
     bool connected() const;
-    // The connection is wanted no more: the loop ends it after this pass.
-    void end_connection();
+    void enter(link_state state);
+    // The connection is wanted no more: the loop ends it after this pass. `reason` is for people;
+    // the first one counts.
+    void end_connection(std::string_view reason);
 
     // The connection attempt (websock_connect.cpp).
     bool wait_before_attempt();
@@ -90,6 +87,7 @@ class websock_worker : public abstract_worker {
     void fill_context_parameters();
     void fill_connect_parameters();
     void destroy_context();
+    void note_end();
 
     // Serving it (websock_worker.cpp).
     void serve();
@@ -105,7 +103,7 @@ class websock_worker : public abstract_worker {
     // Its events (websock_events.cpp).
     void handle_event(lws* connection, int reason, const void* in, std::size_t length);
     void log_reason(int reason) const;
-    void process_connection_error();
+    void process_connection_error(const void* in, std::size_t length);
     void process_client_established(lws* connection);
     void process_closed();
     void process_client_receive(lws* connection, const void* in, std::size_t length);
@@ -138,9 +136,8 @@ class websock_worker : public abstract_worker {
     // The message being reassembled; null once the connection has sent one that is too long.
     buffer_ptr rx_buffer_ = buffer_info_t::make();
     std::array<lws_protocols, 2> protocols_{};  // ours and the terminator
-    std::int32_t missed_pongs_ = 0;             // pings since the last pong
-    std::atomic<link_state> state_ = link_state::idle;
-    bool unlinked_ = false;      // released for good: no further attempt, whatever the state
+    link_status status_;
+    std::string end_reason_;     // of the present connection or attempt
     bool reading_held_ = false;  // the service worker does not keep up
     std::timespec last_ping_{};
     connection_delay delay_;

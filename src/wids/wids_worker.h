@@ -6,13 +6,27 @@
 // in the two queues.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <string>
 
+#include "base/worker_status.h"
 #include "ipc/ipc_helper.h"
 #include "workers/abstract_worker.h"
 #include "workers/safe_queue.h"
 
 namespace rfcd {
+
+// What happened to the last list.
+class wids_status : public worker_status {
+  public:
+    void note_list(bool accepted);
+    void append_to(status_lines& lines) const override;
+
+  private:
+    std::atomic<bool> accepted_ = false;
+    std::atomic<std::int64_t> time_ = 0;  // seconds of the monotonic clock; 0: there was no list
+};
 
 class wids_worker : public abstract_worker {
   public:
@@ -27,6 +41,8 @@ class wids_worker : public abstract_worker {
     void on_stop() override {}
     bool keep_running(const running_flag* running) override { return *running; }
 
+    const worker_status& status() const { return status_; }
+
     // The whole protocol. Blocks while the network daemon answers.
     void handle_message(const buffer_info_t& message);
 
@@ -37,6 +53,7 @@ class wids_worker : public abstract_worker {
     safe_queue& in_queue_;
     const ipc_helper& ipc_;
     const std::string list_name_;
+    wids_status status_;
     const safe_queue::handler on_message_;
 };
 

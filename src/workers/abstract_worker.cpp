@@ -49,6 +49,7 @@ void abstract_worker::join() {
 
 void abstract_worker::run() {
     prctl(PR_SET_NAME, ("rfcd:" + name_).c_str());
+    progress_.enter_loop();
     while (*running_) {
         active_ = was_active_ = start_check();
         make_passes();
@@ -56,15 +57,19 @@ void abstract_worker::run() {
             on_stop();
             was_active_ = false;
         }
+        progress_.note_pass();
         if (*running_) pause_microseconds(idle_pause_us_);
         active_ = false;
     }
+    progress_.leave_loop();
 }
 
 void abstract_worker::make_passes() {
     while (active_ && keep_running(running_)) {
         try {
-            if (!process()) continue;
+            const bool is_idle = process();
+            progress_.note_pass();
+            if (!is_idle) continue;
             return_free_memory();
             wait_for_wake();
         } catch (...) {

@@ -11,6 +11,7 @@
 #include <string>
 #include <thread>
 
+#include "workers/loop_progress.h"
 #include "workers/running_flag.h"
 
 namespace rfcd {
@@ -45,6 +46,9 @@ class abstract_worker {
     // Waits for the thread to end; nothing when there is none.
     void join();
 
+    // What the loop is doing. Any thread may look; set an observer before the loop starts.
+    loop_progress& progress() { return progress_; }
+
   protected:
     // The worker's own part of the active state; a pass that clears it ends the activation.
     bool active_ = false;
@@ -66,6 +70,7 @@ class abstract_worker {
     [[noreturn]] void end_process() const;
 
     std::thread thread_;
+    loop_progress progress_;
     const running_flag* const running_;
     const std::string name_;
     const std::int32_t poll_timeout_us_;

@@ -4,6 +4,7 @@
 // so both may use any queue, this one included.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -84,10 +85,20 @@ class SafeQueue {
     }
 
     // What the elements count for together. A producer that nobody keeps up with holds back by it.
-    std::size_t weight() const {
+    std::size_t weight() const { return held().weight; }
+
+    struct holdings {
+        std::size_t count;
+        std::size_t weight;
+    };
+    holdings held() const {
         const std::lock_guard guard(queue_mutex_);
-        return weight_;
+        return {elements_.size(), weight_};
     }
+
+    // For those who drop an element instead of pushing it, or instead of using it: counts it.
+    void note_dropped() { dropped_.fetch_add(1, std::memory_order_relaxed); }
+    std::uint64_t dropped() const { return dropped_.load(std::memory_order_relaxed); }
 
     void set_on_push(std::function<void()> callback) {
         const std::lock_guard guard(callback_mutex_);
@@ -139,6 +150,7 @@ class SafeQueue {
     std::function<void()> on_push_ = [] {};  // guarded by callback_mutex_
     std::deque<entry> elements_;             // guarded by queue_mutex_, oldest first
     std::size_t weight_ = 0;                 // guarded by queue_mutex_
+    std::atomic<std::uint64_t> dropped_ = 0;
     mutable Mutex queue_mutex_;
     std::mutex callback_mutex_;
     const std::uint64_t capacity_;

@@ -108,12 +108,12 @@ TEST(JsonWriter, ChildrenStayInTheirRoot) {
     root.add_int("n", -5);
     root.add_string("path", "a/b");
     {
-        json_writer list(true, root, "list");
+        auto list = root.add_array("list");
         list.add_string("ignored", "a");
         list.add_int("", 2);
-        json_writer item(false, list, "ignored too");
+        auto item = list.add_object("ignored too");
         item.add_int("k", 1);
-        json_writer empty(true, list, nullptr);
+        auto empty = list.add_array();
         list.add_string("", "behind its children");
     }
     root.add_int("n", 6);

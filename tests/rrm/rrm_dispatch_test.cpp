@@ -117,7 +117,7 @@ TEST_F(RrmDispatch, RadiosThatAreDownAreLocked) {
 TEST_F(RrmDispatch, MessagesPutAsideDoNotWaitForOthers) {
     rrm_tuning tuning;
     tuning.idle_wait = std::chrono::seconds(5);
-    worker = std::make_unique<rrm_worker>(*drv, in, out, "dom", &running, tuning);
+    worker = std::make_unique<rrm_worker>(*drv, service_queues{out, in}, "dom", &running, tuning);
     drv->take();
     drv->scanning = true;
     for (int i = 0; i < 3; ++i) receive(rrm("fbt-info"));

@@ -38,7 +38,8 @@ class RrmTest : public testing::Test {
         drv = std::make_unique<scripted_driver>(&running);
         rfcd::rrm_tuning tuning;
         tuning.idle_wait = std::chrono::milliseconds{0};
-        worker = std::make_unique<rfcd::rrm_worker>(*drv, in, out, "dom", &running, tuning);
+        worker = std::make_unique<rfcd::rrm_worker>(*drv, rfcd::service_queues{out, in}, "dom",
+                                                    &running, tuning);
     }
     static void touch(const char* path) { lab::write_file(path, ""); }
     static bool there(const char* path) { return std::filesystem::exists(path); }

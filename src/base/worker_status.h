@@ -1,0 +1,34 @@
+// What a service worker tells about itself, for those who watch the daemon. The worker's thread
+// changes it; any thread reads it, and may see one field a moment before another.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "base/status_lines.h"
+
+namespace rfcd {
+
+class worker_status {
+  public:
+    worker_status() = default;
+    worker_status(const worker_status&) = delete;
+    worker_status& operator=(const worker_status&) = delete;
+    virtual ~worker_status() = default;
+
+    // Adds the worker's own lines. On any thread.
+    virtual void append_to(status_lines& lines) const = 0;
+    // In a few words, after the state of the link: ", subscribed". On any thread.
+    virtual const char* summary() const { return ""; }
+
+    // Changes with every change of a state.
+    std::uint32_t version() const { return version_; }
+
+  protected:
+    void note_change() { ++version_; }
+
+  private:
+    std::atomic<std::uint32_t> version_ = 0;
+};
+
+}  // namespace rfcd
