@@ -5,26 +5,19 @@
 //   =!N CALL      the result of a call of the radio library or of a command
 //   =@TEXT        the beginning of the radio information record
 //   =*TEXT        the beginning of the entries and of the RRM results of wlan1
-#include <filesystem>
-
 #include "driver/driver.h"
 #include "fuzz/rrm_session.h"
 #include "harness/fakes/fake_peermsg.h"
 #include "harness/fakes/fake_radio.h"
+#include "harness/fakes/fake_vap.h"
 
 namespace {
-
-void store(const std::string& path, const std::string& value) {
-    fake_peermsg::bus.store[path] = '"' + value + '"';
-}
 
 // The network devices of the access point stay; whether a VAP is up is a matter of the store.
 bool make_devices() {
     lab::require_sandbox();
     for (const char* name : {"wlan0", "wlan0-vap2", "wlan1", "wlan2"}) {
-        const std::string device = std::string("/sys/class/net/") + name;
-        std::filesystem::create_directories(device);
-        lab::write_file(device + "/flags", "0x1003\n");
+        fake_vap::make_device(name);
     }
     lab::write_file("/tmp/factory", "Board: AP\nMAC: 00:11:22:33:44:50\n");
     lab::write_file("/var/run/hostapd-channels-wlan1", "36 40 44 48\n");
@@ -33,12 +26,8 @@ bool make_devices() {
 
 void fill_store() {
     for (const char* vap : {"wlan0-vap0", "wlan0-vap2", "wlan1-vap0", "wlan2-vap0"}) {
-        const std::string path = std::string("/interface/") + vap;
-        store(path + "/common/enabled", "true");
-        store(path + "/vap/ssid", "office");
-        store(path + "/vap/ap-security/mode", "WPA2-PSK");
-        store(path + "/vap/ft-config/enabled", "true");
-        store(path + "/vap/w80211kv-config/enabled", "true");
+        fake_vap::store_vap(vap, "office", "WPA2-PSK");
+        fake_vap::store(std::string("/interface/") + vap + "/vap/ft-config/enabled", "true");
     }
 }
 

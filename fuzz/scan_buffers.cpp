@@ -2,7 +2,6 @@
 // layouts and lies about counts, the radio information record, then entries.
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 
 #include "driver/driver.h"
 #include "fuzz/fuzz.h"
@@ -10,6 +9,7 @@
 #include "harness/fakes/fake_log.h"
 #include "harness/fakes/fake_peermsg.h"
 #include "harness/fakes/fake_radio.h"
+#include "harness/fakes/fake_vap.h"
 #include "main/logging.h"
 
 namespace {
@@ -22,11 +22,8 @@ constexpr std::size_t most_active = 4096;  // docs/limits.md
 rfcd::driver& driver_of_three_radios() {
     lab::require_sandbox();
     for (const char* name : {"wlan0", "wlan1", "wlan2"}) {
-        const std::string device = std::string("/sys/class/net/") + name;
-        std::filesystem::create_directories(device);
-        lab::write_file(device + "/flags", "0x1003\n");
-        fake_peermsg::bus.store["/interface/" + std::string(name) + "-vap0/common/enabled"] =
-            "\"true\"";
+        fake_vap::make_device(name);
+        fake_vap::store("/interface/" + std::string(name) + "-vap0/common/enabled", "true");
     }
     lab::write_file("/tmp/factory", "MAC: 00:11:22:33:44:50\n");
     static const rfcd::running_flag enabled = true;

@@ -16,40 +16,43 @@ void put(bytes& into, std::size_t offset, Number value) {
     std::memcpy(into.data() + offset, &value, sizeof value);
 }
 
-}  // namespace
-
-bytes active_entry(int channel, int band, int rssi, const std::string& bandwidth,
-                   const std::string& sideband) {
-    bytes entry(RADIOCTL_ENTRY_SIZE);
-    std::fill_n(entry.begin(), 6, std::uint8_t{0xab});
-    put(entry, RADIOCTL_ENTRY_CHANNEL, channel);
-    put(entry, RADIOCTL_ENTRY_BAND, band);
-    put(entry, RADIOCTL_ENTRY_RSSI, rssi);
-    std::copy(bandwidth.begin(), bandwidth.end(), entry.begin() + RADIOCTL_ENTRY_BANDWIDTH);
-    std::copy(sideband.begin(), sideband.end(), entry.begin() + RADIOCTL_ENTRY_SIDEBAND);
-    return entry;
-}
-
-bytes rrm_entry(std::uint8_t power, std::uint16_t chanspec, std::int32_t sum,
-                std::int32_t samples) {
+bytes rrm_entry(const rrm_fields& fields) {
     bytes entry(RADIOCTL_RRM_ENTRY_SIZE);
     std::fill_n(entry.begin(), 6, std::uint8_t{0xcd});
-    entry[RADIOCTL_RRM_ENTRY_POWER] = power;
-    put(entry, RADIOCTL_RRM_ENTRY_CHANSPEC, chanspec);
-    put(entry, RADIOCTL_RRM_ENTRY_RSSI_SUM, sum);
-    put(entry, RADIOCTL_RRM_ENTRY_SAMPLES, samples);
+    entry[RADIOCTL_RRM_ENTRY_POWER] = fields.power;
+    put(entry, RADIOCTL_RRM_ENTRY_CHANSPEC, fields.chanspec);
+    put(entry, RADIOCTL_RRM_ENTRY_RSSI_SUM, fields.rssi_sum);
+    put(entry, RADIOCTL_RRM_ENTRY_SAMPLES, fields.samples);
     return entry;
 }
 
-bytes rrm_buffer(std::int32_t count, std::int32_t band, const std::vector<bytes>& entries,
-                 std::uint32_t magic, std::uint32_t running) {
+}  // namespace
+
+bytes active_entry(const active_fields& fields) {
+    bytes entry(RADIOCTL_ENTRY_SIZE);
+    std::fill_n(entry.begin(), 6, std::uint8_t{0xab});
+    put(entry, RADIOCTL_ENTRY_CHANNEL, fields.channel);
+    put(entry, RADIOCTL_ENTRY_BAND, fields.band);
+    put(entry, RADIOCTL_ENTRY_RSSI, fields.rssi);
+    std::copy(fields.bandwidth.begin(), fields.bandwidth.end(),
+              entry.begin() + RADIOCTL_ENTRY_BANDWIDTH);
+    std::copy(fields.sideband.begin(), fields.sideband.end(),
+              entry.begin() + RADIOCTL_ENTRY_SIDEBAND);
+    return entry;
+}
+
+bytes rrm_buffer(const rrm_results& results) {
     bytes buffer(RADIOCTL_RRM_SIZE);
-    put(buffer, RADIOCTL_RRM_MAGIC_OFFSET, magic);
-    put(buffer, RADIOCTL_RRM_RUNNING_OFFSET, running);
-    put(buffer, RADIOCTL_RRM_COUNT_OFFSET, count);
-    put(buffer, RADIOCTL_RRM_BAND_OFFSET, band);
+    const auto size = static_cast<std::int32_t>(results.entries.size());
+    put(buffer, RADIOCTL_RRM_MAGIC_OFFSET, results.magic);
+    put(buffer, RADIOCTL_RRM_RUNNING_OFFSET, results.running);
+    put(buffer, RADIOCTL_RRM_COUNT_OFFSET, results.count.value_or(size));
+    put(buffer, RADIOCTL_RRM_BAND_OFFSET, results.band);
     auto at = buffer.begin() + RADIOCTL_RRM_ENTRIES_OFFSET;
-    for (const auto& entry : entries) at = std::copy(entry.begin(), entry.end(), at);
+    for (const auto& fields : results.entries) {
+        const auto entry = rrm_entry(fields);
+        at = std::copy(entry.begin(), entry.end(), at);
+    }
     return buffer;
 }
 

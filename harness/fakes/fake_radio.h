@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,11 +30,29 @@ inline state library;
 inline void reset() { library = {}; }
 inline std::string take_record() { return std::exchange(library.record, {}); }
 
-// Records made of their fields.
-bytes active_entry(int channel, int band, int rssi, const std::string& bandwidth,
-                   const std::string& sideband);
-bytes rrm_entry(std::uint8_t power, std::uint16_t chanspec, std::int32_t sum, std::int32_t samples);
-bytes rrm_buffer(std::int32_t count, std::int32_t band, const std::vector<bytes>& entries,
-                 std::uint32_t magic = RADIOCTL_RRM_MAGIC, std::uint32_t running = 0);
+// The fields of the library's records, and records made of them.
+struct active_fields {
+    int channel = 44;
+    int band = 5;
+    int rssi = -61;
+    std::string bandwidth = "20";  // beyond its field it runs into the next ones
+    std::string sideband = {};
+};
+bytes active_entry(const active_fields& fields);
+
+struct rrm_fields {
+    std::uint8_t power = 0;
+    std::uint16_t chanspec = 0;
+    std::int32_t rssi_sum = 0;
+    std::int32_t samples = 0;
+};
+struct rrm_results {
+    std::uint32_t magic = RADIOCTL_RRM_MAGIC;
+    std::uint32_t running = 0;
+    std::optional<std::int32_t> count = {};  // the number of entries, when it is not another one
+    std::int32_t band = 5;
+    std::vector<rrm_fields> entries = {};
+};
+bytes rrm_buffer(const rrm_results& results);
 
 }  // namespace fake_radio

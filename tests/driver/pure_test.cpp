@@ -19,118 +19,98 @@
 namespace rfcd {
 namespace {
 
-TEST(Chanspec, OfWhatARadioSays) {
-    const std::pair<radio_channel, int> rows[] = {
-        {{80, 44, 1, 42}, 0x222c}, {{80, 36, 1, 42}, 0x2024},  {{80, 40, 3, 42}, 0x2128},
-        {{80, 48, 3, 42}, 0x2330}, {{80, 36, 0, 42}, 0x2024},  {{40, 40, 3, 0}, 0x1928},
-        {{40, 36, 1, 0}, 0x1824},  {{160, 52, 3, 50}, 0x2834}, {{320, 37, 1, 0}, 0x3825},
-        {{20, 6, 0, 0}, 0x1006},   {{0, 6, 3, 0}, 0x1006}};
-    for (const auto& [channel, chanspec] : rows) EXPECT_EQ(chanspec_of(channel), chanspec);
+TEST(Chanspec, OfWhatARadioReports) {
+    constexpr std::uint8_t above = RADIOCTL_SECONDARY_ABOVE;
+    constexpr std::uint8_t below = RADIOCTL_SECONDARY_BELOW;
+    const auto spec = [](const radio_channel& radio) { return chanspec_of(radio); };
+    EXPECT_EQ(spec({.bandwidth = 80, .primary = 40, .secondary = below, .centre = 42}), 0x2128);
+    EXPECT_EQ(spec({.bandwidth = 80, .primary = 44, .secondary = above, .centre = 42}), 0x222c);
+    EXPECT_EQ(spec({.bandwidth = 80, .primary = 48, .secondary = below, .centre = 42}), 0x2330);
+    EXPECT_EQ(spec({.bandwidth = 40, .primary = 36, .secondary = above}), 0x1824);
+    EXPECT_EQ(spec({.bandwidth = 40, .primary = 40, .secondary = below}), 0x1928);
+    EXPECT_EQ(spec({.bandwidth = 160, .primary = 52, .secondary = below}), 0x2834);
+    EXPECT_EQ(spec({.bandwidth = 0, .primary = 6, .secondary = below}), 0x1006);
 }
 
-TEST(Chanspec, PrimaryChannelTexts) {
-    const std::tuple<int, int, const char*> rows[] = {
-        {0, 20, "none"},    {512, 160, "none"}, {256, 320, "none"}, {0, 40, "lower"},
-        {512, 40, "upper"}, {0, 80, "ll"},      {256, 80, "lu"},    {512, 80, "ul"},
-        {768, 80, "uu"},    {1024, 80, "uu"},   {0, 21, nullptr}};
-    for (const auto& [sideband, bandwidth, text] : rows) {
-        EXPECT_STREQ(primary_channel_text(sideband, bandwidth), text);
+TEST(Chanspec, PrimaryChannelOfASideband) {
+    const struct {
+        int mhz;
+        int sideband;
+        const char* text;
+        int from_centre = 0;
+    } rows[] = {
+        {.mhz = 40, .sideband = 0, .text = "lower", .from_centre = -2},
+        {.mhz = 40, .sideband = 256, .text = "upper", .from_centre = 2},
+        {.mhz = 80, .sideband = 0, .text = "ll", .from_centre = -6},
+        {.mhz = 80, .sideband = 256, .text = "lu", .from_centre = -2},
+        {.mhz = 80, .sideband = 512, .text = "ul", .from_centre = 2},
+        {.mhz = 80, .sideband = 768, .text = "uu", .from_centre = 6},
+        {.mhz = 160, .sideband = 256, .text = "none"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::to_string(row.mhz) + " MHz " + row.text);
+        EXPECT_STREQ(primary_channel_text(row.sideband, row.mhz), row.text);
+        EXPECT_EQ(primary_of_centre(42, row.sideband, row.mhz), 42 + row.from_centre);
     }
 }
 
-TEST(Chanspec, PrimaryOfAWideChannelsCentre) {
-    const int rows[][4] = {{42, 0, 80, 36},   {42, 256, 80, 40},  {42, 512, 80, 44},
-                           {42, 768, 80, 48}, {38, 0, 40, 36},    {38, 256, 40, 40},
-                           {38, 512, 40, 38}, {50, 256, 160, 50}, {6, 0, 20, 6}};
-    for (const auto& r : rows) EXPECT_EQ(primary_of_centre(r[0], r[1], r[2]), r[3]);
-}
-
-TEST(Chanspec, Frequencies) {
-    EXPECT_EQ(channel_frequency(6, 5), 5975);
-    EXPECT_EQ(channel_frequency(0, 5), std::nullopt);
-    EXPECT_EQ(channel_frequency(2, -1), 2402);
-    EXPECT_EQ(channel_frequency(5, 2147483647), 2147483647)
-        << "no number from the service overflows";
-    EXPECT_EQ(channel_frequency(5, -2147483648), 0);
-}
-
-TEST(RadioRecords, ActiveEntries) {
-    const std::tuple<const char*, const char*, int, int> rows[] = {
-        {"80", "UL", 80, 512}, {"80", "xx", 80, 0}, {"40", "UL", 40, 0},
-        {"", "", 0, 0},        {"wide", "", 0, 0},  {"888888UU", "", 888888, 0}};
-    for (const auto& [bandwidth, sideband, mhz, bits] : rows) {
-        SCOPED_TRACE(bandwidth);
-        const auto r = read_active_entry(fake_radio::active_entry(44, 5, -61, bandwidth, sideband));
-        EXPECT_EQ(r.bandwidth, mhz) << "a text without an end stops with its field";
-        EXPECT_EQ(r.sideband, bits);
-        EXPECT_EQ(r.bssid.text(), "ab:ab:ab:ab:ab:ab");
-        EXPECT_EQ(std::vector({r.channel, r.band, r.rssi, r.tx_power}),
-                  (std::vector{44, 5, -61, 0}));
-    }
+TEST(RadioRecords, WidthOfAnActiveEntry) {
+    const auto read = [](const fake_radio::active_fields& fields) {
+        return read_active_entry(fake_radio::active_entry(fields));
+    };
+    EXPECT_EQ(read({.bandwidth = "80", .sideband = "UL"}).sideband, 512);
+    EXPECT_EQ(read({.bandwidth = "80", .sideband = "xx"}).sideband, 0);
+    EXPECT_EQ(read({.bandwidth = "40", .sideband = "UL"}).sideband, 0);
+    EXPECT_EQ(read({.bandwidth = "wide"}).bandwidth, 0);
+    EXPECT_EQ(read({.bandwidth = "888888UU"}).bandwidth, 888888) << "it ends with its field";
 }
 
 TEST(RadioRecords, RrmEntries) {
-    const std::int32_t lowest = -2147483647 - 1;
-    const std::int32_t rows[][3] = {
-        {-241, 4, -60}, {5, 0, 0}, {-7, 2, -3}, {lowest, -1, lowest}, {100, -3, -33}};
-    for (const auto& row : rows) {
-        const auto entries = read_rrm_entries(fake_radio::rrm_buffer(
-            1, 5, {fake_radio::rrm_entry(17 << 2 | 3, 0x202a, row[0], row[1])}));
-        ASSERT_EQ(entries.size(), 1U);
-        EXPECT_EQ(entries[0].rssi, row[2]);
-        EXPECT_EQ(entries[0].tx_power, 17);
-        EXPECT_EQ(entries[0].chanspec, 0x202a);
-    }
-    for (const auto& [count, read] :
-         {std::pair{300, 256U}, {2147483647, 256U}, {-1, 0U}, {2, 2U}}) {
-        EXPECT_EQ(read_rrm_entries(fake_radio::rrm_buffer(count, 5, {})).size(), read) << count;
-    }
-}
-
-TEST(NeighborReport, Commands) {
-    const std::tuple<int, const char*, const char*, int, const char*> rows[] = {
-        {2, "AA:bb:cc:dd:ee:ff", "\xc3\xa9", 6, "c3a9 nr=AAbbccddeeff630800005106070603000600"},
-        {6, "00:00:00:00:00:01", "a b", 37, "612062 nr=000000000001633810007325090603002500"},
-        {0, "00:00:00:00:00:01", "", 11, " nr=00000000000163080000000b000603000b00"},
-        {5, "00:00:00:00:00:01", "x", 300, "78 nr=000000000001631800007312c0906030012c00"},
+    const auto rssi_of = [](const fake_radio::rrm_fields& fields) {
+        return read_rrm_entries(fake_radio::rrm_buffer({.entries = {fields}})).at(0).rssi;
     };
-    for (const auto& [band, bssid, ssid, channel, end] : rows) {
-        const auto c = neighbour_class_of_band(band);
-        EXPECT_EQ(set_neighbour_command("wlan1", {bssid, swap_bytes(c.bssid_info), channel, ssid,
-                                                  c.op_class, c.phy_type}),
-                  std::string("wpa_cli -g /var/run/hostapd/global raw IFNAME=wlan1 SET_NEIGHBOR ") +
-                      bssid + " ssid=" + end);
-    }
+    constexpr std::int32_t lowest = -2147483647 - 1;
+    EXPECT_EQ(rssi_of({.rssi_sum = -7, .samples = 2}), -3);
+    EXPECT_EQ(rssi_of({.rssi_sum = 5, .samples = 0}), 0);
+    EXPECT_EQ(rssi_of({.rssi_sum = lowest, .samples = -1}), lowest) << "beyond 32 bits";
+
+    EXPECT_EQ(read_rrm_entries(fake_radio::rrm_buffer({.count = 2147483647})).size(), 256U);
+    EXPECT_EQ(read_rrm_entries(fake_radio::rrm_buffer({.count = -1})).size(), 0U);
 }
 
-TEST(NeighborReport, OnlyMacAddressesAreMacAddresses) {
+TEST(NeighbourReport, NumbersAndTextsBeyondTheUsual) {
+    const auto band = neighbour_class_of_band(6);
+    EXPECT_EQ(set_neighbour_command("wlan2", {.bssid = "0a:00:Bb:00:00:01",
+                                              .bssid_info_swapped = swap_bytes(band.bssid_info),
+                                              .channel = 300,
+                                              .ssid = "\xc3\xa9 x",
+                                              .op_class = band.op_class,
+                                              .phy_type = band.phy_type}),
+              "wpa_cli -g /var/run/hostapd/global raw IFNAME=wlan2 SET_NEIGHBOR 0a:00:Bb:00:00:01 "
+              "ssid=c3a92078 nr=0a00Bb000001633810007312c0906030012c00");
+}
+
+TEST(MacText, OnlyMacAddressesAreMacAddresses) {
     EXPECT_TRUE(is_mac_text("00:1a:2B:3c:4D:ff"));
-    for (const char* text : {"", "00:11:22:33:44", "00:11:22:33:44:5", "00-11-22-33-44-55",
-                             "00:11:22:33:44:5g", "00:11:22:33:44:55:", "00:11:22:33:44:55 x",
-                             " 00:11:22:33:44:5", "0:011:22:33:44:55", "00:11:22:33:44;55"}) {
+    for (const char* text : {"", "00:11:22:33:44:5", "00-11-22-33-44-55", "00:11:22:33:44:5g",
+                             "00:11:22:33:44:55:", "0:011:22:33:44:55", "00:11:22:33:44;55"}) {
         EXPECT_FALSE(is_mac_text(text)) << text;
     }
 }
 
-board_identity parsed(const std::string& text) {
-    lab::write_file("/tmp/factory", text);
-    return read_board_identity();
-}
-
 TEST(BoardIdentity, LinesOfTheFactoryFile) {
-    const auto board =
-        parsed("Board: first\nnoise\nmac: 00:11:22:33:44:aB\r\nSerial: " + std::string(40, 's') +
-               "\nboard: AP\nHW Rev: 2\n");
+    lab::write_file("/tmp/factory", "Board: first\nnoise\nmac: 00:11:22:33:44:aB\r\nSerial: " +
+                                        std::string(40, 's') + "\nboard: AP\nHW Rev: 2");
+
+    const auto board = read_board_identity();
+
     EXPECT_EQ(board.board_name.view(), "AP") << "the last one wins";
     EXPECT_EQ(board.board_mac.view(), "00:11:22:33:44:aB\r") << "one character is removed";
     EXPECT_EQ(board.board_serial.view(), std::string(31, 's'));
-    EXPECT_EQ(board.board_hw_rev.view(), "2");
-    EXPECT_EQ(parsed("MAC: x").board_mac.view(), "x") << "no line end, nothing removed";
+    EXPECT_EQ(board.board_hw_rev.view(), "2") << "no line end, nothing removed";
 }
 
 TEST(BoardIdentity, FactoryToolIsRunOnce) {
-    std::filesystem::remove("/tmp/factory");
-    EXPECT_TRUE(read_board_identity().board_mac.empty()) << "no tool either";
     std::filesystem::remove("/tmp/factory");
     lab::write_file("/bin/factory", "#!/bin/sh\necho MAC: 00:00:00:00:00:07\n");
     std::filesystem::permissions("/bin/factory", std::filesystem::perms::owner_all);
@@ -138,40 +118,33 @@ TEST(BoardIdentity, FactoryToolIsRunOnce) {
 }
 
 TEST(BoardIdentity, VapAddresses) {
-    const char* rows[][3] = {{"00:11:22:33:44:50", "wlan0-vap0", "00:11:22:33:44:50"},
-                             {"00:11:22:33:44:50", "wlan1-vap0", "00:11:22:33:44:60"},
-                             {"00:11:22:33:44:F0", "wlan2-vap3", "00:11:22:33:44:13"},
-                             {"00:11:22:33:44:FF", "wlan0-vap1", "00:11:22:33:44:00"},
-                             {"AA:BB:CC:DD:EE", "wlan1-vap2", "00:00:00:00:00:12"},
-                             {"", "wlan0-vap15", "00:00:00:00:00:0f"},
-                             {"00:11:22:33:44:50", "eth0", ""}};
-    for (const auto& row : rows) EXPECT_EQ(vap_bssid(row[0], row[1]), row[2]);
+    EXPECT_EQ(vap_bssid("00:11:22:33:44:F0", "wlan2-vap3"), "00:11:22:33:44:13") << "no carry";
+    EXPECT_EQ(vap_bssid("AA:BB:CC:DD:EE", "wlan1-vap2"), "00:00:00:00:00:12") << "not an address";
+    EXPECT_EQ(vap_bssid("00:11:22:33:44:50", "eth0"), "") << "not a VAP";
 }
 
 TEST(InterfaceStatus, FlagsFiles) {
-    const char* unreadable = "cannot read entry from sysfs(/sys/class/net/wlan1/flags)\n";
-    const std::tuple<const char*, bool, const char*> rows[] = {
-        {"0x1003\n", true, ""},
-        {"0x1002\n", false, ""},
-        {"0xffffffff\n", false, ""},
-        {"1\n", true, ""},
-        {"zz\n", false, ""},
-        {"0x1003", false, unreadable},
-        {"", false, unreadable},
-        {nullptr, false, "cannot open entry from sysfs(/sys/class/net/wlan1/flags)\n"}};
     std::filesystem::create_directories("/sys/class/net/wlan1");
-    for (const auto& [text, up, log] : rows) {
-        SCOPED_TRACE(text == nullptr ? "no file" : text);
-        std::filesystem::remove("/sys/class/net/wlan1/flags");
-        if (text != nullptr) lab::write_file("/sys/class/net/wlan1/flags", text);
-        fake_log::reset(log_mask_error);
-        EXPECT_EQ(interface_is_up("wlan1-vap0"), up);
-        const auto line = fake_log::take();
-        EXPECT_EQ(line.substr(std::min(line.size(), line.find("> ") + 2)), log);
-    }
+    fake_log::reset(log_mask_error);
+    const auto is_up = [](const char* flags) {
+        lab::write_file("/sys/class/net/wlan1/flags", flags);
+        return interface_is_up("wlan1-vap0");
+    };
+    EXPECT_TRUE(is_up("0x1003\n"));
+    EXPECT_FALSE(is_up("0x1002\n"));
+    EXPECT_FALSE(is_up("0xffffffff\n"));
+    EXPECT_EQ(fake_log::take(), "");
+
+    EXPECT_FALSE(is_up("0x1003")) << "without a line end";
+    EXPECT_TRUE(
+        fake_log::take().ends_with("> cannot read entry from sysfs(/sys/class/net/wlan1/flags)\n"));
+    std::filesystem::remove("/sys/class/net/wlan1/flags");
+    EXPECT_FALSE(interface_is_up("wlan1"));
+    EXPECT_TRUE(
+        fake_log::take().ends_with("> cannot open entry from sysfs(/sys/class/net/wlan1/flags)\n"));
 }
 
-TEST(InterfaceStatus, OnlyTheFirstVapHasItsRadiosName) {
+TEST(InterfaceNames, OnlyTheFirstVapHasItsRadiosName) {
     EXPECT_EQ(vap_to_ifname("wlan0-vap0"), "wlan0");
     EXPECT_EQ(vap_to_ifname("wlan0-vap10"), "wlan0-vap10");
 }
