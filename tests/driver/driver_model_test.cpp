@@ -15,7 +15,6 @@ TEST_F(DriverModel, TablesAreReadAndCleared) {
     EXPECT_TRUE(office.dot11k);
     EXPECT_TRUE(enterprise.enterprise);
     EXPECT_EQ(drv->get_band_from_ifname("wlan1-vap3"), 5);
-    EXPECT_EQ(drv->get_band_from_ifname("wlan2"), 0) << "a radio that is down has no band";
 
     drv->reset_interface_context();
     EXPECT_FALSE(drv->is_radio_up(1));
@@ -59,6 +58,7 @@ TEST_F(DriverModel, SentryRadios) {
                (drv->is_sentry_radio(1) ? "wlan1 " : "") + (drv->is_sentry_all() ? "all" : "");
     };
     EXPECT_EQ(sentries({.interface = "wlan1"}), "wlan1 ");
+    EXPECT_FALSE(drv->has_vap_up(1)) << "its VAPs are not read";
     EXPECT_EQ(sentries({.interface = "all"}), "wlan0 wlan1 all");
     EXPECT_EQ(sentries({.interface = "eth0"}), "");
     EXPECT_EQ(sentries({.mode = "passive"}), "");
@@ -114,9 +114,12 @@ TEST_F(DriverModel, AnswersNothingWhileStoppingOrNotInitialized) {
 TEST_F(DriverModel, VapsByTheirSsid) {
     EXPECT_STREQ(drv->get_ifname_by_ssid("guests", 0), "wlan0-vap2");
     EXPECT_STREQ(drv->get_ifname_by_ssid("office", 0), "wlan0");
-    EXPECT_EQ(drv->get_ifname_by_ssid("other", 0), nullptr);
-    EXPECT_EQ(drv->get_vap_by_ssid("", 0), -1) << "the SSID of a VAP that is down";
+    EXPECT_EQ(drv->get_vap_by_ssid("", 0), -1) << "VAP 1 is down and has no SSID";
     EXPECT_EQ(drv->get_vap_by_ssid(nullptr, 0), -1);
+
+    drv->get_radio(0)->vaps[2].up = false;
+    EXPECT_EQ(drv->get_ifname_by_ssid("guests", 0), nullptr);
+    EXPECT_EQ(drv->get_vap_ssid(2, 0), nullptr);
 }
 
 TEST_F(DriverModel, ConfiguredChannelSpecifications) {

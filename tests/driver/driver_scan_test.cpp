@@ -64,11 +64,13 @@ TEST_F(DriverScan, RrmScanTakesTheLowestChannel) {
               "send 34 lock wlan0, send 34 lock wlan1, send 34 lock wlan2, ");
     EXPECT_TRUE(
         log().starts_with("info Attempt to start RRM scanning...\n"
-                          "info Execute RRM scan on channel 1 time 8\n"
-                          "info Start RRM scanning for radio 'wlan0'\n"));
+                          "info Execute RRM scan on channel 1 time 8\n"));
 
     drv->stop_all_scans();
     EXPECT_EQ(asked(), "unlock wlan0, unlock wlan1, send 34 unlock wlan0, send 34 unlock wlan1, ");
+    drv->get_radio(1)->sentry = true;
+    start(false);
+    EXPECT_EQ(fake_radio::take_record(), "lock wlan0 13, rrm wlan0 1, unlock wlan1, ");
 }
 
 TEST_F(DriverScan, TimesOfActiveScans) {
