@@ -1,5 +1,5 @@
-// An RRM worker with a scripted driver, a moved clock, and the files of an access point whose
-// hostapd runs.
+// What the tests of the RRM worker and its members share: a scripted driver, a moved clock, the
+// files of an access point whose hostapd runs, and the worker over them.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,31 +18,54 @@
 #include "rrm/flag_files.h"
 #include "rrm/rrm_worker.h"
 
-class RrmTest : public testing::Test {
+// A member by itself, over the driver.
+class RrmMemberTest : public testing::Test {
   protected:
-    RrmTest() { renew(); }
+    RrmMemberTest() { reset_world(); }
 
-    // A fresh worker, driver and clock, with empty queues.
-    void renew() {
-        worker.reset();
-        drain(in);
-        drain(out);
+    // A fresh driver and clock, an empty log, and no file but hostapd's.
+    void reset_world() {
         running = true;
         fake_clock::reset();
         fake_peermsg::reset();
         fake_log::reset(rfcd::log_mask_none);
-        for (const char* path : {rfcd::flag_files::notify, rfcd::flag_files::connected}) {
+        for (const char* path : {rfcd::flag_files::widsd_pid, rfcd::flag_files::notify,
+                                 rfcd::flag_files::hostapd_started, rfcd::flag_files::widsd_started,
+                                 rfcd::flag_files::config_updated,
+                                 rfcd::flag_files::timezone_changed, rfcd::flag_files::connected}) {
             std::filesystem::remove(path);
         }
         touch(rfcd::flag_files::hostapd_pid);
         drv = std::make_unique<scripted_driver>(&running);
-        rfcd::rrm_tuning tuning;
-        tuning.idle_wait = std::chrono::milliseconds{0};
-        worker = std::make_unique<rfcd::rrm_worker>(*drv, rfcd::service_queues{out, in}, "dom",
-                                                    &running, tuning);
     }
     static void touch(const char* path) { lab::write_file(path, ""); }
     static bool there(const char* path) { return std::filesystem::exists(path); }
+    static rfcd::json_reader read(const std::string& text) {
+        return rfcd::json_reader(text.c_str());
+    }
+
+    rfcd::running_flag running = true;
+    std::unique_ptr<scripted_driver> drv;
+};
+
+class RrmTest : public RrmMemberTest {
+  protected:
+    RrmTest() { renew(); }
+
+    // A fresh worker in a fresh world, with empty queues.
+    void renew() {
+        worker.reset();
+        drain(in);
+        drain(out);
+        reset_world();
+        make_worker(std::chrono::milliseconds{0});
+    }
+    void make_worker(std::chrono::milliseconds idle_wait) {
+        rfcd::rrm_tuning tuning;
+        tuning.idle_wait = idle_wait;
+        worker = std::make_unique<rfcd::rrm_worker>(*drv, rfcd::service_queues{out, in}, "dom",
+                                                    &running, tuning);
+    }
 
     // Gives the worker a message and lets it pass once.
     void receive(const std::string& text) {
@@ -57,11 +80,12 @@ class RrmTest : public testing::Test {
     static std::string link(const std::string& cmd) {
         return R"({"version":"2.4","service":"internal-ipc","cmd":")" + cmd + "\"}";
     }
-    // The commands of what was sent since the last look: "subscribe-request rrm-response ".
+    // What was sent since the last look: "subscribe-request rrm-response with neighbours ".
     std::string sent() {
         std::string commands;
         for (const auto& text : drain(out)) {
-            commands += rfcd::json_reader(text.c_str()).get_string("cmd") + std::string(" ");
+            commands += read(text).get_string("cmd");
+            commands += text.find("bssid") != std::string::npos ? " with neighbours " : " ";
         }
         return commands;
     }
@@ -70,32 +94,8 @@ class RrmTest : public testing::Test {
         receive(message);
         return drv->take() + sent();
     }
-    texts texts_sent_by(const std::string& message) {
-        receive(message);
-        return drain(out);
-    }
-    // Moves the clock second by second up to `until` seconds from now; what was sent, with times.
-    std::string pass_until(int until) {
-        std::string told;
-        for (int second = 1; second <= until; ++second) {
-            fake_clock::advance(1);
-            worker->keep_running(&running);
-            worker->process();
-            if (const auto commands = sent(); !commands.empty())
-                told += std::to_string(second) + " " + commands;
-        }
-        return told;
-    }
-    void subscribe() {
-        receive(link("connected"));
-        receive(rrm("subscribe-response", R"("status":"success")"));
-        sent();
-        drv->take();
-    }
 
-    rfcd::running_flag running = true;
     rfcd::safe_queue in;
     rfcd::safe_queue out;
-    std::unique_ptr<scripted_driver> drv;
     std::unique_ptr<rfcd::rrm_worker> worker;
 };
