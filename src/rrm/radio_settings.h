@@ -30,7 +30,7 @@ class radio_settings {
     void clear_neighbour_lists();
 
   private:
-    // What the service controls; it may send values of the rest, too, which are ignored.
+    // What the service controls. Values that it sends of anything else are ignored.
     struct control {
         bool use_tpc;  // transmit powers
         bool use_dca;  // channels

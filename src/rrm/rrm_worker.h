@@ -4,12 +4,12 @@
 // Made by start-up in RRM mode; its loop, its members and their timers all run on the main thread.
 // It shares nothing with the websock_worker but the two queues. Its members do the work:
 //
-//   subscription      asks for the subscription, repeats the request, reports changes
-//   scan_session      scans on request, reports the neighbours that it heard
-//   radio_settings    channels, transmit powers, neighbour lists
-//   fast_transition   802.11r
-//   supervision       hostapd and widsd coming and going, the notify files
-//   outgoing_messages what is sent to the service
+//   subscription        asks for the subscription, repeats the request, reports changes
+//   scan_session        scans on request, reports the neighbours that it heard
+//   radio_settings      channels, transmit powers, neighbour lists
+//   fast_transition     802.11r
+//   supervision         hostapd and widsd coming and going, the notify files
+//   outgoing_messages   builds and sends every message
 //
 // The worker becomes active when hostapd or widsd runs; supervision.h tells how long it stays so.
 // While inactive it takes no message. While a scan runs, it puts messages aside, except those that

@@ -1,11 +1,11 @@
 // The scans that the RRM service asks for with "rrm-update", and the reports of what they heard.
-// One session runs at a time; a new "rrm-update" takes its place. The armed timer tells how far it
-// is:
+// One session runs at a time; a new "rrm-update" takes its place. The armed timer is its state:
 //
-//   scan delay      waits for the start that the service has put off
-//   scan sweep      the radios scan: once (an RRM scan), or in five sweeps (active scans)
-//   response delay  the RRM scan is over, its report is held back; a new session leaves this be
-//   none            nothing to do
+//   timer_scan_delay      the service has put off the start
+//   timer_scan_sweep      the radios scan: once (an RRM scan), or in five sweeps (active scans)
+//   timer_response_delay  the RRM scan is over and its report is held back; a new "rrm-update" does
+//                         not cancel it
+//   none                  there is nothing to do
 //
 // Owned by the rrm_worker; lives as long as it does and runs on its thread.
 #pragma once

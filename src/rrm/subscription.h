@@ -10,7 +10,7 @@
 //   answer with another code     no            unchanged    no
 //   disconnected                 no            no           no
 //
-// So a service that answers 503 after "success" gets both: requests, and news of every change.
+// So a service that answers 503 after "success" gets both: requests and reports of changes.
 //
 // What describes the radios (every request and every report) throws when a configured number is
 // not a number; see the driver.
@@ -48,14 +48,14 @@ class subscription {
     void process_disconnected();
     // The service answered. Throws what the settings that come with the answer throw.
     void process_subscribe_response(const json_reader& message);
-    // hostapd or widsd has come up: asks for the subscription (again), or tells the service that
-    // has accepted it of the change.
+    // hostapd or widsd has started: asks (again) while subscribing, else reports the change when
+    // subscribed.
     void process_started();
 
     subscription_state state() const { return state_; }
 
-    // Takes leave of the service and drops the link. The state stays until the link reports its
-    // loss. The worker has cancelled all timers.
+    // Unsubscribes and tells the link to drop the connection. The state changes only when the link
+    // reports the loss. The worker has cancelled all timers.
     void unsubscribe();
 
     // Reports the changed configuration of the access point when subscribed.

@@ -6,7 +6,7 @@
 // from start_check() on, until the radios are unserved:
 //
 //   served      hostapd's pid file is there, or widsd is in sentry mode
-//   awaited     hostapd went away, and has not stayed away for more than a minute
+//   awaited     hostapd went away a minute ago at most
 //   unserved    it did not come back in time, or never was there
 //
 // Only a notify file that tells of a start ends the waiting. When the pid file comes back without
