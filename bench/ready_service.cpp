@@ -66,6 +66,7 @@ bool shake_hands(int descriptor) {
         if (size <= 0) return false;
         request.append(piece, static_cast<std::size_t>(size));
     }
+
     const std::string answer =
         "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
         "Sec-WebSocket-Accept: " +
@@ -119,6 +120,7 @@ long frame_counter::count(std::string_view bytes) {
             head_.clear();
         }
         if (bytes.empty()) return ended;
+
         if (head_.size() < head_size()) {
             head_ += bytes.front();
             bytes.remove_prefix(1);
@@ -199,6 +201,7 @@ void ready_service::read_until_end(int descriptor) {
     while (!stopping_ && (size = recv(descriptor, room.data(), room.size(), 0)) > 0) {
         const long ended = frames.count({room.data(), static_cast<std::size_t>(size)});
         if (ended == 0) continue;
+
         {
             const std::lock_guard guard(lock_);
             messages_ += ended;

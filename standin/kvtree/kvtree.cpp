@@ -1,5 +1,5 @@
-// The configuration-tree library over json-c: a tree is an object, a list an array, a plain value
-// any scalar, and JSON null is a node that is none.
+// The configuration-tree library, based on json-c: a tree is a JSON object, a list an array, a
+// plain value any scalar. JSON null is a node without a type (CFG_TYPE_NONE).
 #include "platform/kvtree.h"
 
 #include <json-c/json.h>
@@ -13,15 +13,15 @@ namespace {
 
 using owned_json = std::unique_ptr<json_object, decltype(&json_object_put)>;
 
-// A node that is none has to be told from a missing one, though json-c has no object for it.
-cfg_tree* const none_node = reinterpret_cast<cfg_tree*>(const_cast<char*>("none"));
+// Stands for JSON null, which json-c represents as a null pointer like a missing node.
+cfg_tree* const null_node = reinterpret_cast<cfg_tree*>(const_cast<char*>("none"));
 
 json_object* json(cfg_tree* tree) { return reinterpret_cast<json_object*>(tree); }
 const json_object* json(const cfg_tree* tree) { return reinterpret_cast<const json_object*>(tree); }
 cfg_tree* tree(json_object* object) { return reinterpret_cast<cfg_tree*>(object); }
 
 bool is_tree(const cfg_tree* node) {
-    return node != nullptr && node != none_node &&
+    return node != nullptr && node != null_node &&
            json_object_is_type(json(node), json_type_object) != 0;
 }
 
@@ -35,7 +35,7 @@ int insert(cfg_tree* into, const char* name, json_object* value) {
 
 const char* text_of(cfg_tree* node, int flags) {
     if (node == nullptr) return nullptr;
-    if (node == none_node) return "null";
+    if (node == null_node) return "null";
     return json_object_to_json_string_ext(json(node), flags | JSON_C_TO_STRING_NOSLASHESCAPE);
 }
 
@@ -54,8 +54,10 @@ cfg_tree* cfg_parse_buffer(const char* text) {
     const std::unique_ptr<json_tokener, decltype(&json_tokener_free)> parser(json_tokener_new(),
                                                                              &json_tokener_free);
     if (!parser) return nullptr;
+
     owned_json parsed(json_tokener_parse_ex(parser.get(), text, static_cast<int>(length)),
                       &json_object_put);
+
     const bool whole = json_tokener_get_error(parser.get()) == json_tokener_success &&
                        only_blanks(text + json_tokener_get_parse_end(parser.get()));
     const bool container = json_object_is_type(parsed.get(), json_type_object) != 0 ||
@@ -64,7 +66,7 @@ cfg_tree* cfg_parse_buffer(const char* text) {
 }
 
 void cfg_release(cfg_tree* root) {
-    if (root != nullptr && root != none_node) json_object_put(json(root));
+    if (root != nullptr && root != null_node) json_object_put(json(root));
 }
 
 int cfg_set_param(cfg_tree* into, const char* name, const char* value) {
@@ -87,11 +89,11 @@ cfg_tree* cfg_get_child(const cfg_tree* from, const char* name) {
     if (!is_tree(from) || name == nullptr) return nullptr;
     json_object* child = nullptr;
     if (json_object_object_get_ex(json(from), name, &child) == 0) return nullptr;
-    return child == nullptr ? none_node : tree(child);
+    return child == nullptr ? null_node : tree(child);
 }
 
 int cfg_get_type(const cfg_tree* node) {
-    if (node == nullptr || node == none_node) return CFG_TYPE_NONE;
+    if (node == nullptr || node == null_node) return CFG_TYPE_NONE;
     switch (json_object_get_type(json(node))) {
         case json_type_object: return CFG_TYPE_TREE;
         case json_type_array: return CFG_TYPE_LIST;
@@ -101,7 +103,7 @@ int cfg_get_type(const cfg_tree* node) {
 }
 
 const char* cfg_object_to_string(cfg_tree* node) {
-    if (node == nullptr || node == none_node) return nullptr;
+    if (node == nullptr || node == null_node) return nullptr;
     return json_object_get_string(json(node));
 }
 
@@ -112,7 +114,7 @@ const char* cfg_serialize_compact(cfg_tree* node) { return text_of(node, JSON_C_
 int cfg_insert_child(cfg_tree* into, const char* name, const cfg_tree* child) {
     if (child == nullptr) return -1;
     json_object* copy = nullptr;
-    if (child != none_node &&
+    if (child != null_node &&
         json_object_deep_copy(const_cast<json_object*>(json(child)), &copy, nullptr) != 0) {
         return -1;
     }

@@ -26,6 +26,7 @@ const char* level_name(int code) {
     const int length = std::vsnprintf(nullptr, 0, format, again);
     va_end(again);
     if (length < 0) return "(a line that could not be formatted)";
+
     std::string text(static_cast<std::size_t>(length) + 1, '\0');
     std::vsnprintf(text.data(), text.size(), format, args);
     text.pop_back();

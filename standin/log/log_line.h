@@ -1,4 +1,4 @@
-// How one log line looks: "2026-11-22 20:30:01.123 debug rfcd[1234]: text". Pure text work.
+// Formats log lines such as "2026-11-22 20:30:01.123 debug rfcd[1234]: text". Pure text work.
 #pragma once
 
 #include <cstdarg>
@@ -13,8 +13,8 @@ struct line_source {
     std::timespec time;  // CLOCK_REALTIME
 };
 
-// The whole line with exactly one line end. Lines inside the message are kept, each behind a tab,
-// so that no message can pass for another one; other control characters come out as \xNN.
+// The whole line with exactly one line end. Further lines of the message begin with a tab, so that
+// no message can imitate another one; other control characters become \xNN.
 std::string format_log_line(const line_source& source, int level_code, const char* format,
                             std::va_list args) __attribute__((format(printf, 3, 0)));
 

@@ -31,12 +31,14 @@ bool rotating_file::write_line(std::string_view line) {
 bool rotating_file::append(std::string_view line) {
     look_up();
     if (!ready_for(line.size())) return false;
+
     const ssize_t written = ::write(descriptor_, line.data(), line.size());
     if (written == static_cast<ssize_t>(line.size())) {
         size_ += line.size();
         return true;
     }
-    // A disk that filled up in mid-line: take the half line back.
+
+    // The disk is full: remove the part of the line that was written.
     if (written > 0) {
         [[maybe_unused]] const int result = ftruncate(descriptor_, static_cast<off_t>(size_));
     }

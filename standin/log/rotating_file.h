@@ -1,9 +1,9 @@
-// A log file that is renamed away when it has grown to its limit: FILE becomes FILE.1, FILE.1
-// becomes FILE.2 and so on; the oldest is dropped. Failures lose lines and are answered as false.
-// No thread of its own; the caller serialises the calls.
+// A log file that is renamed when it reaches its size limit: FILE becomes FILE.1, FILE.1 becomes
+// FILE.2 and so on; the oldest is deleted. A failure loses the line and is reported as false. No
+// thread of its own; the caller serialises the calls.
 //
-// Once a second the file is looked up by its path: when somebody deleted, renamed or replaced it,
-// the next line goes to the file that is there then, a new one if need be.
+// Once a second the class checks what is at the path. If somebody deleted, renamed or replaced the
+// file, it opens the path again, so that the next line goes to a new file or the replacement.
 #pragma once
 
 #include <sys/stat.h>
@@ -23,9 +23,8 @@ class rotating_file {
     rotating_file& operator=(const rotating_file&) = delete;
     ~rotating_file();
 
-    // Appends `line` whole, or not at all as far as the disk lets it. A line that is longer than a
-    // file may be is cut, and ends with `cut_mark`. False when the line is lost; the file is opened
-    // anew at the next line then.
+    // Appends a line, whole or not at all. Cuts a line that is longer than a whole file and ends it
+    // with `cut_mark`. False when the line is lost; the next line then opens the file again.
     bool write_line(std::string_view line);
 
     static constexpr std::string_view cut_mark = "... [cut]\n";
@@ -44,7 +43,7 @@ class rotating_file {
     const std::size_t max_bytes_;
     const unsigned old_files_;
     int descriptor_ = -1;
-    struct stat opened_ {};  // what the descriptor is open on
+    struct stat opened_ {};  // the file behind the descriptor
     clock_type::time_point next_look_;
     std::size_t size_ = 0;
 };

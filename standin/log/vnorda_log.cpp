@@ -1,10 +1,10 @@
-// The log library for machines without the maker's: lines go to standard error until a file is
-// named, then to that file, and back to standard error while the file cannot be written.
+// The log library. Lines go to standard error until a file is set, then to that file; while the
+// file cannot be written, they go to standard error again.
 //
-// The file is rotated at 1 MiB and three old ones are kept. Nothing here stops the daemon: a line
-// that neither place takes is counted, and the count is written in front of the next line that
-// gets through. A reader of standard error that stalls costs at most one short wait; the line that
-// it tore is ended before the next one.
+// The file rotates at 1 MiB; three old files are kept. Logging never stops the daemon: when neither
+// the file nor standard error accepts a line, it is counted, and the count is written before the
+// next line that succeeds. If the reader of standard error stalls, the daemon waits once, for a
+// short time. A line that was written in part is ended before the next one begins.
 #include "platform/vnorda_log.h"
 
 #include <poll.h>
@@ -31,7 +31,7 @@ struct log_state {
     std::optional<standin::rotating_file> file;
     unsigned long lost_lines = 0;
     bool stderr_stalled = false;
-    bool stderr_torn = false;  // the last line there has no end
+    bool stderr_torn = false;  // the last line there was written in part
 };
 
 // Never destroyed: threads may log while the process ends.
@@ -40,7 +40,7 @@ log_state& state() {
     return only;
 }
 
-// How much of `text` standard error took.
+// Writes to standard error; returns how many bytes it accepted.
 std::size_t write_to_stderr(std::string_view text) {
     auto& log = state();
     std::size_t done = 0;
@@ -52,6 +52,7 @@ std::size_t write_to_stderr(std::string_view text) {
             log.stderr_stalled = true;
             break;
         }
+
         const auto piece = text.substr(done, pipe_atom);
         const ssize_t written = write(STDERR_FILENO, piece.data(), piece.size());
         if (written < 0 && errno == EINTR) continue;
@@ -89,6 +90,7 @@ void vnorda_log_msg_timed_new(int level_code, const char* format, va_list args) 
     auto& log = state();
     standin::line_source source{log.daemon, getpid(), {}};
     clock_gettime(CLOCK_REALTIME, &source.time);
+
     std::string line = standin::format_log_line(source, level_code, format, args);
     if (log.lost_lines != 0) {
         line.insert(0, std::to_string(log.lost_lines).append(" lines lost before this one\n"));

@@ -15,7 +15,7 @@ namespace standin {
 
 namespace {
 
-// What is taken of a module before the others have their turn and what it sent goes out.
+// How much is read from one module before the others have their turn and its frames are sent.
 constexpr int frames_per_turn = 256;
 constexpr std::size_t bytes_per_turn = std::size_t{256} << 10;
 constexpr std::size_t max_parts = 64;
@@ -71,6 +71,7 @@ void broker::run() {
         std::array<epoll_event, 64> events{};
         const int count = epoll_wait(epoll_, events.data(), static_cast<int>(events.size()),
                                      unfinished_ > 0 ? 0 : -1);
+
         for (int i = 0; i < count; ++i) {
             const auto& event = events[static_cast<std::size_t>(i)];
             if (event.data.fd == stop_) return;
@@ -80,12 +81,13 @@ void broker::run() {
                 serve(*found->second, event.events);
             }
         }
+
         serve_unfinished();
         flush_unsent();
     }
 }
 
-// Their sockets may never become readable again.
+// Serves clients whose frames are already read; their sockets may never become readable again.
 void broker::serve_unfinished() {
     for (auto next = clients_.begin(); unfinished_ > 0 && next != clients_.end();) {
         client& c = *(next++)->second;
@@ -96,7 +98,8 @@ void broker::serve_unfinished() {
 void broker::accept_client() {
     const int descriptor = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (descriptor == -1) {
-        // Without this the listener would stay readable and the loop would spin.
+        // Accept and close the connection; otherwise the listener stays readable and the loop
+        // spins.
         if (errno == EMFILE || errno == ENFILE) {
             close(spare_descriptor_);
             close(accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC));
@@ -104,10 +107,12 @@ void broker::accept_client() {
         }
         return;
     }
+
     if (!same_user(descriptor)) {
         close(descriptor);
         return;
     }
+
     add_to(epoll_, descriptor);
     auto c = std::make_unique<client>();
     c->descriptor = descriptor;
@@ -152,11 +157,12 @@ bool broker::read_frames(client& c) {
                 if (!handle(c, std::move(frame))) return false;
         }
     }
+
     mark_unfinished(c, true);
     return true;
 }
 
-// False when the frame has no place in the conversation.
+// False when the frame is not allowed at this point of the conversation.
 bool broker::handle(client& c, frame_block frame) {
     const auto head = head_of(frame);
     if (head.kind == frame_kind::hello && !c.greeted) {
@@ -165,6 +171,7 @@ bool broker::handle(client& c, frame_block frame) {
         return true;
     }
     if (!c.greeted || head.source != c.module) return false;
+
     switch (head.kind) {
         case frame_kind::start: return start_exchange(c);
         case frame_kind::stop: stop_exchange(c); return true;
@@ -173,7 +180,7 @@ bool broker::handle(client& c, frame_block frame) {
     }
 }
 
-// A module number belongs to the connection that started first; another one is turned away.
+// A module number belongs to the connection that started first; others are refused.
 bool broker::start_exchange(client& c) {
     auto*& receiver = receivers_[c.module];
     if (c.module == 0 || (receiver != nullptr && receiver != &c)) return false;
@@ -185,7 +192,7 @@ bool broker::start_exchange(client& c) {
     return true;
 }
 
-// What waits is dropped, except a frame that is half out.
+// Drops the waiting frames, except one that was sent in part.
 void broker::stop_exchange(client& c) {
     if (c.started) receivers_[c.module] = nullptr;
     c.started = false;
@@ -220,7 +227,7 @@ void broker::enqueue(client& c, frame_block frame) {
     unsent_.push_back(&c);
 }
 
-// What came in one turn goes out together. A dead connection is noticed when it is read.
+// Sends the frames of one turn together. A dead connection is noticed when it is read.
 void broker::flush_unsent() {
     for (client* c : unsent_) {
         c->unsent = false;
@@ -230,7 +237,7 @@ void broker::flush_unsent() {
     unsent_.clear();
 }
 
-// Writes as much as the module takes now. False when its connection is dead.
+// Sends as much as the module's socket accepts now. False when the connection is dead.
 bool broker::flush(client& c) {
     while (!c.backlog.empty()) {
         std::array<iovec, max_parts> parts{};
@@ -240,11 +247,13 @@ bool broker::flush(client& c) {
             const auto skip = count == 0 ? c.sent_of_first : 0;
             parts[count] = {frame.get() + skip, size_of(frame) - skip};
         }
+
         msghdr message{};
         message.msg_iov = parts.data();
         message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(count);  // an int in musl
         const ssize_t sent = sendmsg(c.descriptor, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent < 0) return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
+
         c.sent_of_first += static_cast<std::size_t>(sent);
         while (!c.backlog.empty() && c.sent_of_first >= size_of(c.backlog.front())) {
             c.sent_of_first -= size_of(c.backlog.front());

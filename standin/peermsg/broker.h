@@ -1,8 +1,9 @@
-// The heart of the bus: takes frames from connected modules and hands each text on to the module it
-// is addressed to. One thread, nothing blocks. A text for a module that has no running exchange, or
-// that has let `max_backlog` bytes pile up, is dropped, and the sender is told so when it has a
-// running exchange of its own; a connection that sends anything but frames is closed; the others
-// notice neither.
+// The heart of the bus: receives frames from connected modules and forwards each text to its
+// addressee. One thread; no call blocks.
+//
+// A text is dropped when its addressee has no running exchange, or when more than `max_backlog`
+// bytes wait for it. The sender is told, if it has a running exchange of its own. A connection that
+// sends anything but valid frames is closed. Neither affects the other modules.
 #pragma once
 
 #include <array>
@@ -18,21 +19,21 @@ namespace standin {
 
 class broker {
   public:
-    // Bytes waiting for one module beyond which further texts for it are dropped. Every frame
-    // counts for this much more than its own size, so that short ones are bounded too.
+    // With this many bytes waiting for a module, further texts for it are dropped. Each frame
+    // counts as its size plus an overhead, so that the number of short frames is bounded too.
     static constexpr std::size_t max_backlog = max_text_size;
     static constexpr std::size_t frame_overhead = 128;
-    // Bytes waiting for a sender beyond which it is not told of dropped texts.
+    // With this many bytes waiting for a sender, it is not told about dropped texts.
     static constexpr std::size_t max_notice_backlog = std::size_t{64} << 10;
 
-    // Takes over the two descriptors: a listening socket, and one that polls readable when the
-    // broker is to stop. Throws std::system_error when it cannot wait on them.
+    // Owns the two descriptors from here on: a listening socket, and one that becomes readable when
+    // the broker must stop. Throws std::system_error when it cannot wait for them.
     broker(int listener, int stop);
     broker(const broker&) = delete;
     broker& operator=(const broker&) = delete;
     ~broker();
 
-    // Serves until told to stop.
+    // Serves until the stop descriptor becomes readable.
     void run();
 
   private:
@@ -42,8 +43,8 @@ class broker {
         bool greeted = false;
         bool started = false;
         bool wants_write = false;
-        bool unsent = false;      // has frames that nobody tried to send yet
-        bool unfinished = false;  // may have frames that were read and not handled
+        bool unsent = false;      // has frames that were not sent yet
+        bool unfinished = false;  // its reader may hold frames that were not handled
         frame_reader reader;
         std::deque<frame_block> backlog;
         std::size_t backlog_bytes = 0;
@@ -69,10 +70,10 @@ class broker {
     const int listener_;
     const int stop_;
     const int epoll_;
-    int spare_descriptor_;  // given up to turn a connection away when descriptors run out
+    int spare_descriptor_;  // closed to be able to refuse a connection when descriptors run out
     std::map<int, std::unique_ptr<client>> clients_;
-    std::size_t unfinished_ = 0;                       // how many clients are
-    std::vector<client*> unsent_;                      // those with frames that came in this turn
+    std::size_t unfinished_ = 0;                       // the number of such clients
+    std::vector<client*> unsent_;                      // clients with `unsent` set
     std::array<client*, max_module + 1> receivers_{};  // by module number, with a running exchange
 };
 

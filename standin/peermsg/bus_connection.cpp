@@ -16,6 +16,19 @@ namespace {
 constexpr int stall_limit_ms = 1000;
 constexpr std::chrono::milliseconds rest_limit{10};
 
+// Removes the first `sent` bytes from the parts of a message.
+void skip(msghdr& message, std::size_t sent) {
+    while (message.msg_iovlen > 0 && sent >= message.msg_iov->iov_len) {
+        sent -= message.msg_iov->iov_len;
+        ++message.msg_iov;
+        --message.msg_iovlen;
+    }
+    if (message.msg_iovlen > 0) {
+        message.msg_iov->iov_base = static_cast<char*>(message.msg_iov->iov_base) + sent;
+        message.msg_iov->iov_len -= sent;
+    }
+}
+
 }  // namespace
 
 bool bus_connection::open(std::uint8_t module) {
@@ -25,9 +38,10 @@ bool bus_connection::open(std::uint8_t module) {
 }
 
 bool bus_connection::connect() {
-    // Non-blocking, so that a broker that does not move is not waited for.
+    // Non-blocking, so that connecting does not wait for a broker that hangs.
     descriptor_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (descriptor_ == -1) return false;
+
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, bus_socket, sizeof address.sun_path - 1);
@@ -49,6 +63,7 @@ bool bus_connection::send(const frame_head& head, std::string_view text) {
     msghdr message{};
     message.msg_iov = parts;
     message.msg_iovlen = text.empty() ? 1 : 2;
+
     while (message.msg_iovlen > 0) {
         const ssize_t sent = sendmsg(descriptor_, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent < 0 && errno == EINTR) continue;
@@ -60,16 +75,7 @@ bool bus_connection::send(const frame_head& head, std::string_view text) {
             close();
             return false;
         }
-        auto left = static_cast<std::size_t>(sent);
-        while (message.msg_iovlen > 0 && left >= message.msg_iov->iov_len) {
-            left -= message.msg_iov->iov_len;
-            ++message.msg_iov;
-            --message.msg_iovlen;
-        }
-        if (message.msg_iovlen > 0) {
-            message.msg_iov->iov_base = static_cast<char*>(message.msg_iov->iov_base) + left;
-            message.msg_iov->iov_len -= left;
-        }
+        skip(message, static_cast<std::size_t>(sent));
     }
     return true;
 }

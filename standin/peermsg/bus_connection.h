@@ -1,6 +1,6 @@
-// A module's connection to the broker: connecting, writing whole frames, reading them. Belongs to
-// one context of the library. A write waits while the broker makes progress, and gives the
-// connection up when it makes none for a second.
+// A module's connection to the broker: connects, writes whole frames, reads them. Belongs to one
+// context of the library. A write waits while the broker makes progress, and closes the connection
+// when it makes none for a second.
 #pragma once
 
 #include <chrono>
@@ -21,25 +21,24 @@ class bus_connection {
     bus_connection& operator=(const bus_connection&) = delete;
     ~bus_connection() { close(); }
 
-    // Connects and says hello as `module`, unless that is done already. False when there is no
-    // broker.
+    // Connects and says hello as `module`, unless it is open already. False when no broker answers.
     bool open(std::uint8_t module);
     void close();
     bool is_open() const { return descriptor_ != -1; }
 
-    // False, and the connection closed, when the frame did not go out whole.
+    // False when the frame was not sent whole; the connection is then closed.
     bool send(const frame_head& head, std::string_view text);
 
-    // The next frame, or none; never waits for one to begin. The broker has the whole of a frame
-    // before it sends any of it, so the rest of one that has begun is waited for, while it comes.
+    // The next frame, or null; does not wait for a frame to begin. When one has begun, waits for
+    // its rest, which is on its way: the broker has the whole frame before it sends any of it.
     // Closes a connection that has ended.
     frame_block receive();
 
-    // False while it is not worth a system call to ask for a frame: the last look, less than
-    // `look_interval` ago, found nothing. For callers that do not wait and ask again soon.
+    // False when receive() found nothing less than `look_interval` ago. Saves a system call for
+    // callers that do not wait and ask again soon.
     bool is_worth_a_look() const;
 
-    // Waits until there is something to read, the time is over, or a signal handler has run.
+    // Waits until there is something to read, the time is over, or a signal handler runs.
     readiness wait_readable(std::chrono::milliseconds timeout) const;
 
   private:

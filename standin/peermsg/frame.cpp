@@ -26,11 +26,13 @@ head_bytes encode_head(const frame_head& head) {
 std::optional<frame_head> decode_head(std::string_view bytes) {
     std::uint32_t found_magic = 0;
     frame_head head{};
+
     std::memcpy(&found_magic, bytes.data(), sizeof found_magic);
     std::memcpy(&head.length, bytes.data() + PEERMSG_LENGTH_OFFSET, sizeof head.length);
     head.kind = static_cast<frame_kind>(bytes[kind_offset]);
     head.source = static_cast<std::uint8_t>(bytes[source_offset]);
     head.destination = static_cast<std::uint8_t>(bytes[destination_offset]);
+
     const bool known = head.kind >= frame_kind::hello && head.kind <= frame_kind::untaken;
     if (found_magic != magic || !known || head.length > max_text_size) return std::nullopt;
     return head;

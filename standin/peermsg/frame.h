@@ -1,11 +1,11 @@
-// What travels between a module and the broker: a head of 17 bytes and the text. The head is laid
-// out so that a whole frame is the block which the library hands to its user. Numbers are in the
-// machine's own order: both ends are on one machine.
+// A frame between a module and the broker: a head of 17 bytes, then the text. The layout makes a
+// whole frame the same block that the library gives to its user. Numbers are in the machine's byte
+// order, because both ends are on one machine.
 //
-//   offset 0, 4 bytes  a constant by which garbage is told
+//   offset 0, 4 bytes  a constant that distinguishes frames from garbage
 //   offset 4, 4 bytes  length of the text
 //   offset 8           kind of frame
-//   offset 9           module number of the sender (0: none, it only sends)
+//   offset 9           module number of the sender (0 for one that only sends)
 //   offset 10          module number of the addressee
 //   offset 11, 6 bytes zero
 #pragma once
@@ -24,14 +24,14 @@ inline constexpr std::size_t frame_head_size = PEERMSG_TEXT_OFFSET;
 inline constexpr std::size_t max_text_size = std::size_t{64} << 20;
 inline constexpr unsigned max_module = 255;
 
-// Where the broker listens; private to the user who runs it.
+// Where the broker listens; only its user has access.
 inline constexpr const char* bus_directory = "/run/peermsg";
 inline constexpr const char* bus_socket = "/run/peermsg/bus";
 
 enum class frame_kind : std::uint8_t {
-    hello = 1,    // the sender's first: who it is
-    start = 2,    // texts for the sender are wanted from now on
-    stop = 3,     // and no longer
+    hello = 1,    // the first frame of a connection: its module number
+    start = 2,    // the sender wants texts from now on
+    stop = 3,     // the sender wants no more texts
     text = 4,     // a text for the addressee
     started = 5,  // the broker's answer to start: what follows was sent after it
     untaken = 6,  // from the broker: nobody took a text for the module in the head's destination
@@ -50,7 +50,7 @@ using head_bytes = std::array<char, frame_head_size>;
 
 head_bytes encode_head(const frame_head& head);
 
-// Nothing when the bytes are not a head: wrong constant, unknown kind, or a text beyond the limit.
+// Null when the bytes are not a head: wrong constant, unknown kind, or a text beyond the limit.
 // `bytes` holds at least frame_head_size.
 std::optional<frame_head> decode_head(std::string_view bytes);
 

@@ -32,7 +32,7 @@ frame_reader::state frame_reader::next(int descriptor, frame_block& frame) {
         }
         if (std::exchange(drained_, false)) return state::nothing;
 
-        // A long text goes straight to its place, short frames come in batches.
+        // Read a long text directly into its frame, and short frames in batches.
         std::size_t count = 0;
         state result = state::nothing;
         if (partial_ && size_ - filled_ > buffer_.size()) {
@@ -49,7 +49,7 @@ frame_reader::state frame_reader::next(int descriptor, frame_block& frame) {
     }
 }
 
-// Answers `nothing` for both "some bytes" and "none for now"; `count` tells them apart.
+// Returns `nothing` both for some bytes and for none yet; `count` tells them apart.
 frame_reader::state frame_reader::read_more(int descriptor, char* into, std::size_t room,
                                             std::size_t& count) {
     const ssize_t got = recv(descriptor, into, room, MSG_DONTWAIT);

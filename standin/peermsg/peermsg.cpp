@@ -1,4 +1,4 @@
-// The messaging library: contexts over connections to the broker.
+// The messaging library: a context is a connection to the broker.
 #include "platform/peermsg.h"
 
 #include <new>
@@ -15,7 +15,7 @@ using clock_type = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds start_limit{1};
 
-// The next text from the connection, at once or never. Frames that are no text are the broker's.
+// The next text that is here already, or null. Handles the broker's notices on the way.
 frame_block next_text(peermsg_ctx& ctx) {
     while (auto frame = ctx.connection.receive()) {
         const auto head = head_of(frame);
@@ -28,7 +28,7 @@ frame_block next_text(peermsg_ctx& ctx) {
     return {};
 }
 
-// Reads away what was sent before the start, up to the broker's answer to it.
+// Discards texts that were sent before the start: everything up to the broker's answer to it.
 bool wait_started(peermsg_ctx& ctx, clock_type::time_point deadline) {
     while (ctx.connection.is_open() && clock_type::now() < deadline) {
         while (auto frame = ctx.connection.receive()) {
@@ -91,7 +91,7 @@ void peermsg_release(peermsg_ctx* ctx) { delete ctx; }
 int peermsg_peer_start(peermsg_ctx* ctx) {
     forget_aside(*ctx);
     const auto deadline = clock_type::now() + start_limit;
-    // A broker that went and came back is met again at the second try.
+    // The second attempt finds a broker that was restarted.
     for (int attempt = 0; attempt < 2 && clock_type::now() < deadline; ++attempt) {
         if (!ctx->connection.open(ctx->module)) break;
         if (send_control(*ctx, frame_kind::start) && wait_started(*ctx, deadline)) {
@@ -115,8 +115,9 @@ int peermsg_msg_send(peermsg_ctx* ctx, const char* text, uint8_t peer, size_t le
     ctx->untaken = false;
     const standin::frame_head head{static_cast<std::uint32_t>(length), frame_kind::text,
                                    ctx->module, peer};
-    // A connection to a broker that is gone is noticed now; there may be a new one. The exchange
-    // does not outlive the connection.
+
+    // A dead connection is noticed here; the second attempt may find a new broker. The exchange
+    // ends with its connection.
     for (int attempt = 0; attempt < 2; ++attempt) {
         if (!ctx->connection.is_open()) ctx->loop = 0;
         if (!ctx->connection.open(ctx->module)) return -1;

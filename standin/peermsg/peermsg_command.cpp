@@ -1,4 +1,4 @@
-// The bus by hand: `peermsg send MODULE TEXT` and `peermsg listen MODULE`.
+// Uses the bus from a shell: `peermsg send MODULE TEXT` and `peermsg listen MODULE`.
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -27,18 +27,20 @@ int send(unsigned module, const char* text) {
     return EXIT_SUCCESS;
 }
 
-// Prints each text on a line of its own behind its sender, until the bus goes or Ctrl-C.
+// Prints each text on a line with its sender, until the bus goes or Ctrl-C.
 int listen(unsigned module) {
     const auto ctx = open_as(module);
     if (!ctx || peermsg_peer_start(ctx.get()) != 0) {
         std::fprintf(stderr, "peermsg: the bus cannot be reached, or %u is taken\n", module);
         return EXIT_FAILURE;
     }
+
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     while (peermsg_get_moduleloop(ctx.get()) != 0) {
         const auto block = standin::wait_new_text(
             *ctx, std::chrono::steady_clock::now() + std::chrono::seconds(60));
         if (!block) continue;
+
         const auto text = text_of(block);
         std::printf("from %u: ", static_cast<unsigned>(head_of(block).source));
         std::fwrite(text.data(), 1, text.size(), stdout);
@@ -59,6 +61,7 @@ int main(int argc, char** argv) {
         std::fputs(usage, stdout);
         return EXIT_SUCCESS;
     }
+
     const bool sends = argc == 4 && std::strcmp(argv[1], "send") == 0;
     const bool listens = argc == 3 && std::strcmp(argv[1], "listen") == 0;
     const unsigned long module = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 0;

@@ -24,17 +24,20 @@ int open_listener() {
     if (mkdir(standin::bus_directory, 0700) != 0 && errno != EEXIST) fail(standin::bus_directory);
     const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (descriptor == -1) fail("socket");
+
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, standin::bus_socket, sizeof address.sun_path - 1);
     const auto* generic = reinterpret_cast<const sockaddr*>(&address);
-    // A socket that somebody answers on has its broker; one that nobody does is left over.
+
+    // If somebody answers on the socket, it has a broker; otherwise it is a leftover.
     const int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (connect(probe, generic, sizeof address) == 0) {
         errno = EADDRINUSE;
         fail(standin::bus_socket);
     }
     close(probe);
+
     unlink(standin::bus_socket);
     umask(0077);
     if (bind(descriptor, generic, sizeof address) != 0) fail(standin::bus_socket);
@@ -64,6 +67,7 @@ int main(int argc, char** argv) {
         std::fputs(usage, help ? stdout : stderr);
         return help ? 0 : 2;
     }
+
     try {
         const int stop = open_stop();
         standin::broker bus(open_listener(), stop);

@@ -1,5 +1,5 @@
-// The world that the simulated radios see: a JSON file that is read anew at every call, so that it
-// can be changed while they run. Text in, plain records out.
+// The world that the simulated radios see: a JSON file. It is read again at every call, so that it
+// can change while they run. Text in, plain records out.
 //
 //   {
 //     "radios": [{"name": "wlan1", "band": 5, "channel": 36, "width": 80, "sideband": "ll"}],
@@ -11,8 +11,8 @@
 //   }
 //
 // Widths are in MHz, power in dBm, rssi in dBm. Sidebands: "lower", "upper" for 40 MHz; "ll", "lu",
-// "ul", "uu" for 80 MHz; anything else is none. A fault belongs to all radios when it names none;
-// it makes the call answer `result`, or writes `value` in place of a field of its record: "magic",
+// "ul", "uu" for 80 MHz; anything else means no sideband. A fault without a "radio" applies to all
+// radios. It makes the call return `result`, or writes `value` into a field of its record: "magic",
 // "running", "count" of RRM results, "bandwidth" (not terminated) of active entries and of the
 // radio's own record.
 #pragma once
@@ -34,7 +34,7 @@ struct scene_channel {
     int width = 20;   // MHz
     std::string sideband;
 
-    // Which 20 MHz channel of the wide one is the primary, counting from 0.
+    // The place of the primary 20 MHz channel in the wide channel, counting from 0.
     int position() const;
     // The channel number of the centre of the wide channel.
     int centre() const;
@@ -64,12 +64,12 @@ struct radio_scene {
     std::vector<scene_fault> faults;
 
     const scene_radio* radio(std::string_view name) const;
-    // The value of the fault that is set for a call on a radio and a field of its record.
+    // The value of the fault for a call on a radio and a field of its record; null without one.
     std::optional<long> fault(std::string_view call, std::string_view radio,
                               std::string_view field = {}) const;
 };
 
-// Members that are missing or of the wrong type count as absent; nothing when it is no JSON object.
+// Members of the wrong type count as missing. Null when the text is not a JSON object.
 std::optional<radio_scene> parse_scene(const std::string& text);
 
 }  // namespace standin

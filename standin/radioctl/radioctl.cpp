@@ -1,5 +1,5 @@
-// The radio library over a scene file: radios that are on the channels that the scene gives them
-// and hear the neighbours that it describes. Errors are negative error numbers.
+// The radio library, simulated: the radios are on the channels of a scene file and hear the
+// neighbours in it. Errors are negative error numbers.
 #include "platform/radioctl.h"
 
 #include <algorithm>
@@ -31,13 +31,13 @@ constexpr int rssi_samples = 4;
 
 struct radio_state {
     bool locked = false;
-    bool scanned = false;                           // by an active scan since the lock
+    bool scanned = false;                           // an active scan was started since the lock
     std::vector<std::uint32_t> active_frequencies;  // of that scan; empty: all
     int rrm_channel = 0;
     clock_type::time_point rrm_start;
 };
 
-// One per radio; the process's radios, whatever context asks.
+// By radio name; shared by all contexts of the process.
 std::map<std::string, radio_state>& states() {
     static std::map<std::string, radio_state> all;
     return all;
@@ -60,7 +60,7 @@ std::string radio_of(const char* iface) {
     return name.substr(0, name.find('-'));
 }
 
-// What every call on an interface begins with: the scene, the radio, and the fault set for it.
+// Read at the beginning of every call on an interface: the scene, the radio, and its fault.
 struct call {
     call(const char* function, const char* iface)
         : scene(read_scene()), name(radio_of(iface)), radio(scene.radio(name)) {
@@ -79,20 +79,20 @@ void put_u32(std::uint8_t* at, std::uint32_t value) {
     for (int i = 0; i < 4; ++i) at[i] = static_cast<std::uint8_t>(value >> (8 * i));
 }
 
-// A number that the field cannot hold becomes the nearest one that it can.
+// Clamps a number that the field cannot hold.
 void put_i32(std::uint8_t* at, std::int64_t value) {
     using limits = std::numeric_limits<std::int32_t>;
     value = std::clamp<std::int64_t>(value, limits::min(), limits::max());
     put_u32(at, static_cast<std::uint32_t>(value));
 }
 
-// The bandwidth as text; with a fault, digits that fill the field and have no end.
+// The bandwidth as text; with a fault, digits that fill the field without a terminator.
 void put_bandwidth(std::uint8_t* at, std::size_t size, int width, bool endless) {
     std::memset(at, '8', size);
     if (!endless) std::snprintf(reinterpret_cast<char*>(at), size, "%d", width);
 }
 
-// IEEE 802.11 channel starting frequencies.
+// Channel starting frequencies in MHz: IEEE 802.11-2020, Annex E; 6 GHz: IEEE 802.11ax-2021.
 std::uint32_t frequency_of(const scene_channel& c) {
     const std::int64_t start = c.band == 2 ? 2407 : c.band == 5 ? 5000 : 5950;
     return static_cast<std::uint32_t>(start + 5 * std::int64_t{c.channel});
@@ -141,11 +141,13 @@ void radioctl_free(radioctl_ctx* /*ctx*/) {}
 int radioctl_get_radio_info(radioctl_ctx* /*ctx*/, const char* iface, void* record) {
     const call c(__func__, iface);
     if (c.result != 0) return c.result;
+
     auto* bytes = static_cast<std::uint8_t*>(record);
     std::memset(bytes, 0, RADIOCTL_INFO_SIZE);
     const bool endless = c.scene.fault(__func__, c.name, "bandwidth").has_value();
     put_bandwidth(bytes + RADIOCTL_INFO_BANDWIDTH, RADIOCTL_INFO_BANDWIDTH_SIZE, c.radio->width,
                   endless);
+
     bytes[RADIOCTL_INFO_PRIMARY] = static_cast<std::uint8_t>(c.radio->channel);
     if (c.radio->width == 40 || c.radio->width == 80) {
         bytes[RADIOCTL_INFO_SECONDARY] =
@@ -208,6 +210,7 @@ void scan_results_free(radioctl_scan_results* results) {
 int radioctl_get_scan(radioctl_ctx* /*ctx*/, const char* iface, radioctl_scan_results* results) {
     const call c(__func__, iface);
     if (c.result != 0) return c.result;
+
     const auto& state = states()[c.name];
     const auto& frequencies = state.active_frequencies;
     std::vector<const scene_neighbour*> heard;
@@ -217,12 +220,14 @@ int radioctl_get_scan(radioctl_ctx* /*ctx*/, const char* iface, radioctl_scan_re
             std::find(frequencies.begin(), frequencies.end(), frequency_of(n)) != frequencies.end();
         if (state.scanned && n.band == c.radio->band && scanned) heard.push_back(&n);
     }
+
     auto* entries = static_cast<std::uint8_t*>(std::calloc(heard.size() + 1, RADIOCTL_ENTRY_SIZE));
     if (entries == nullptr) return -ENOMEM;
     const bool endless = c.scene.fault(__func__, c.name, "bandwidth").has_value();
     for (std::size_t i = 0; i < heard.size(); ++i) {
         fill_active_entry(entries + i * RADIOCTL_ENTRY_SIZE, *heard[i], endless);
     }
+
     results->entries = entries;
     results->count = heard.size();
     return 0;
@@ -231,6 +236,7 @@ int radioctl_get_scan(radioctl_ctx* /*ctx*/, const char* iface, radioctl_scan_re
 int radioctl_rrm_scan_get_result(radioctl_ctx* /*ctx*/, const char* iface, void* results) {
     const call c(__func__, iface);
     if (c.result != 0) return c.result;
+
     auto* bytes = static_cast<std::uint8_t*>(results);
     const auto& state = states()[c.name];
     std::size_t count = 0;
@@ -240,6 +246,7 @@ int radioctl_rrm_scan_get_result(radioctl_ctx* /*ctx*/, const char* iface, void*
         fill_rrm_entry(bytes + RADIOCTL_RRM_ENTRIES_OFFSET + count * RADIOCTL_RRM_ENTRY_SIZE, n);
         ++count;
     }
+
     const auto end = state.rrm_start + std::chrono::milliseconds(c.scene.rrm_scan_ms);
     const auto field = [&](const char* name, long otherwise) {
         return static_cast<std::uint32_t>(

@@ -1,5 +1,8 @@
-// The reply-wait library over the bus stand-in. A wait that ends without an answer is reported to
-// the system log, except one that a signal ended.
+// The reply-wait library, based on the messaging library of this folder. A wait without an answer
+// is reported to the system log, except when a signal ended it.
+//
+// A signal that arrives before the wait begins cannot end it: its handler has run, and nothing
+// tells this library. The caller checks its own flag before, and the time between is microseconds.
 #include "platform/replywait.h"
 
 #include <syslog.h>
@@ -16,7 +19,7 @@ namespace {
 
 using tree = std::unique_ptr<cfg_tree, decltype(&cfg_release)>;
 
-// The tree in the text when it is the answer that is waited for.
+// The tree in the text if it is the expected answer; otherwise null.
 tree answer_in(const peermsg_ctx& ctx, const standin::frame_block& block, const char* command) {
     tree parsed(nullptr, &cfg_release);
     if (head_of(block).source != ctx.last_addressee) return parsed;

@@ -1,5 +1,5 @@
-// The command-execution library: words split on blanks, no shell, five seconds at most, the output
-// kept for the log.
+// The command-execution library: splits a command at blanks and runs it without a shell, for five
+// seconds at most. Its output goes to the log.
 #include "platform/runproc.h"
 
 #include <fcntl.h>
@@ -23,8 +23,8 @@ namespace {
 using clock_type = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds time_limit{5};
-constexpr std::chrono::milliseconds look_interval{2};  // at the command, while it is silent
-constexpr std::size_t max_output = 4096;  // what is kept for the log; the rest is read and dropped
+constexpr std::chrono::milliseconds look_interval{2};  // between checks whether it has ended
+constexpr std::size_t max_output = 4096;  // bytes kept for the log; the rest is read and dropped
 
 void (*log_writer)(const char* line) = nullptr;
 
@@ -57,7 +57,7 @@ class output_pipe {
         ends_[1] = -1;
     }
 
-    // Waits for output until `step` is over, and keeps what has come. False when a signal handler
+    // Waits for output for the time of `step` at most, and keeps it. False when a signal handler
     // ran meanwhile.
     bool read_for(std::chrono::milliseconds step, std::string& output) {
         pollfd in{ends_[0], POLLIN, 0};
@@ -67,7 +67,7 @@ class output_pipe {
         return true;
     }
 
-    // Keeps what has come, without waiting for more.
+    // Keeps the output that is here already, without waiting for more.
     void read_rest(std::string& output) {
         pollfd in{ends_[0], POLLIN, 0};
         for (int pieces = 0; pieces < most_rest_pieces && poll(&in, 1, 0) > 0; ++pieces) {
@@ -76,7 +76,7 @@ class output_pipe {
     }
 
   private:
-    // A pipe holds no more; what a background process goes on writing is not waited for.
+    // A pipe holds no more than this. A background process may go on writing; that is ignored.
     static constexpr int most_rest_pieces = 256;
 
     // False at the end of the output.
@@ -102,7 +102,8 @@ pid_t start(const std::vector<std::string>& words, int output) {
     std::vector<char*> argv;
     for (const auto& word : words) argv.push_back(const_cast<char*>(word.c_str()));
     argv.push_back(nullptr);
-    // The command starts with the signals as a fresh process has them.
+
+    // The command starts with no blocked and no ignored signals.
     sigset_t all{};
     sigset_t none{};
     sigfillset(&all);
@@ -112,11 +113,13 @@ pid_t start(const std::vector<std::string>& words, int output) {
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     posix_spawnattr_setsigmask(&attributes, &none);
     posix_spawnattr_setsigdefault(&attributes, &all);
+
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
     posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(&files, output, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&files, output, STDERR_FILENO);
+
     pid_t child = -1;
     const int error = posix_spawnp(&child, argv[0], &files, &attributes, argv.data(), environ);
     posix_spawn_file_actions_destroy(&files);
@@ -146,8 +149,8 @@ void end(pid_t child) {
     }
 }
 
-// Waits for the end of the command itself, whoever still holds its output. A command whose end
-// nobody can learn has failed.
+// Waits for the end of the command itself, even if another process still holds its output. If the
+// exit status cannot be learned, the command counts as failed.
 outcome wait_for(pid_t child, output_pipe& output, std::string& text) {
     const auto deadline = clock_type::now() + time_limit;
     while (clock_type::now() < deadline) {
@@ -158,6 +161,7 @@ outcome wait_for(pid_t child, output_pipe& output, std::string& text) {
             output.read_rest(text);
             return outcome_of(status);
         }
+
         if (!output.read_for(look_interval, text)) {
             end(child);
             return outcome::interrupted;
@@ -185,6 +189,7 @@ int run(const std::string& command) {
         log_outcome(command, "", "cannot be started");
         return -1;
     }
+
     std::string text;
     const outcome what = wait_for(child, output, text);
     log_outcome(command, text, text_of(what));
