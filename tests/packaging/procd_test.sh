@@ -1,4 +1,4 @@
-# procd_test.sh INIT_SCRIPT: what the init script asks of procd, which is stubs here.
+# procd_test.sh INIT_SCRIPT: checks what the init script asks of procd, which stubs replace here.
 set -u
 [ -e /run/.sandbox ] || { echo "procd_test.sh: needs tools/sandbox" >&2; exit 1; }
 
@@ -25,7 +25,7 @@ expect "without a file nothing is started" "$(start_service 2>/dev/null)" ""
 echo '#roam_service_url=ws://h:1/x' >"$CONFIG"
 expect "nor without a service" "$(start_service 2>/dev/null)" ""
 
-# The daemon is one that shows how it was called and what it finds.
+# The daemon is replaced by a script that prints its arguments and the notify files.
 PROGRAM=$folder/daemon
 printf '#!/bin/sh\necho "$0 $*"\ncd /tmp && ls -d .skylark_notify* 2>/dev/null\n' >"$PROGRAM"
 chmod +x "$PROGRAM"
