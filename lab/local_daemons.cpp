@@ -59,6 +59,17 @@ configd::configd(transcript& story, config_store& store)
     peer_.narrate(false);
 }
 
+void configd::set_mood(mood m, const std::string& part_of_path) {
+    const std::lock_guard guard(lock_);
+    mood_ = m;
+    part_of_path_ = part_of_path;
+}
+
+mood configd::mood_for(const std::string& path) const {
+    const std::lock_guard guard(lock_);
+    return path.find(part_of_path_) == std::string::npos ? mood::helpful : mood_;
+}
+
 void configd::answer(bus_peer& self, const bus_peer::message& request) {
     ++requests_;
     const json message = parse_json(request.text);
@@ -66,13 +77,14 @@ void configd::answer(bus_peer& self, const bus_peer::message& request) {
     const std::string path = text_of(message, "path");
 
     if (command == "set") store_.set(path, text_of(message, "value"));
-    if (command != "get" || mood_ == mood::silent) return;
-    if (mood_ == mood::garbled) {
+    const mood today = mood_for(path);
+    if (command != "get" || today == mood::silent) return;
+    if (today == mood::garbled) {
         self.send_quietly(request.source, garbage);
         return;
     }
 
-    const auto value = mood_ == mood::refusing ? std::nullopt : store_.get(path);
+    const auto value = today == mood::refusing ? std::nullopt : store_.get(path);
     self.send_quietly(request.source, value
                                           ? answer_text(command, "ok", "value", parse_json(*value))
                                           : answer_text(command, "fail", "reason", "no such path"));

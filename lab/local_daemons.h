@@ -46,14 +46,18 @@ class configd {
   public:
     configd(transcript& story, config_store& store);
 
-    void set_mood(mood m) { mood_ = m; }
+    // The mood is for requests whose path contains `part_of_path`; configd is helpful to others.
+    void set_mood(mood m, const std::string& part_of_path = "");
     unsigned requests() const { return requests_; }
 
   private:
     void answer(bus_peer& self, const bus_peer::message& request);
+    mood mood_for(const std::string& path) const;
 
     config_store& store_;
-    std::atomic<mood> mood_ = mood::helpful;
+    mutable std::mutex lock_;
+    mood mood_ = mood::helpful;  // guarded by lock_
+    std::string part_of_path_;   // guarded by lock_
     std::atomic<unsigned> requests_ = 0;
     bus_peer peer_;
 };

@@ -14,8 +14,10 @@ tree parse(const std::string& text) { return {cfg_parse_buffer(text.c_str()), &c
 TEST(Kvtree, CopiesWhatIsInserted) {
     const auto root = parse(R"({"params":{"path":"/a/b"}})");
     cfg_tree* child = cfg_get_child(root.get(), "params");
+
     EXPECT_EQ(cfg_insert_child(root.get(), "copy", child), 0);
     EXPECT_EQ(cfg_set_param(child, "path", "/changed"), 0);
+
     EXPECT_STREQ(cfg_serialize_compact(root.get()),
                  R"({"params":{"path":"/changed"},"copy":{"path":"/a/b"}})");
 }
@@ -28,26 +30,6 @@ TEST(Kvtree, TextsThatAreNoTree) {
     EXPECT_EQ(cfg_parse_buffer(nullptr), nullptr);
     EXPECT_TRUE(parse(" {} \n"));
     EXPECT_TRUE(parse("[]"));
-}
-
-TEST(Kvtree, NothingThereIsNoFault) {
-    const auto list = parse("[1]");
-    const auto root = parse(R"({"none":null,"text":"x"})");
-    cfg_tree* none = cfg_get_child(root.get(), "none");
-    EXPECT_EQ(cfg_object_to_string(none), nullptr);
-    EXPECT_STREQ(cfg_serialize(none), "null");
-    EXPECT_EQ(cfg_insert_child(root.get(), "again", none), 0);
-    for (cfg_tree* wrong :
-         {static_cast<cfg_tree*>(nullptr), list.get(), none, cfg_get_child(root.get(), "text")}) {
-        EXPECT_EQ(cfg_get_child(wrong, "x"), nullptr);
-        EXPECT_EQ(cfg_set_param(wrong, "x", "y"), -1);
-        EXPECT_EQ(cfg_insert_empty_subtree(wrong, "x"), nullptr);
-    }
-    EXPECT_EQ(cfg_insert_child(root.get(), "x", nullptr), -1);
-    EXPECT_EQ(cfg_set_param(root.get(), "x", nullptr), -1);
-    cfg_release(none);
-    cfg_release(nullptr);
-    EXPECT_STREQ(cfg_serialize_compact(root.get()), R"({"none":null,"text":"x","again":null})");
 }
 
 }  // namespace

@@ -76,18 +76,6 @@ TEST(Runproc, WaitsForTheCommandItselfForFiveSeconds) {
     EXPECT_EQ(left_bad.seconds, 0);
 }
 
-TEST(Runproc, SignalEndsTheCommand) {
-    runproc_set_log([](const char* line) { last_line = line; });
-    std::signal(SIGALRM, [](int) {});
-    ualarm(300'000, 0);
-
-    const auto interrupted = time_of("sleep 30");
-
-    EXPECT_FALSE(interrupted.good);
-    EXPECT_EQ(interrupted.seconds, 0);
-    EXPECT_EQ(interrupted.log, "sleep 30 -> was interrupted: ");
-}
-
 TEST(Runproc, EndThatNobodyCanLearnIsNoSuccess) {
     std::signal(SIGCHLD, SIG_IGN);
     EXPECT_NE(runproc_exec("false"), 0);

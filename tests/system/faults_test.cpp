@@ -1,4 +1,4 @@
-// What must hold after things went wrong around the daemon.
+// What must hold while things go wrong around the daemon, and afterwards.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
@@ -13,8 +13,8 @@
 namespace lab {
 namespace {
 
-// The library that moves clocks does not go together with a sanitizer's; and a sanitizer needs
-// descriptors of its own, to look at memory through a pipe.
+// The library that moves clocks does not work together with a sanitizer, and a sanitizer needs
+// descriptors of its own.
 #define NOT_UNDER_A_SANITIZER \
     if (TIME_SCALE != 1) GTEST_SKIP()
 
@@ -50,22 +50,15 @@ class RoamingFaults : public testing::Test {
     std::unique_ptr<daemon> agent;
 };
 
-TEST_F(RoamingFaults, ServiceIsKilledAndComesBack) {
-    auto service = std::make_unique<raw_service>("echo");
-    start({});
-    EXPECT_TRUE(relays("before"));
-    service.reset();
-    service = std::make_unique<raw_service>("echo");
-    EXPECT_TRUE(relays("after"));
-}
-
 TEST_F(RoamingFaults, FrozenServiceIsLeftAfterThreePings) {
     NOT_UNDER_A_SANITIZER;
     raw_service service("echo");
     start(faster(30));
     EXPECT_TRUE(relays("before"));
+
     service.process().signal(SIGSTOP);
     EXPECT_TRUE(agent->wait_log("There are no 3 pong answer in a row from server"));
+
     service.process().signal(SIGCONT);
     EXPECT_TRUE(relays("after"));
 }
@@ -74,16 +67,14 @@ TEST_F(RoamingFaults, ThousandReconnectsLeaveNothingBehind) {
     NOT_UNDER_A_SANITIZER;
     const raw_service service("close-frame");
     start(faster(60));
-    const auto state = [&] {
-        const auto fds =
-            std::filesystem::directory_iterator("/proc/" + std::to_string(pid()) + "/fd");
-        return std::pair(status_kilobytes(pid(), "Threads"),
-                         std::distance(begin(fds), end(fds)) <= 20);
-    };
     service.wait_connections(100);
     const long memory = status_kilobytes(pid(), "VmRSS");
+
     ASSERT_TRUE(wait_until([&] { return service.connections() >= 1100; }, 100s));
-    EXPECT_EQ(state(), std::pair(2L, true));
+
+    const auto fds = std::filesystem::directory_iterator("/proc/" + std::to_string(pid()) + "/fd");
+    EXPECT_LE(std::distance(begin(fds), end(fds)), 20);
+    EXPECT_EQ(status_kilobytes(pid(), "Threads"), 2);
     EXPECT_LT(status_kilobytes(pid(), "VmRSS"), memory + 512);
 }
 
@@ -93,11 +84,11 @@ TEST_F(RoamingFaults, ClockThatJumpsLosesNothing) {
     write_file("/tmp/jump", "+0");
     start(jumping("/tmp/jump"));
     EXPECT_TRUE(relays("before"));
+
     for (const char* jump : {"+45", "+4000", "+400000"}) {
         write_file("/tmp/jump", jump);
         EXPECT_TRUE(relays(jump));
     }
-    EXPECT_EQ(agent->stop().status, 0);
 }
 
 TEST_F(RoamingFaults, DescriptorsRunOut) {
@@ -105,13 +96,15 @@ TEST_F(RoamingFaults, DescriptorsRunOut) {
     const raw_service service("echo");
     start({"sh", "-c", "ulimit -S -n 6; exec \"$@\"", "sh"});
     EXPECT_TRUE(agent->wait_log("Creating libwebsocket context failed"));
+
     const rlimit plenty{1000, 1000};
     prlimit(pid(), RLIMIT_NOFILE, &plenty, nullptr);
+
     EXPECT_TRUE(relays("after"));
 }
 
-// The thread sanitizer's runtime now and then drops a signal that comes while a handler is being
-// installed, in the smallest of programs too: with it, the signals begin after that.
+// The thread sanitizer sometimes loses a signal that comes while a handler is being installed, even
+// in the smallest program; with it, the signals begin later.
 #ifdef __SANITIZE_THREAD__
 constexpr int first_stage = 22;
 #else
@@ -123,7 +116,9 @@ TEST_F(RoamingFaults, SignalsAtEveryStage) {
     for (int i = first_stage; i < 40; ++i) {
         start({}, 0);
         std::this_thread::sleep_for(milliseconds(i < 20 ? i : 100 * (i - 19)));
+
         const auto ending = agent->stop();
+
         // Until the handler is there, the signal has its default effect.
         EXPECT_TRUE(ending.status == 0 || (i < 20 && ending.status == 128 + SIGTERM)) << i;
         EXPECT_LT(ending.time, 2s * TIME_SCALE);
@@ -152,7 +147,7 @@ TEST_F(RoamingFaults, ServiceThatNeverAnswersTheHandshakeIsLeftAfterTwentySecond
               1U);
 }
 
-// The client takes ten messages a second, so that reading is held back for hours. Pings go on.
+// The client handles ten messages a second, so the link reads nothing for hours. Pings must go on.
 TEST(WidsFaults, FloodDoesNotEndTheLink) {
     NOT_UNDER_A_SANITIZER;
     transcript story(nullptr);
@@ -177,7 +172,6 @@ class RrmFaults : public testing::Test {
         if (!world.agent) return;  // The test was skipped.
         EXPECT_EQ(world.agent->stop().status, 0);
     }
-
     std::string mode() {
         world.cloud.send(message::request_mode());
         return world.expect("rrm-mode-response", 60s);
@@ -187,19 +181,36 @@ class RrmFaults : public testing::Test {
     service_world world{story, service_world::service::rrm};
 };
 
-// Silence costs 20 seconds a request, of the daemon's own time.
+// Each request without an answer costs 20 seconds of the daemon's time. With its clock sped up, a
+// busy machine may look like a slow local daemon: what is expected may take more than one
+// description.
 TEST_F(RrmFaults, LocalDaemonsThatDoNotAnswer) {
     NOT_UNDER_A_SANITIZER;
-    world.subscribe(faster(100));
-    for (const mood m : {mood::silent, mood::garbled, mood::refusing}) {
-        world.point.config.set_mood(m);
-        EXPECT_TRUE(contains(radio_in(mode(), 1), R"("power":16,"power-max":16,"power-min":11)"));
+    const struct {
+        const char* name;
+        mood local_daemons;
+    } rows[] = {
+        {.name = "silent", .local_daemons = mood::silent},
+        {.name = "garbled", .local_daemons = mood::garbled},
+        {.name = "refusing", .local_daemons = mood::refusing},
+    };
+    const auto describes = [&](const char* power) {
+        return wait_until([&] { return contains(radio_in(mode(), 1), power); }, 60s);
+    };
+    world.subscribe(faster(30));
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        world.point.config.set_mood(row.local_daemons, "/wlan1/wlan/radio/tx-power");
+        EXPECT_TRUE(describes(R"("power":16,"power-max":16,"power-min":11)")) << "defaults";
         world.point.config.set_mood(mood::helpful);
-        EXPECT_TRUE(contains(radio_in(mode(), 1), R"("power":20,"power-max":23,"power-min":8)"));
-        world.point.network.set_mood(m);
+        EXPECT_TRUE(describes(R"("power":20,"power-max":23,"power-min":8)")) << "the store's";
+
+        world.point.network.set_mood(row.local_daemons);
         world.send_and_settle(message::move_radio(1, 44, 80, "ul", 14));
         world.point.network.set_mood(mood::helpful);
     }
+
     EXPECT_TRUE(contains(world.agent->log(), "Error: no response (update_skylark)"));
     EXPECT_TRUE(contains(world.agent->log(), "Error: ifname (wlan1) reason (not today)"));
 }
@@ -209,32 +220,24 @@ TEST_F(RrmFaults, BrokerDiesAndComesBack) {
     world.broker.process().signal(SIGKILL);
     world.broker.process().wait();
     EXPECT_TRUE(contains(radio_in(mode(), 1), R"("power":16)")) << "defaults, at once";
+
     world.broker.restart();
-    std::this_thread::sleep_for(200ms);  // until the local daemons are back on it
+    std::this_thread::sleep_for(200ms);  // until the local daemons have joined it again
+
     EXPECT_TRUE(wait_until([&] { return contains(radio_in(mode(), 1), R"("power":20)"); }));
     EXPECT_TRUE(is_connected_flag_set());
-}
-
-TEST_F(RrmFaults, HostapdIsKilledAndLeavesItsPidFile) {
-    world.subscribe();
-    kill(static_cast<pid_t>(std::stol(read_file("/run/hostapd.pid"))), SIGKILL);
-    world.send_and_settle(message::neighbour("02:00:00:00:00:01", 36, 5));
-    EXPECT_TRUE(contains(world.agent->log(), "set_rrm_nbr_ap_list: add neighbor failed"));
-    std::filesystem::remove("/run/hostapd.pid");
-    world.point.start_hostapd();
-    world.expect("rrm-config-changed");
-    world.send_and_settle(message::neighbour("02:00:00:00:00:02", 36, 5));
-    EXPECT_TRUE(contains(world.point.neighbours("wlan1"), "02:00:00:00:00:02"));
 }
 
 TEST_F(RrmFaults, LinkIsLostDuringAScanWhileHostapdRestarts) {
     world.subscribe();
     world.cloud.send(message::update(true));
     ASSERT_TRUE(world.agent->wait_log("Start active scanning for radio 'wlan2'"));
+
     world.cloud.go_down();
     world.point.stop_hostapd();
     world.point.start_hostapd();
     world.cloud.come_up();
+
     world.expect("subscribe-request");
     world.cloud.send(message::subscribed());
     EXPECT_TRUE(wait_until(is_connected_flag_set));
@@ -242,100 +245,7 @@ TEST_F(RrmFaults, LinkIsLostDuringAScanWhileHostapdRestarts) {
     EXPECT_TRUE(contains(world.expect("rrm-response", 30s), "02:00:00:00:05:15"));
 }
 
-TEST_F(RrmFaults, RadioLibraryThatLies) {
-    world.subscribe();
-    const std::tuple<const char*, bool, const char*> rows[] = {
-        {R"({"call":"radioctl_get_scan","field":"bandwidth"})", true, R"("bandwidth":888888)"},
-        {R"({"call":"radioctl_get_scan","result":-5})", true, R"("rf-environment":[])"},
-        {R"({"call":"radioctl_lock_and_stop_scan","result":3})", true, R"("rf-environment":[)"},
-    };
-    for (const auto& [fault, active, report] : rows) {
-        world.point.scene.set("faults", "[" + std::string(fault) + "]");
-        world.cloud.send(message::update(active));
-        EXPECT_TRUE(contains(world.expect("rrm-response", 30s), report)) << fault;
-    }
-    world.point.scene.set("faults", "[]");
-    EXPECT_TRUE(contains(mode(), R"("status":1)"));
-}
-
-// Whatever the daemon waits for, a stop ends it within two seconds.
-TEST(RrmEnds, StopInEveryState) {
-    transcript story(nullptr);
-    service_world world(story, service_world::service::rrm);
-    const auto hostapd_pid = [] {
-        return static_cast<pid_t>(std::stol(read_file("/run/hostapd.pid")));
-    };
-    const struct {
-        const char* name;
-        std::function<void()> enter;
-        const char* logged;  // when the daemon is there; null: no line tells
-    } rows[] = {
-        {.name = "configd is silent while the radios are described",
-         .enter =
-             [&] {
-                 world.point.config.set_mood(mood::silent);
-                 world.cloud.send(message::request_mode());
-             },
-         .logged = nullptr},
-        {.name = "networkd is silent when a radio is to move",
-         .enter =
-             [&] {
-                 world.point.network.set_mood(mood::silent);
-                 world.cloud.send(message::move_radio(1, 44, 80, "ul", 14));
-             },
-         .logged = nullptr},
-        {.name = "networkd is silent about fast transition",
-         .enter =
-             [&] {
-                 world.send_and_settle(message::use_80211r(true));
-                 world.point.network.set_mood(mood::silent);
-                 world.cloud.send(message::fast_transition(1, 0, 2));
-             },
-         .logged = "Try to send update-skylark-fbt"},
-        {.name = "hostapd hangs, and every list is to be cleared",
-         .enter =
-             [&] {
-                 kill(hostapd_pid(), SIGSTOP);
-                 world.cloud.send(message::neighbour("02:00:00:00:00:01", 36, 5));
-             },
-         .logged = "Execute del neighbor list"},
-        {.name = "the broker hangs",
-         .enter =
-             [&] {
-                 world.broker.process().signal(SIGSTOP);
-                 world.cloud.send(message::request_mode());
-             },
-         .logged = nullptr},
-        {.name = "a scan runs",
-         .enter = [&] { world.cloud.send(message::update(true)); },
-         .logged = "Start active scanning for radio 'wlan2'"},
-        {.name = "hostapd has gone",
-         .enter = [&] { world.point.stop_hostapd(); },
-         .logged = "Hostapd is not running, waiting for restart"},
-    };
-
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        world.subscribe();
-        row.enter();
-        EXPECT_TRUE(row.logged == nullptr || world.agent->wait_log(row.logged));
-        std::this_thread::sleep_for(300ms);
-
-        const auto ending = world.agent->stop();
-
-        EXPECT_EQ(ending.status, 0);
-        EXPECT_LT(ending.time, 2s * TIME_SCALE);
-        world.broker.process().signal(SIGCONT);
-        world.point.config.set_mood(mood::helpful);
-        world.point.network.set_mood(mood::helpful);
-        if (std::filesystem::exists("/run/hostapd.pid")) {
-            kill(hostapd_pid(), SIGCONT);
-            world.point.stop_hostapd();
-        }
-    }
-}
-
-// Of a text that is much larger as a tree; within 4 MB of before, a second later.
+// The text is much larger as a tree. A second later the memory is within 4 MB of before.
 TEST(Memory, GoesBackAfterALargeMessage) {
     NOT_UNDER_A_SANITIZER;
     std::string objects = "{}";
@@ -374,26 +284,6 @@ TEST(Memory, GoesBackAfterALargeMessage) {
         EXPECT_GT(status_kilobytes(pid, "VmHWM"), before + 50'000);
         EXPECT_LT(status_kilobytes(pid, "VmRSS"), before + 4'000);
         EXPECT_EQ(world.agent->stop().status, 0);
-    }
-}
-
-// Documented ends: an exception leaves the worker, with its line and status.
-TEST(RrmEnds, MessageOrValueThatLeavesTheWorker) {
-    transcript story(nullptr);
-    service_world world(story, service_world::service::rrm);
-    const std::pair<const char*, std::string> rows[] = {
-        {"20", message::rrm("rrm-update", R"("rrm-scan-channels-list":[{"2":"1"}])")},
-        {"much", message::request_mode()},
-    };
-    for (const auto& [power, message] : rows) {
-        world.point.store.set("/interface/wlan1/wlan/radio/tx-power-max", "20");
-        world.subscribe();
-        world.point.store.set("/interface/wlan1/wlan/radio/tx-power-max", power);
-        world.cloud.send(message);
-        EXPECT_EQ(world.agent->process().wait(), 255);
-        EXPECT_TRUE(contains(world.agent->log(), "Unhandled exception at worker 'rrm'\n"));
-        world.point.stop_hostapd();
-        std::filesystem::remove("/tmp/.skylark-connected");
     }
 }
 

@@ -1,4 +1,4 @@
-// The whole daemon against services that are no part of the lab.
+// The whole daemon against services other than the lab's.
 #include <gtest/gtest.h>
 
 #include "lab/raw_service.h"
@@ -7,31 +7,28 @@
 namespace lab {
 namespace {
 
-daemon::settings roaming_to(const std::string& url) {
-    return {{"log_level", "15"},
-            {"roam_service_url", url},
-            {"initial_connection_delay", "1"},
-            {"max_connection_delay", "1"}};
-}
+bool is_notice(const std::string& text) { return text.find("internal-ipc") != std::string::npos; }
 
-// A bus with peer 3 on it, and a daemon that is pointed at a raw service.
+// A bus with peer 3, and a daemon whose service is a raw one.
 class Link : public testing::Test {
   protected:
     void start(const std::string& url = loopback_url(raw_service::port, roaming_path)) {
-        agent = std::make_unique<daemon>(story, roaming_to(url));
+        agent = std::make_unique<daemon>(story, daemon::settings{{"log_level", "15"},
+                                                                 {"roam_service_url", url},
+                                                                 {"initial_connection_delay", "1"},
+                                                                 {"max_connection_delay", "1"}});
     }
     void TearDown() override {
         if (!agent || !agent->process().running()) return;
         EXPECT_EQ(agent->stop().status, 0);
     }
-    // What peer 3 gets up to `last`, without the notices of the link.
+    // What peer 3 receives up to `last`, without the notices of the link.
     std::vector<std::string> bus_until(const std::string& last) {
         std::vector<std::string> got;
         while (got.empty() || got.back() != last) {
             auto arrived = peer.received().take();
             if (!arrived) break;
-            if (arrived->text.find("internal-ipc") == std::string::npos)
-                got.push_back(arrived->text);
+            if (!is_notice(arrived->text)) got.push_back(arrived->text);
         }
         return got;
     }
@@ -39,6 +36,13 @@ class Link : public testing::Test {
         return peer.received()
             .take_matching([&](const auto& m) { return m.text == link_notice(command); })
             .has_value();
+    }
+    unsigned attempts() const { return agent->count_log("Try to establish connect"); }
+
+    // Attempts that failed and connections that ended.
+    unsigned ends() const {
+        return agent->count_log("process_client_connection_error:90") +
+               agent->count_log("process_closed:122");
     }
 
     transcript story{nullptr};
@@ -49,20 +53,56 @@ class Link : public testing::Test {
 
 TEST_F(Link, MessagesAreWholeHoweverTheyAreCut) {
     const std::string message = R"({"text":"0123456789"})";
-    const std::tuple<const char*, std::size_t, bool> rows[] = {
-        {"every-split", 2 * message.size() + 2, true},
-        {"one-byte-at-a-time", 1, false},
-        {"with-the-handshake", 20, false}};
-    for (const auto& [behaviour, copies, binary] : rows) {
-        SCOPED_TRACE(behaviour);
-        const raw_service service(behaviour);
-        start();
-        std::vector<std::string> expected(copies, message);
-        if (binary) expected.emplace_back("\x01\xff\x00\xfe", 4);
+    const struct {
+        const char* behaviour;
+        std::size_t copies;
+        std::vector<std::string> others;
+    } rows[] = {
+        {.behaviour = "every-split",
+         .copies = 2 * message.size() + 2,
+         .others = {std::string("\x01\xff\x00\xfe", 4)}},
+        {.behaviour = "one-byte-at-a-time", .copies = 1, .others = {}},
+        {.behaviour = "with-the-handshake", .copies = 20, .others = {}},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.behaviour);
+        const raw_service service(row.behaviour);
+        std::vector<std::string> expected(row.copies, message);
+        expected.insert(expected.end(), row.others.begin(), row.others.end());
         expected.emplace_back("end");
+
+        start();
+
         EXPECT_EQ(bus_until("end"), expected);
         agent.reset();
         peer.received().clear();
+    }
+}
+
+// As the service makes it: a text that is different at every place.
+std::string numbered(std::size_t size) {
+    std::string text;
+    for (int number = 0; text.size() < size; ++number) text += std::to_string(number) + ' ';
+    text.resize(size);
+    return text;
+}
+
+TEST_F(Link, FramesAreWholeAtEveryEdgeOfTheReceiveBuffer) {
+    std::vector<std::size_t> sizes{5000};
+    for (const std::size_t size : {4095, 4096, 4097, 65535, 65536, 65537, 131071, 131072, 131073}) {
+        sizes.insert(sizes.end(), 15, size);
+    }
+    const raw_service service("around-the-buffer");
+
+    start();
+
+    for (const std::size_t size : sizes) {
+        const auto arrived =
+            peer.received().take_matching([](const auto& m) { return !is_notice(m.text); });
+        ASSERT_TRUE(arrived) << size;
+        ASSERT_EQ(arrived->text.size(), size);
+        ASSERT_TRUE(arrived->text == numbered(size)) << size;
     }
 }
 
@@ -71,15 +111,15 @@ TEST_F(Link, ConnectionsThatBreakAreMadeAnewAndLeaveNothing) {
                                   "endless-message", "half-close", "close-frame"}) {
         SCOPED_TRACE(behaviour);
         const raw_service service(behaviour);
+
         start();
+
         EXPECT_TRUE(hears("connected"));
         EXPECT_TRUE(hears("disconnected"));
         EXPECT_TRUE(service.wait_connections(2));
         EXPECT_LT(status_kilobytes(agent->process().pid(), "VmHWM"), 300'000 * MEMORY_SCALE);
         EXPECT_EQ(agent->stop().status, 0);
-        while (auto m = peer.received().take(0ms)) {
-            EXPECT_NE(m->text.find("internal-ipc"), std::string::npos) << m->text;
-        }
+        while (auto m = peer.received().take(0ms)) EXPECT_TRUE(is_notice(m->text)) << m->text;
     }
 }
 
@@ -90,14 +130,12 @@ TEST_F(Link, FailedAttemptsEndOnceAndAreRepeated) {
         const raw_service service(behaviour);
         start();
         EXPECT_TRUE(service.wait_connections(2));
+
         EXPECT_EQ(agent->stop().status, 0);
-        // Each attempt that was given up said so once; the last may have been cut by the stop.
-        const auto attempts = agent->count_log("Try to establish connect");
-        const auto ends = agent->count_log("process_client_connection_error:90") +
-                          agent->count_log("process_closed:122");
-        EXPECT_GE(ends + 1, attempts);
-        EXPECT_LE(ends, attempts);
-        EXPECT_EQ(agent->count_log("websock-roaming->Stopping"), attempts);
+
+        EXPECT_GE(ends() + 1, attempts()) << "the stop may have cut the last attempt short";
+        EXPECT_LE(ends(), attempts());
+        EXPECT_EQ(agent->count_log("websock-roaming->Stopping"), attempts());
         while (auto m = peer.received().take(0ms)) EXPECT_EQ(m->text, link_notice("disconnected"));
     }
 }
@@ -117,11 +155,9 @@ TEST_F(Link, RedirectIsFollowedAFewTimesAndEndsTheAttempt) {
     const raw_service service("redirect");
     start();
 
-    ASSERT_TRUE(wait_until([&] { return agent->count_log("Try to establish connect") >= 2; }));
+    ASSERT_TRUE(wait_until([&] { return attempts() >= 2; }));
 
-    const auto ends = agent->count_log("process_client_connection_error:90") +
-                      agent->count_log("process_closed:122");
-    EXPECT_GE(ends, 1U);
+    EXPECT_GE(ends(), 1U);
     EXPECT_LE(service.connections(), 10U) << "of two attempts at most";
 }
 
@@ -130,19 +166,21 @@ TEST_F(Link, AddressesThatLeadNowhere) {
                             "ws://:80/no-host", "ws://127.0.0.1:0/x"}) {
         SCOPED_TRACE(url);
         start(url);
-        EXPECT_TRUE(wait_until([&] { return agent->count_log("Try to establish connect") >= 2; }));
+        EXPECT_TRUE(wait_until([&] { return attempts() >= 2; }));
         EXPECT_EQ(agent->stop().status, 0);
     }
 }
 
 TEST_F(Link, IndependentServiceEchoes) {
-    const raw_service service("echo");
-    start();
-    ASSERT_TRUE(hears("connected"));
     std::vector<std::string> sent{"{}", "\xc3\xa9\xe2\x82\xac"};
     for (const std::size_t size : {125, 126, 65535, 65536, 1'000'000}) sent.emplace_back(size, 'x');
     sent.emplace_back("end");
+    const raw_service service("echo");
+    start();
+    ASSERT_TRUE(hears("connected"));
+
     for (const auto& text : sent) peer.send_quietly(bridge_module, text);
+
     EXPECT_EQ(bus_until("end"), sent);
 }
 
