@@ -1,0 +1,299 @@
+#include "status/status_reporter.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <regex>
+#include <thread>
+
+#include "harness/child_process.h"
+#include "harness/fakes/fake_clock.h"
+#include "harness/fakes/queues.h"
+#include "workers/monotonic_clock.h"
+
+namespace rfcd {
+namespace {
+
+const std::string path = "/run/rfcd/rrm.status";
+
+// A service manager's end of the notification socket.
+class notify_listener {
+  public:
+    notify_listener() {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strcpy(address.sun_path, name);
+        unlink(name);
+        bind(descriptor_, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    }
+    ~notify_listener() {
+        close(descriptor_);
+        unlink(name);
+    }
+
+    // The messages since the last call, each followed by "; ".
+    std::string take() const {
+        std::string all;
+        char text[512];
+        for (ssize_t size; (size = recv(descriptor_, text, sizeof text, MSG_DONTWAIT)) >= 0;) {
+            all += std::string(text, static_cast<std::size_t>(size)) + "; ";
+        }
+        return all;
+    }
+
+    static constexpr const char* name = "/tmp/notify";
+
+  private:
+    const int descriptor_ = socket(AF_UNIX, SOCK_DGRAM, 0);
+};
+
+class told_status : public worker_status {
+  public:
+    void tell(const char* text) {
+        text_ = text;
+        note_change();
+    }
+    void append_to(status_lines& lines) const override { lines.add("worker", text_); }
+    const char* summary() const override { return text_; }
+
+  private:
+    const char* text_ = "";
+};
+
+class StatusReporter : public testing::Test {
+  protected:
+    StatusReporter() {
+        fake_clock::reset();
+        std::filesystem::remove_all(status_folder);
+        setenv("NOTIFY_SOCKET", notify_listener::name, 1);
+        setenv("WATCHDOG_USEC", "40000000", 1);
+        manager = std::make_unique<service_manager>();
+        reporter = std::make_unique<status_reporter>(service_index::rrm, "ws://h:1/p",
+                                                     service_queues{to_send, received}, *manager);
+    }
+    void watch() { reporter->watch({link, worker, link_loop, service_loop}); }
+    void set_state(link_state state) {
+        link.state = state;
+        link.since = monotonic_now().tv_sec;
+        link.note_change();
+    }
+    void both_loops_pass() {
+        link_loop.note_pass();
+        service_loop.note_pass();
+    }
+    static ino_t file_number() {
+        struct stat status {};
+        stat(path.c_str(), &status);
+        return status.st_ino;
+    }
+
+    notify_listener listener;
+    safe_queue to_send;
+    safe_queue received;
+    link_status link;
+    told_status worker;
+    loop_progress link_loop;
+    loop_progress service_loop;
+    std::unique_ptr<service_manager> manager;
+    std::unique_ptr<status_reporter> reporter;
+};
+
+TEST_F(StatusReporter, FileHasEveryLine) {
+    watch();
+    both_loops_pass();
+    fake_clock::advance(5);
+    set_state(link_state::connected);
+    link.attempts = 3;
+    link.next_attempt = 1007;
+    link.set_last_end({"words\nof the library", 1004});
+    link.missed_pongs = 2;
+    link.received_messages.add(1);
+    link.received_bytes.add(10);
+    link.sent_messages.add(2);
+    link.sent_bytes.add(20);
+    to_send.push(buffer_of("four"));
+    received.note_dropped();
+    worker.tell("fine");
+
+    both_loops_pass();
+
+    EXPECT_EQ(std::regex_replace(lab::read_file(path), std::regex("pid: [0-9]+"), "pid: P"),
+              "version: 1.0.0\n"
+              "service: rrm\n"
+              "url: ws://h:1/p\n"
+              "pid: P\n"
+              "started: 1000\n"
+              "written: 1005\n"
+              "link: connected\n"
+              "link-since: 1005\n"
+              "attempts: 3\n"
+              "next-attempt: 1007\n"
+              "last-end: words?of the library\n"
+              "last-end-at: 1004\n"
+              "pings-unanswered: 2\n"
+              "received-messages: 1\n"
+              "received-bytes: 10\n"
+              "sent-messages: 2\n"
+              "sent-bytes: 20\n"
+              "to-service-messages: 1\n"
+              "to-service-bytes: 132\n"
+              "to-service-dropped: 0\n"
+              "from-service-messages: 0\n"
+              "from-service-bytes: 0\n"
+              "from-service-dropped: 1\n"
+              "worker: fine\n"
+              "link-loop: 1005\n"
+              "service-loop: 1005\n");
+    struct stat status {};
+    stat(path.c_str(), &status);
+    EXPECT_EQ(status.st_mode & 0777, 0644U);
+}
+
+TEST_F(StatusReporter, WritesStatesAtOnceCountsOnceASecondAndElseNothing) {
+    watch();
+    both_loops_pass();
+    fake_clock::advance(10);
+    both_loops_pass();
+    auto before = file_number();
+    const auto written_anew = [&] {
+        both_loops_pass();
+        return std::exchange(before, file_number()) != before;
+    };
+
+    fake_clock::now_ns += fake_clock::second_ns / 5;
+    EXPECT_FALSE(written_anew()) << "nothing has changed";
+    set_state(link_state::connecting);
+    fake_clock::now_ns += fake_clock::second_ns / 5;
+    EXPECT_TRUE(written_anew()) << "a state";
+    link.sent_messages.add(1);
+    fake_clock::now_ns += fake_clock::second_ns / 5;
+    EXPECT_FALSE(written_anew()) << "a count, too soon";
+    fake_clock::advance(1);
+    EXPECT_TRUE(written_anew()) << "the count, a second later";
+    for (int second = 0; second < 100; ++second) {
+        fake_clock::advance(1);
+        EXPECT_FALSE(written_anew()) << "at rest";
+    }
+}
+
+TEST_F(StatusReporter, OneLoopTellsOfTheOther) {
+    const auto text_after = [&](int seconds) {
+        fake_clock::advance(seconds);
+        service_loop.note_pass();
+        return lab::read_file(path);
+    };
+    watch();
+    both_loops_pass();
+    EXPECT_EQ(text_after(2).find("busy"), std::string::npos);
+    EXPECT_NE(text_after(1).find("link-loop-busy: unknown\n"), std::string::npos);
+
+    std::thread link_thread([&] {
+        link_loop.enter_loop();
+        const long_wait lookup(wait_reason::name_lookup);
+        EXPECT_EQ(text_after(2).find("busy"), std::string::npos);
+        EXPECT_NE(text_after(1).find("link-loop-busy: name lookup\n"), std::string::npos);
+    });
+    link_thread.join();
+    EXPECT_EQ(text_after(1).find("busy"), std::string::npos);
+}
+
+TEST_F(StatusReporter, FeedsTheWatchdogWhileBothLoopsMakeProgress) {
+    const struct {
+        const char* name;
+        wait_reason reason;
+        int seconds;
+        bool fed;
+    } rows[] = {
+        {.name = "a pass may take a while",
+         .reason = wait_reason::none,
+         .seconds = 59,
+         .fed = true},
+        {.name = "a loop that hangs", .reason = wait_reason::none, .seconds = 62, .fed = false},
+        {.name = "a slow request", .reason = wait_reason::request, .seconds = 89, .fed = true},
+        {.name = "a command that hangs",
+         .reason = wait_reason::command,
+         .seconds = 22,
+         .fed = false},
+        {.name = "a name lookup", .reason = wait_reason::name_lookup, .seconds = 119, .fed = true},
+        {.name = "a lookup without end",
+         .reason = wait_reason::name_lookup,
+         .seconds = 122,
+         .fed = false},
+    };
+    watch();
+    both_loops_pass();
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        std::string told;
+        std::thread service_thread([&] {
+            service_loop.enter_loop();
+            const long_wait wait(row.reason);
+            fake_clock::advance(row.seconds);
+            listener.take();
+            link_loop.note_pass();
+            told = listener.take();
+        });
+        service_thread.join();
+
+        EXPECT_EQ(told.find("WATCHDOG=1") != std::string::npos, row.fed);
+        fake_clock::advance(20);
+        both_loops_pass();
+        EXPECT_NE(listener.take().find("WATCHDOG=1"), std::string::npos) << "well again";
+    }
+}
+
+TEST_F(StatusReporter, TellsTheServiceManagerInOneLine) {
+    EXPECT_EQ(std::getenv("NOTIFY_SOCKET"), nullptr) << "not for the commands that it starts";
+    watch();
+    manager->ready();
+    EXPECT_EQ(listener.take(), "STATUS=Not connected to ws://h:1/p; WATCHDOG=1; READY=1; ");
+
+    link.attempts = 2;
+    link.set_last_end({"connection refused", 1000});
+    both_loops_pass();
+    worker.tell(", fine");
+    fake_clock::advance(1);
+    set_state(link_state::connected);
+    both_loops_pass();
+    link.unlinked = true;
+    link.note_change();
+    fake_clock::advance(1);
+    both_loops_pass();
+    manager->stopping();
+
+    EXPECT_EQ(listener.take(),
+              "STATUS=Not connected to ws://h:1/p, 2 attempts, last: connection refused; "
+              "STATUS=Connected to ws://h:1/p, fine; "
+              "STATUS=Gave the service up for good; STOPPING=1; ");
+}
+
+TEST_F(StatusReporter, WorksWithoutItsFile) {
+    lab::write_file(status_folder, "a file where the folder should be");
+    watch();
+    both_loops_pass();
+    set_state(link_state::connected);
+    both_loops_pass();
+    EXPECT_NE(listener.take().find("STATUS=Not connected"), std::string::npos);
+
+    std::filesystem::remove(status_folder);
+    std::filesystem::create_directory(status_folder);
+    lab::write_file("/tmp/victim", "untouched");
+    std::filesystem::create_symlink("/tmp/victim", path + ".new");
+    set_state(link_state::closing);
+    fake_clock::advance(1);
+    both_loops_pass();
+
+    EXPECT_NE(lab::read_file(path).find("link: closing"), std::string::npos);
+    EXPECT_EQ(lab::read_file("/tmp/victim"), "untouched") << "a link is not followed";
+    reporter.reset();
+    EXPECT_FALSE(std::filesystem::exists(path)) << "a daemon that ends leaves no status";
+}
+
+}  // namespace
+}  // namespace rfcd
