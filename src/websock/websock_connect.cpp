@@ -110,7 +110,7 @@ bool websock_worker::connect() {
         connection_ = lws_client_connect_via_info(&connect_parameters_);
     }
     if (connection_ == nullptr) {
-        end_connection("no connection could be started");
+        end_connection("the name of the service has no address, or no socket could be made");
         destroy_context();
         return false;
     }

@@ -29,6 +29,25 @@ std::string printable(const void* text, std::size_t length) {
     return shown;
 }
 
+// Why an attempt failed, by the library's words, some of which only its developers understand.
+std::string attempt_reason(const void* words, std::size_t length) {
+    static constexpr struct {
+        std::string_view words;
+        const char* meaning;
+    } known[] = {
+        {"Unable to connect", "connection refused, or the address cannot be reached"},
+        {"read failed", "the connection ended before the handshake was answered"},
+        {"HS: ws upgrade response not 101", "the service refused the handshake"},
+    };
+
+    if (words == nullptr) return "the attempt failed";
+    const std::string_view said(static_cast<const char*>(words), length);
+    for (const auto& row : known) {
+        if (said.starts_with(row.words)) return row.meaning;
+    }
+    return printable(words, length);
+}
+
 // A close frame of the service: a status code (RFC 6455, 7.4) and perhaps a text.
 std::string close_reason(const void* payload, std::size_t length) {
     std::string reason = "the service closed the connection";
@@ -111,7 +130,7 @@ void websock_worker::log_reason(int reason) const {
 
 void websock_worker::process_connection_error(const void* in, std::size_t length) {
     log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_client_connection_error", 90);
-    end_connection(in == nullptr ? "the connection failed" : printable(in, length));
+    end_connection(attempt_reason(in, length));
 }
 
 void websock_worker::process_client_established(lws* connection) {

@@ -57,7 +57,7 @@ void abstract_worker::run() {
             on_stop();
             was_active_ = false;
         }
-        progress_.note_pass();
+        progress_.note_pause();
         if (*running_) pause_microseconds(idle_pause_us_);
         active_ = false;
     }

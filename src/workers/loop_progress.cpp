@@ -29,7 +29,7 @@ void loop_progress::note_pass() {
 }
 
 void loop_progress::note_wait(wait_reason reason) {
-    last_ms_ = monotonic_milliseconds();
+    observed_ms_ = last_ms_ = monotonic_milliseconds();
     reason_ = reason;
     if (observer_) observer_();
 }

@@ -20,10 +20,12 @@ class loop_progress {
     // wait. Set it before the loop starts. It must not throw.
     void set_observer(std::function<void()> observer) { observer_ = std::move(observer); }
 
-    // Called by the loop: binds the progress to the calling thread, and after each pass or pause.
+    // Called by the loop: it begins on the calling thread, it ends, it has made a pass, it is about
+    // to pause for longer than a pass takes.
     void enter_loop();
     void leave_loop();
     void note_pass();
+    void note_pause() { note_wait(wait_reason::none); }
 
     // What the loop waits for inside the present pass, and since when (monotonic milliseconds).
     struct view {

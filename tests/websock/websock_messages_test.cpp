@@ -17,6 +17,8 @@ TEST_F(WebsockWorker, MessagesAreJoinedAndHandedOverWhole) {
     receive("second", 0, true);
     receive("", 0, true);
     EXPECT_EQ(drain(received), (texts{"one message!", "second", ""}));
+    EXPECT_EQ(worker.status().received_messages.value(), 3U);
+    EXPECT_EQ(worker.status().received_bytes.value(), 18U);
 
     fake_log::reset();
     worker.worker_lws_callback(fake_lws::connection(), LWS_CALLBACK_CLIENT_RECEIVE, nullptr,
@@ -62,6 +64,8 @@ TEST_F(WebsockWorker, WriteableSendsEverythingInOrder) {
     EXPECT_EQ(log.substr(0, log.find('\n')),
               "info websock-rrm->lws_send:Send msg type [0] len [1/1]  to websocket");
     EXPECT_EQ(written(), "ask, ");
+    EXPECT_EQ(worker.status().sent_messages.value(), 4U);
+    EXPECT_EQ(worker.status().sent_bytes.value(), 19U);
 }
 
 TEST_F(WebsockWorker, ChokedPipeKeepsTheRestForTheNextEvent) {

@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "support/websock_fixture.h"
+#include "workers/monotonic_clock.h"
 
 namespace rfcd {
 namespace {
@@ -79,6 +80,57 @@ TEST_F(WebsockWorker, EstablishedConnectionStartsOver) {
     fake_log::reset();
     worker.start_check();
     EXPECT_NE(fake_log::take().find("[5;15)"), std::string::npos) << "the delay is reset";
+}
+
+// For those who watch the daemon.
+TEST_F(WebsockWorker, StatusSaysWhyTheConnectionEnded) {
+    const auto fail = [this](const char* words) {
+        event(LWS_CALLBACK_CLIENT_CONNECTION_ERROR, words);
+    };
+    const struct {
+        const char* name;
+        std::function<void()> happen;
+        const char* reason;
+    } rows[] = {
+        {.name = "known words",
+         .happen = [&] { fail("Unable to connect"); },
+         .reason = "connection refused, or the address cannot be reached"},
+        {.name = "other words", .happen = [&] { fail("HS: \x01 hash"); }, .reason = "HS: ? hash"},
+        {.name = "closed with a code and a text",
+         .happen =
+             [&] {
+                 event(LWS_CALLBACK_CLIENT_ESTABLISHED);
+                 event(LWS_CALLBACK_WS_PEER_INITIATED_CLOSE,
+                       "\x03\xe9"
+                       "later");
+                 event(LWS_CALLBACK_CLIENT_CLOSED);
+             },
+         .reason = "the service closed the connection with code 1001, later"},
+        {.name = "closed without a word",
+         .happen =
+             [&] {
+                 event(LWS_CALLBACK_CLIENT_ESTABLISHED);
+                 event(LWS_CALLBACK_CLIENT_CLOSED);
+             },
+         .reason = "the service closed the connection"},
+        {.name = "no name for it", .happen = [] {}, .reason = "the connection was lost"},
+    };
+
+    std::uint32_t attempts = 0;
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const auto version = worker.status().version.load();
+        ASSERT_TRUE(worker.start_check());
+        EXPECT_EQ(worker.status().attempts, ++attempts);
+        row.happen();
+        if (worker.status().state == link_state::closing) attempts = 0;
+        worker.on_stop();
+
+        EXPECT_EQ(worker.status().last_end().reason, row.reason);
+        EXPECT_EQ(worker.status().last_end().time, monotonic_now().tv_sec);
+        EXPECT_EQ(worker.status().state, link_state::idle);
+        EXPECT_NE(worker.status().version, version);
+    }
 }
 
 TEST_F(WebsockWorker, PushWakesTheWaitOnce) {
