@@ -29,7 +29,8 @@ status_file::status_file(std::string_view service)
 status_file::~status_file() { unlink(path_.c_str()); }
 
 bool status_file::replace(std::string_view text) const {
-    mkdir(status_folder, 0755);
+    // Whatever the umask is, everybody may read it.
+    if (mkdir(status_folder, 0755) == 0) chmod(status_folder, 0755);
     unlink(new_path_.c_str());
     if (write_whole(new_path_.c_str(), text) && rename(new_path_.c_str(), path_.c_str()) == 0) {
         return true;

@@ -1,12 +1,8 @@
 #include "status/status_reporter.h"
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
-#include <unistd.h>
 
-#include <cstring>
 #include <filesystem>
 #include <regex>
 #include <thread>
@@ -14,43 +10,13 @@
 #include "harness/child_process.h"
 #include "harness/fakes/fake_clock.h"
 #include "harness/fakes/queues.h"
+#include "harness/notify_listener.h"
 #include "workers/monotonic_clock.h"
 
 namespace rfcd {
 namespace {
 
 const std::string path = "/run/rfcd/rrm.status";
-
-// A service manager's end of the notification socket.
-class notify_listener {
-  public:
-    notify_listener() {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::strcpy(address.sun_path, name);
-        unlink(name);
-        bind(descriptor_, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    }
-    ~notify_listener() {
-        close(descriptor_);
-        unlink(name);
-    }
-
-    // The messages since the last call, each followed by "; ".
-    std::string take() const {
-        std::string all;
-        char text[512];
-        for (ssize_t size; (size = recv(descriptor_, text, sizeof text, MSG_DONTWAIT)) >= 0;) {
-            all += std::string(text, static_cast<std::size_t>(size)) + "; ";
-        }
-        return all;
-    }
-
-    static constexpr const char* name = "/tmp/notify";
-
-  private:
-    const int descriptor_ = socket(AF_UNIX, SOCK_DGRAM, 0);
-};
 
 class told_status : public worker_status {
   public:
@@ -70,7 +36,7 @@ class StatusReporter : public testing::Test {
     StatusReporter() {
         fake_clock::reset();
         std::filesystem::remove_all(status_folder);
-        setenv("NOTIFY_SOCKET", notify_listener::name, 1);
+        setenv("NOTIFY_SOCKET", lab::notify_listener::name, 1);
         setenv("WATCHDOG_USEC", "40000000", 1);
         manager = std::make_unique<service_manager>();
         reporter = std::make_unique<status_reporter>(service_index::rrm, "ws://h:1/p",
@@ -92,7 +58,7 @@ class StatusReporter : public testing::Test {
         return status.st_ino;
     }
 
-    notify_listener listener;
+    lab::notify_listener listener;
     safe_queue to_send;
     safe_queue received;
     link_status link;

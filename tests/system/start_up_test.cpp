@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <set>
 
+#include "harness/notify_listener.h"
 #include "lab/roaming_world.h"
 
 namespace lab {
@@ -95,6 +96,7 @@ TEST_F(RunningDaemon, ModesFilesAndSignals) {
     const struct {
         const char* name;
         daemon::settings lines;
+        const char* service;
         const char* threads;
         std::size_t files_left;
         bool logs;
@@ -104,6 +106,7 @@ TEST_F(RunningDaemon, ModesFilesAndSignals) {
                    {"mac-list-service-url", "ws://127.0.0.1:1/x"},
                    {"skylark_service_url", "ws://127.0.0.1:1/x"},
                    {"roam_service_url", "ws://127.0.0.1:1/x"}},
+         .service = "roaming",
          .threads = "rfcd:websock-ro rfcd:ipc ",
          .files_left = 5,
          .logs = true},
@@ -111,16 +114,19 @@ TEST_F(RunningDaemon, ModesFilesAndSignals) {
          .lines = {{"mac-list-service-url", "ws://127.0.0.1:1/x"},
                    {"log_level", "1"},
                    {"skylark_service_url", "ws://127.0.0.1:1/x"}},
+         .service = "rrm",
          .threads = "rfcd:rrm rfcd:websock-rr ",
          .files_left = 2,
          .logs = false},
         {.name = "WIDS",
          .lines = {{"mac-list-service-url", "ws://127.0.0.1:1/x"}},
+         .service = "wids",
          .threads = "rfcd:wids rfcd:websock-wi ",
          .files_left = 5,
          .logs = false},
     };
     const bus_broker broker(story);
+    const notify_listener manager;
     write_file("/tmp/factory", "");
 
     for (const auto& row : rows) {
@@ -128,7 +134,8 @@ TEST_F(RunningDaemon, ModesFilesAndSignals) {
             SCOPED_TRACE(row.name);
             for (const char* path : leftovers) write_file(path, "");
 
-            daemon agent(story, row.lines);
+            daemon agent(story, row.lines,
+                         {"/usr/bin/env", std::string("NOTIFY_SOCKET=") + notify_listener::name});
             const pid_t pid = agent.process().pid();
             EXPECT_TRUE(wait_until([&] { return threads_of(pid) == row.threads; }))
                 << threads_of(pid);
@@ -140,8 +147,17 @@ TEST_F(RunningDaemon, ModesFilesAndSignals) {
                                     [](const char* path) { return std::filesystem::exists(path); }),
                       row.files_left);
             EXPECT_NE(signals_of(pid, "SigIgn") & (1UL << (SIGPIPE - 1)), 0U);
+            const std::string status = std::string("/run/rfcd/") + row.service + ".status";
+            EXPECT_TRUE(wait_until([&] {
+                return read_file(status).find("link: waiting\n") != std::string::npos;
+            })) << read_file(status);
+
             agent.process().signal(signal);
             EXPECT_EQ(agent.process().wait(), 0);
+            EXPECT_FALSE(std::filesystem::exists(status));
+            const std::string told = manager.take();
+            EXPECT_NE(told.find("READY=1; "), std::string::npos) << told;
+            EXPECT_TRUE(told.ends_with("STOPPING=1; ")) << told;
         }
     }
 }
