@@ -46,7 +46,6 @@ daemons start_fleet(transcript& story, std::uint16_t port) {
                                   {"initial_connection_delay", "5"},
                                   {"max_connection_delay", "60"}},
             std::vector<std::string>{}, folder));
-        std::this_thread::sleep_for(25ms);
     }
     return fleet;
 }

@@ -32,7 +32,9 @@ class IpcWorker : public testing::Test {
 
 TEST_F(IpcWorker, OpensAndReleasesTheBus) {
     EXPECT_FALSE(worker.keep_running(&running)) << "not open yet";
+    EXPECT_STREQ(worker.status().summary(), ", without a local bus");
     EXPECT_TRUE(worker.start_check());
+    EXPECT_STREQ(worker.status().summary(), "");
     EXPECT_TRUE(worker.keep_running(&running));
 
     bus.loop = 0;

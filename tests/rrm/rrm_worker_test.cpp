@@ -34,6 +34,33 @@ TEST_F(RrmWorker, SuccessTakesDomainAndSettings) {
         << "only an object is a configuration";
 }
 
+// The lines for those who watch the daemon, as one text.
+TEST_F(RrmWorker, StatusFollowsTheWorker) {
+    const auto after = [this](const std::string& message) {
+        receive(message);
+        status_lines lines;
+        worker->status().append_to(lines);
+        return lines.text() + worker->status().summary();
+    };
+    const std::string hostapd_runs = "subscription-since: 1000\nhostapd: running\n";
+
+    EXPECT_EQ(after(link("connected")), "subscription: subscribing\n" + hostapd_runs +
+                                            "scan: idle\n, asking for the subscription");
+    EXPECT_EQ(after(rrm("subscribe-response", R"("status":"success")")),
+              "subscription: subscribed\n" + hostapd_runs + "scan: idle\n, subscribed");
+    const auto version = worker->status().version();
+
+    fake_clock::advance(5);
+    drv->scanning = true;
+    EXPECT_EQ(after(rrm("fbt-info")),
+              "subscription: subscribed\n" + hostapd_runs + "scan: sweep 1 of 1\n, subscribed");
+    EXPECT_NE(worker->status().version(), version);
+
+    EXPECT_EQ(after(link("disconnected")),
+              "subscription: none\nsubscription-since: 1005\nhostapd: running\n"
+              "scan: idle\n, not subscribed");
+}
+
 TEST_F(RrmWorker, MessagesThatChangeNothing) {
     const std::string rows[] = {"",
                                 "[]",

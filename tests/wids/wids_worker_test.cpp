@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "harness/fakes/fake_clock.h"
 #include "harness/fakes/fake_log.h"
 #include "harness/fakes/fake_peermsg.h"
 #include "harness/fakes/queues.h"
@@ -17,6 +18,7 @@ struct helper_for_test final : ipc_helper {
 class WidsWorker : public testing::Test {
   protected:
     WidsWorker() {
+        fake_clock::reset();
         fake_peermsg::reset();
         fake_log::reset(log_mask_none);
     }
@@ -29,12 +31,16 @@ class WidsWorker : public testing::Test {
 
         in.push(buffer_of(message));
         EXPECT_TRUE(worker.process());
+        status_lines lines;
+        worker.status().append_to(lines);
+        told = lines.text();
         return drain(out);
     }
 
     running_flag running = true;
     safe_queue in;
     safe_queue out;
+    std::string told;  // by the status after the message
 };
 
 TEST_F(WidsWorker, AnswersEachList) {
@@ -80,6 +86,9 @@ TEST_F(WidsWorker, AnswersEachList) {
 
         EXPECT_EQ(replies_to("{" + row.members + "}", row.list),
                   row.reply != nullptr ? texts{head + row.reply} : texts{});
+        const std::string last_list = accepted ? "accepted" : "rejected";
+        EXPECT_EQ(told,
+                  row.reply == nullptr ? "" : "last-list: " + last_list + "\nlast-list-at: 1000\n");
         EXPECT_EQ(fake_peermsg::take_record(),
                   accepted ? "start, send 6 {" + row.members +
                                  R"(,"command":"update-wids-mac-lists"}, stop, release, )"
