@@ -15,6 +15,7 @@
 #include <array>
 #include <memory>
 #include <thread>
+#include <utility>
 
 #include "fuzz/fuzz.h"
 #include "harness/child_process.h"
@@ -62,7 +63,8 @@ void write_all(int descriptor, std::string_view bytes) {
 }
 
 // A broker on this very thread. It serves until a module of ours has its own text back: what the
-// broker polls in place of its stop descriptor is that module's end of the connection.
+// broker polls in place of its stop descriptor is that module's end of the connection. A monitor of
+// ours watches, and asks each time who is registered.
 class broker_session {
   public:
     broker_session() {
@@ -73,6 +75,14 @@ class broker_session {
                              frame(frame_kind::start, our_module, 0, ""));
         bus_->run();
         expect(frame_kind::started);
+
+        watcher_ = connect_to_bus();
+        write_all(watcher_,
+                  frame(frame_kind::hello, 0, 0, "") + frame(frame_kind::monitor, 0, 0, ""));
+        while (!watches_) {
+            echo_once();
+            read_watcher();
+        }
     }
     broker_session(const broker_session&) = delete;
     broker_session& operator=(const broker_session&) = delete;
@@ -82,6 +92,7 @@ class broker_session {
             if (descriptor != -1) close(descriptor);
         }
         close(ours_);
+        close(watcher_);
     }
 
     void play(std::string_view line) {
@@ -115,9 +126,37 @@ class broker_session {
     }
 
     void serve() {
+        write_all(watcher_, frame(frame_kind::list, 0, 0, ""));
+        echo_once();
+        read_watcher();
+        fuzz::require(std::exchange(saw_echo_, false), "a monitor sees every text");
+        fuzz::require(std::exchange(saw_us_, false), "the list names who is registered");
+    }
+    void echo_once() {
         write_all(ours_, frame(frame_kind::text, our_module, our_module, echo));
         bus_->run();
         expect(frame_kind::text);
+    }
+    void read_watcher() {
+        static const std::string us =
+            std::to_string(our_module) + ' ' + std::to_string(getpid()) + '\n';
+        standin::frame_block block;
+        auto state = frame_reader::state::frame;
+        while ((state = watcher_reader_.next(watcher_, block)) == frame_reader::state::frame) {
+            const auto head = head_of(block);
+            switch (head.kind) {
+                case frame_kind::started: watches_ = true; break;
+                case frame_kind::passed:
+                    saw_echo_ |= head.source == our_module && text_of(block) == echo;
+                    break;
+                case frame_kind::listed:
+                    saw_us_ |= text_of(block).find(us) != std::string_view::npos;
+                    break;
+                case frame_kind::lost: break;
+                default: fuzz::require(false, "a monitor gets copies and answers alone");
+            }
+        }
+        fuzz::require(state == frame_reader::state::nothing, "a monitor is kept");
     }
     // Texts of others may stand before what is expected. With it, nothing that came is unread.
     void expect(frame_kind kind) {
@@ -147,6 +186,11 @@ class broker_session {
     std::unique_ptr<standin::broker> bus_;
     frame_reader reader_;
     int ours_ = -1;
+    frame_reader watcher_reader_;
+    int watcher_ = -1;
+    bool watches_ = false;
+    bool saw_echo_ = false;  // since the last look
+    bool saw_us_ = false;
     std::array<int, 4> clients_{-1, -1, -1, -1};
 };
 

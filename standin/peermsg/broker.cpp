@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <optional>
+#include <string>
 #include <system_error>
 #include <utility>
 
@@ -22,11 +24,13 @@ constexpr std::size_t max_parts = 64;
 
 int open_spare() { return open("/dev/null", O_RDONLY | O_CLOEXEC); }
 
-bool same_user(int descriptor) {
+// The process at the other end; nothing when it belongs to another user.
+std::optional<pid_t> trusted_process(int descriptor) {
     ucred peer{};
     socklen_t size = sizeof peer;
-    return getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
-           (peer.uid == geteuid() || peer.uid == 0);
+    if (getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return std::nullopt;
+    if (peer.uid != geteuid() && peer.uid != 0) return std::nullopt;
+    return peer.pid;
 }
 
 void add_to(int epoll, int descriptor) {
@@ -38,11 +42,23 @@ void add_to(int epoll, int descriptor) {
     }
 }
 
-frame_block control_frame(frame_kind kind, std::uint8_t destination) {
-    const auto bytes = encode_head({0, kind, 0, destination});
-    frame_block frame(static_cast<char*>(std::malloc(bytes.size())));
-    if (frame) std::copy(bytes.begin(), bytes.end(), frame.get());
+// Null when out of memory.
+frame_block make_frame(frame_head head, std::string_view text) {
+    head.length = static_cast<std::uint32_t>(text.size());
+    const auto bytes = encode_head(head);
+    frame_block frame(static_cast<char*>(std::malloc(bytes.size() + text.size())));
+    if (frame)
+        std::copy(text.begin(), text.end(), std::copy_n(bytes.begin(), bytes.size(), frame.get()));
     return frame;
+}
+
+frame_block control_frame(frame_kind kind, std::uint8_t destination = 0) {
+    return make_frame({.length = 0, .kind = kind, .source = 0, .destination = destination}, {});
+}
+
+// A frame whose text the broker writes itself.
+frame_block report_frame(frame_kind kind, std::string_view text) {
+    return make_frame({.length = 0, .kind = kind, .source = 0, .destination = 0}, text);
 }
 
 std::size_t size_of(const frame_block& frame) { return frame_head_size + head_of(frame).length; }
@@ -108,7 +124,8 @@ void broker::accept_client() {
         return;
     }
 
-    if (!same_user(descriptor)) {
+    const auto process = trusted_process(descriptor);
+    if (!process) {
         close(descriptor);
         return;
     }
@@ -116,6 +133,7 @@ void broker::accept_client() {
     add_to(epoll_, descriptor);
     auto c = std::make_unique<client>();
     c->descriptor = descriptor;
+    c->process = *process;
     clients_.emplace(descriptor, std::move(c));
 }
 
@@ -124,6 +142,7 @@ void broker::close_client(int descriptor) {
     stop_exchange(c);
     mark_unfinished(c, false);
     std::erase(unsent_, &c);
+    std::erase(monitors_, &c);
     clients_.erase(descriptor);
     close(descriptor);
 }
@@ -176,6 +195,8 @@ bool broker::handle(client& c, frame_block frame) {
         case frame_kind::start: return start_exchange(c);
         case frame_kind::stop: stop_exchange(c); return true;
         case frame_kind::text: deliver(c, std::move(frame)); return true;
+        case frame_kind::list: tell_registered(c); return true;
+        case frame_kind::monitor: return start_monitor(c);
         default: return false;
     }
 }
@@ -186,7 +207,7 @@ bool broker::start_exchange(client& c) {
     if (c.module == 0 || (receiver != nullptr && receiver != &c)) return false;
     receiver = &c;
     c.started = true;
-    auto answer = control_frame(frame_kind::started, 0);
+    auto answer = control_frame(frame_kind::started);
     if (!answer) return false;
     enqueue(c, std::move(answer));
     return true;
@@ -205,11 +226,17 @@ void broker::stop_exchange(client& c) {
 void broker::deliver(client& sender, frame_block frame) {
     const auto destination = head_of(frame).destination;
     client* const receiver = receivers_[destination];
-    if (receiver == nullptr || receiver->backlog_bytes >= max_backlog) {
-        tell_untaken(sender, destination);
-        return;
+    const bool taken = receiver != nullptr && receiver->backlog_bytes < max_backlog;
+
+    for (client* const monitor : monitors_) {
+        show(*monitor, frame, taken ? frame_kind::passed : frame_kind::lost);
     }
-    enqueue(*receiver, std::move(frame));
+
+    if (taken) {
+        enqueue(*receiver, std::move(frame));
+    } else {
+        tell_untaken(sender, destination);
+    }
 }
 
 void broker::tell_untaken(client& sender, std::uint8_t destination) {
@@ -219,9 +246,66 @@ void broker::tell_untaken(client& sender, std::uint8_t destination) {
     }
 }
 
-void broker::enqueue(client& c, frame_block frame) {
+// A client that asks and does not read gets no more answers.
+void broker::tell_registered(client& c) {
+    if (c.backlog_bytes >= max_notice_backlog) return;
+
+    std::string lines;
+    for (const client* const receiver : receivers_) {
+        if (receiver == nullptr) continue;
+        lines += std::to_string(receiver->module) + ' ' + std::to_string(receiver->process) + '\n';
+    }
+    if (auto answer = report_frame(frame_kind::listed, lines)) enqueue(c, std::move(answer));
+}
+
+// A module cannot monitor as well: copies would crowd out its own texts.
+bool broker::start_monitor(client& c) {
+    if (c.module != 0 || std::find(monitors_.begin(), monitors_.end(), &c) != monitors_.end()) {
+        return false;
+    }
+    auto answer = control_frame(frame_kind::started);
+    if (!answer) return false;
+    monitors_.push_back(&c);
+    enqueue(c, std::move(answer));
+    return true;
+}
+
+// Once a copy is left out, the next ones are too until flush() has told of them. So the number
+// stands where the texts are missing.
+void broker::show(client& monitor, const frame_block& text, frame_kind how) {
+    if (monitor.missed == 0 && monitor.backlog_bytes + weight_of(text) <= max_monitor_backlog) {
+        auto head = head_of(text);
+        head.kind = how;
+        if (auto copy = make_frame(head, text_of(text))) {
+            enqueue(monitor, std::move(copy));
+            return;
+        }
+    }
+    ++monitor.missed;
+    mark_unsent(monitor);
+}
+
+// False when there is nothing to tell, or no memory to tell it.
+bool broker::tell_missed(client& monitor) {
+    if (monitor.missed == 0) return false;
+    auto notice = report_frame(frame_kind::missed, std::to_string(monitor.missed));
+    if (!notice) return false;
+    monitor.missed = 0;
+    append(monitor, std::move(notice));
+    return true;
+}
+
+void broker::append(client& c, frame_block frame) {
     c.backlog_bytes += weight_of(frame);
     c.backlog.push_back(std::move(frame));
+}
+
+void broker::enqueue(client& c, frame_block frame) {
+    append(c, std::move(frame));
+    mark_unsent(c);
+}
+
+void broker::mark_unsent(client& c) {
     if (c.unsent || c.wants_write) return;
     c.unsent = true;
     unsent_.push_back(&c);
@@ -239,7 +323,7 @@ void broker::flush_unsent() {
 
 // Sends as much as the module's socket accepts now. False when the connection is dead.
 bool broker::flush(client& c) {
-    while (!c.backlog.empty()) {
+    while (!c.backlog.empty() || tell_missed(c)) {
         std::array<iovec, max_parts> parts{};
         std::size_t count = 0;
         for (; count < std::min(max_parts, c.backlog.size()); ++count) {

@@ -33,7 +33,7 @@ std::optional<frame_head> decode_head(std::string_view bytes) {
     head.source = static_cast<std::uint8_t>(bytes[source_offset]);
     head.destination = static_cast<std::uint8_t>(bytes[destination_offset]);
 
-    const bool known = head.kind >= frame_kind::hello && head.kind <= frame_kind::untaken;
+    const bool known = head.kind >= frame_kind::hello && head.kind <= frame_kind::missed;
     if (found_magic != magic || !known || head.length > max_text_size) return std::nullopt;
     return head;
 }

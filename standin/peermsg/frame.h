@@ -33,8 +33,15 @@ enum class frame_kind : std::uint8_t {
     start = 2,    // the sender wants texts from now on
     stop = 3,     // the sender wants no more texts
     text = 4,     // a text for the addressee
-    started = 5,  // the broker's answer to start: what follows was sent after it
+    started = 5,  // the broker's answer to start or monitor: what follows was sent after it
     untaken = 6,  // from the broker: nobody took a text for the module in the head's destination
+    // For diagnosis. The broker sends these to nobody who did not ask for them.
+    list = 7,     // who receives?
+    listed = 8,   // the broker's answer to list: "MODULE PROCESS\n" for each, in order
+    monitor = 9,  // from a connection without a module: copies of all texts are wanted from now on
+    passed = 10,  // from the broker: a copy of a text that was handed on
+    lost = 11,    // from the broker: a copy of a text that nobody took
+    missed = 12,  // from the broker: so many copies are left out here, as a decimal number
 };
 
 struct frame_head {

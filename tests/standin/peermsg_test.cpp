@@ -9,10 +9,15 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
+#include <regex>
+#include <sstream>
+#include <stdexcept>
 
+#include "lab/bus_peer.h"
 #include "lab/daemon.h"
-#include "peermsg/frame.h"
+#include "peermsg/frame_reader.h"
 
 namespace {
 
@@ -161,6 +166,7 @@ TEST_F(Peermsg, GarbageIsDroppedAndTheRestGoesOn) {
         {.name = "the broker's own", .bytes = hello + head(frame_kind::started, 9)},
         {.name = "start without a number",
          .bytes = head(frame_kind::hello, 0) + head(frame_kind::start, 0)},
+        {.name = "a module that monitors", .bytes = hello + head(frame_kind::monitor, 9)},
     };
     const auto a = started(2);
     const auto b = started(3);
@@ -202,6 +208,140 @@ TEST_F(Peermsg, CommandSendsAndListens) {
     broker.process().stop();
     EXPECT_EQ(listener.wait(), 1);
     EXPECT_EQ(lab::child_process({PEERMSG_BINARY, "send", "3", "x"}, "/tmp/send.out").wait(), 1);
+}
+
+TEST_F(Peermsg, CommandAsksAndPrintsTheAnswer) {
+    const auto answer = [](lab::bus_peer& self, const lab::bus_peer::message& asked) {
+        if (asked.text != "ask") return;
+        self.send(asked.source, R"({"command":"first"})");
+        self.send(asked.source, R"({"command":"second"})");
+    };
+    const lab::bus_peer peer(story, "peer", 3, answer);
+    const lab::bus_peer other(story, "other", 4, [](auto&, const auto&) {});
+    const struct {
+        const char* name;
+        std::vector<std::string> arguments;
+        int status;
+        const char* output;
+    } rows[] = {
+        {.name = "any text",
+         .arguments = {"3", "ask"},
+         .status = 0,
+         .output = R"({"command":"first"})"},
+        {.name = "the one with the command",
+         .arguments = {"3", "ask", "second"},
+         .status = 0,
+         .output = R"({"command":"second"})"},
+        {.name = "no answer with the command",
+         .arguments = {"-t", "1", "3", "ask", "third"},
+         .status = 1,
+         .output = "peermsg: no answer within 1 s"},
+        {.name = "no answer",
+         .arguments = {"-t", "1", "4", "ask"},
+         .status = 1,
+         .output = "peermsg: no answer within 1 s"},
+        {.name = "nobody, and no wait of 20 s",
+         .arguments = {"9", "ask"},
+         .status = 1,
+         .output = "peermsg: nobody takes texts for module 9"},
+    };
+
+    for (const auto& row : rows) {
+        std::vector<std::string> command{PEERMSG_BINARY, "ask"};
+        command.insert(command.end(), row.arguments.begin(), row.arguments.end());
+        EXPECT_EQ(lab::child_process(command, "/tmp/ask.out").wait(), row.status) << row.name;
+        EXPECT_EQ(lab::read_file("/tmp/ask.out"), std::string(row.output) + "\n") << row.name;
+    }
+}
+
+TEST_F(Peermsg, CommandListsWhoIsRegistered) {
+    const auto late = started(28);
+    const auto first = started(2);
+    const auto stopped = started(3);
+    peermsg_peer_stop(stopped.get());
+    const auto sender = open_module(4);
+    send(sender, 2, "x");
+
+    EXPECT_EQ(lab::child_process({PEERMSG_BINARY, "list"}, "/tmp/list.out").wait(), 0);
+
+    std::istringstream words(lab::read_file("/tmp/list.out"));
+    const std::vector<std::string> found{std::istream_iterator<std::string>(words), {}};
+    const std::string process = std::to_string(getpid());
+    std::string name = lab::read_file("/proc/self/comm");
+    name.pop_back();
+    EXPECT_EQ(found, (std::vector<std::string>{"module", "process", "name", "2", process, name,
+                                               "28", process, name}));
+}
+
+TEST_F(Peermsg, CommandShowsWhatPasses) {
+    const auto a = started(2);
+    const auto b = started(28);
+    lab::child_process monitor({PEERMSG_BINARY, "monitor"}, "/tmp/monitor.out");
+    const auto shown = [] { return lab::read_file("/tmp/monitor.out"); };
+    ASSERT_TRUE(lab::wait_until([&] { return shown().ends_with("ends\n"); }));
+
+    send(a, 28, "two\nlines \x1b[31m");
+    send(b, 9, "to nobody");
+    EXPECT_EQ(next(b), "two\nlines \x1b[31m");
+    lab::wait_until([&] { return shown().ends_with("nobody\n"); });
+
+    EXPECT_EQ(std::regex_replace(shown(), std::regex(R"(\d\d:\d\d:\d\d\.\d\d\d)"), "TIME"),
+              "peermsg: watching the bus, Ctrl-C ends\n"
+              "TIME    2 -> 28   two\\x0alines \\x1b[31m\n"
+              "TIME   28 -> 9    (lost) to nobody\n");
+}
+
+// A monitor's own end of the bus.
+class raw_monitor {
+  public:
+    raw_monitor() {
+        for (const auto kind : {standin::frame_kind::hello, standin::frame_kind::monitor}) {
+            const auto head = standin::encode_head({0, kind, 0, 0});
+            EXPECT_GT(write(descriptor_, head.data(), head.size()), 0);
+        }
+        EXPECT_EQ(head_of(next()).kind, standin::frame_kind::started);
+    }
+    raw_monitor(const raw_monitor&) = delete;
+    raw_monitor& operator=(const raw_monitor&) = delete;
+    ~raw_monitor() { close(descriptor_); }
+
+    standin::frame_block next() {
+        standin::frame_block frame;
+        lab::wait_until([&] {
+            reader_.next(descriptor_, frame);
+            return frame != nullptr;
+        });
+        if (!frame) throw std::runtime_error("the broker sent nothing");
+        return frame;
+    }
+
+  private:
+    const int descriptor_ = connect_raw();
+    standin::frame_reader reader_;
+};
+
+TEST_F(Peermsg, MonitorThatDoesNotReadHoldsUpNobodyAndIsToldWhatItMissed) {
+    raw_monitor monitor;
+    const auto from = open_module(2);
+    const auto to = started(3);
+    constexpr unsigned sent = 200;
+
+    for (unsigned i = 0; i < sent; ++i) {
+        ASSERT_TRUE(send(from, 3, std::string(100'000, 'x')));
+        ASSERT_NE(next(to), "nothing");
+    }
+    EXPECT_LT(lab::status_kilobytes(broker.process().pid(), "VmRSS"), 20'000 * MEMORY_SCALE);
+
+    unsigned copies = 0;
+    auto frame = monitor.next();
+    for (; head_of(frame).kind == standin::frame_kind::passed; frame = monitor.next()) ++copies;
+    EXPECT_EQ(head_of(frame).kind, standin::frame_kind::missed);
+    EXPECT_GT(copies, 30U);
+    EXPECT_EQ(text_of(frame), std::to_string(sent - copies));
+    send(from, 3, "shown again");
+    EXPECT_EQ(text_of(monitor.next()), "shown again");
+    send(from, 3, std::string(5'000'000, 'x'));
+    EXPECT_EQ(text_of(monitor.next()), "1") << "a text too long to copy is told of at once";
 }
 
 }  // namespace
