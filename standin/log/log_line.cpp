@@ -2,22 +2,33 @@
 
 #include <array>
 #include <cstdio>
-#include <string_view>
 
 namespace standin {
 
 namespace {
 
-constexpr struct {
+// A longer line is cut by the journal as it is set up, and the rest would have no priority.
+constexpr std::size_t max_journal_line = 40'000;
+
+struct level {
     int code;
     const char* name;
-} levels[] = {{8, "error"}, {16, "warning"}, {64, "info"}, {128, "debug"}};
+    const char* journal_prefix;
+};
 
-const char* level_name(int code) {
-    for (const auto& level : levels) {
-        if (level.code == code) return level.name;
+constexpr level levels[] = {
+    {8, "error", "<3>"},
+    {16, "warning", "<4>"},
+    {64, "info", "<6>"},
+    {128, "debug", "<7>"},
+};
+constexpr level unknown_level{0, "unknown", "<6>"};
+
+const level& level_of(int code) {
+    for (const auto& known : levels) {
+        if (known.code == code) return known;
     }
-    return "unknown";
+    return unknown_level;
 }
 
 [[gnu::format(printf, 1, 0)]] std::string filled(const char* format, std::va_list args) {
@@ -33,6 +44,13 @@ const char* level_name(int code) {
     return text;
 }
 
+// The filled text without the line ends behind it.
+[[gnu::format(printf, 1, 0)]] std::string message_text(const char* format, std::va_list args) {
+    std::string text = filled(format, args);
+    while (!text.empty() && text.back() == '\n') text.pop_back();
+    return text;
+}
+
 std::string stamp(const line_source& source, int level_code) {
     std::tm local{};
     localtime_r(&source.time.tv_sec, &local);
@@ -40,16 +58,14 @@ std::string stamp(const line_source& source, int level_code) {
     std::strftime(date.data(), date.size(), "%Y-%m-%d %H:%M:%S", &local);
     std::array<char, 128> whole{};
     std::snprintf(whole.data(), whole.size(), "%s.%03ld %s %s[%d]: ", date.data(),
-                  source.time.tv_nsec / 1'000'000, level_name(level_code), source.daemon,
+                  source.time.tv_nsec / 1'000'000, level_of(level_code).name, source.daemon,
                   source.process);
     return whole.data();
 }
 
 void append_shown(std::string& line, char c) {
     const auto byte = static_cast<unsigned char>(c);
-    if (c == '\n') {
-        line += "\n\t";
-    } else if (c == '\t' || (byte >= 0x20 && byte != 0x7f)) {
+    if (c == '\t' || (byte >= 0x20 && byte != 0x7f)) {
         line += c;
     } else {
         std::array<char, 8> escape{};
@@ -62,13 +78,31 @@ void append_shown(std::string& line, char c) {
 
 std::string format_log_line(const line_source& source, int level_code, const char* format,
                             std::va_list args) {
-    const std::string message = filled(format, args);
-    std::string_view text = message;
-    while (!text.empty() && text.back() == '\n') text.remove_suffix(1);
     std::string line = stamp(source, level_code);
-    line.reserve(line.size() + text.size() + 1);
-    for (const char c : text) append_shown(line, c);
+    for (const char c : message_text(format, args)) {
+        if (c == '\n') {
+            line += "\n\t";
+        } else {
+            append_shown(line, c);
+        }
+    }
     return line + '\n';
+}
+
+std::string format_journal_lines(int level_code, const char* format, std::va_list args) {
+    const char* const prefix = level_of(level_code).journal_prefix;
+    std::string lines = prefix;
+    std::size_t line_begin = 0;
+
+    for (const char c : message_text(format, args)) {
+        if (c == '\n' || lines.size() - line_begin >= max_journal_line) {
+            lines += '\n';
+            line_begin = lines.size();
+            lines.append(prefix).append("\t");
+        }
+        if (c != '\n') append_shown(lines, c);
+    }
+    return lines + '\n';
 }
 
 }  // namespace standin

@@ -1,4 +1,5 @@
-// Formats log lines such as "2026-11-22 20:30:01.123 debug rfcd[1234]: text". Pure text work.
+// Formats log lines such as "2026-11-22 20:30:01.123 debug rfcd[1234]: text", or "<7>text" for the
+// journal. Pure text work.
 #pragma once
 
 #include <cstdarg>
@@ -17,5 +18,10 @@ struct line_source {
 // no message can imitate another one; other control characters become \xNN.
 std::string format_log_line(const line_source& source, int level_code, const char* format,
                             std::va_list args) __attribute__((format(printf, 3, 0)));
+
+// The same text for the journal, which stamps and names it. Each line of it begins with the
+// priority; one that would be too long for the journal goes on in the next.
+std::string format_journal_lines(int level_code, const char* format, std::va_list args)
+    __attribute__((format(printf, 2, 0)));
 
 }  // namespace standin

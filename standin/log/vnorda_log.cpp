@@ -5,6 +5,8 @@
 // the file nor standard error accepts a line, it is counted, and the count is written before the
 // next line that succeeds. If the reader of standard error stalls, the daemon waits once, for a
 // short time. A line that was written in part is ended before the next one begins.
+//
+// While no file is set and the journal reads standard error, lines have the journal's form.
 #include "platform/vnorda_log.h"
 
 #include <poll.h>
@@ -16,6 +18,7 @@
 #include <string>
 #include <string_view>
 
+#include "log/journal.h"
 #include "log/log_line.h"
 #include "log/rotating_file.h"
 
@@ -88,12 +91,15 @@ void logcycle_set_file(const char* path) { state().file.emplace(path, max_file_b
 
 void vnorda_log_msg_timed_new(int level_code, const char* format, va_list args) {
     auto& log = state();
+    const bool journal = !log.file && standin::is_journal(STDERR_FILENO);
     standin::line_source source{log.daemon, getpid(), {}};
     clock_gettime(CLOCK_REALTIME, &source.time);
 
-    std::string line = standin::format_log_line(source, level_code, format, args);
+    std::string line = journal ? standin::format_journal_lines(level_code, format, args)
+                               : standin::format_log_line(source, level_code, format, args);
     if (log.lost_lines != 0) {
-        line.insert(0, std::to_string(log.lost_lines).append(" lines lost before this one\n"));
+        const std::string lost = std::to_string(log.lost_lines) + " lines lost before this one\n";
+        line.insert(0, journal ? "<4>" + lost : lost);
     }
     log.lost_lines = write_anywhere(line) ? 0 : log.lost_lines + 1;
 }

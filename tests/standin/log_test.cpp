@@ -1,7 +1,10 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <regex>
@@ -27,10 +30,10 @@ using namespace std::chrono_literals;
     return text;
 }
 
-[[gnu::format(printf, 1, 2)]] void log(const char* format, ...) {
+[[gnu::format(printf, 2, 3)]] void log(int code, const char* format, ...) {
     std::va_list args;
     va_start(args, format);
-    vnorda_log_msg_timed_new(8, format, args);
+    vnorda_log_msg_timed_new(code, format, args);
     va_end(args);
 }
 
@@ -106,11 +109,11 @@ TEST(StandardError, LineThatAStalledReaderToreEndsBeforeTheNext) {
     const int own = dup(STDERR_FILENO);
     dup2(ends[1], STDERR_FILENO);
 
-    log("%s", std::string(10'000, 'x').c_str());
-    log("lost");
+    log(8, "%s", std::string(10'000, 'x').c_str());
+    log(8, "lost");
     EXPECT_EQ(read(ends[0], room.data(), room.size()), static_cast<ssize_t>(room.size()));
-    log("heard");
-    log("heard too");
+    log(8, "heard");
+    log(8, "heard too");
 
     const auto size = static_cast<std::size_t>(read(ends[0], room.data(), room.size()));
     dup2(own, STDERR_FILENO);
@@ -118,6 +121,81 @@ TEST(StandardError, LineThatAStalledReaderToreEndsBeforeTheNext) {
     EXPECT_EQ(std::regex_replace(std::string(room.data(), size), std::regex("20.*: "), "STAMP "),
               "\n2 lines lost before this one\nSTAMP heard\nSTAMP heard too\n");
     for (const int descriptor : {ends[0], ends[1], own}) close(descriptor);
+}
+
+// What a process logs whose standard error is a pipe and whose environment has `stream`, in which
+// HERE stands for that pipe; without the stamps.
+std::string logged_with(std::string stream, const char* file) {
+    int ends[2];
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    struct stat pipe {};
+    fstat(ends[1], &pipe);
+    stream = std::regex_replace(stream, std::regex("HERE"),
+                                std::to_string(pipe.st_dev) + ":" + std::to_string(pipe.st_ino));
+
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(ends[1], STDERR_FILENO);
+        setenv("JOURNAL_STREAM", stream.c_str(), 1);
+        if (*file != '\0') logcycle_set_file(file);
+        for (const int code : {8, 16, 64, 128, 1}) log(code, "%s\n", "text");
+        log(8, "two\n<0>lines");
+        _exit(0);
+    }
+    close(ends[1]);
+    std::array<char, 4096> room{};
+    std::string text;
+    for (ssize_t size = 0; (size = read(ends[0], room.data(), room.size())) > 0;) {
+        text.append(room.data(), static_cast<std::size_t>(size));
+    }
+    waitpid(child, nullptr, 0);
+    close(ends[0]);
+    return std::regex_replace(text, std::regex("20\\S+ \\S+ (\\w+) .*: "), "STAMP $1 ");
+}
+
+TEST(Journal, LinesHaveAPriorityAndNoStampWhereTheJournalReads) {
+    const std::string plain =
+        "STAMP error text\nSTAMP warning text\nSTAMP info text\nSTAMP debug text\n"
+        "STAMP unknown text\nSTAMP error two\n\t<0>lines\n";
+    const struct {
+        const char* name;
+        const char* stream;
+        const char* file;
+        std::string expected;
+    } rows[] = {
+        {.name = "the journal",
+         .stream = "HERE",
+         .file = "",
+         .expected = "<3>text\n<4>text\n<6>text\n<7>text\n<6>text\n<3>two\n<3>\t<0>lines\n"},
+        {.name = "a file that cannot be written",
+         .stream = "HERE",
+         .file = "/no/such/folder/x",
+         .expected = plain},
+        {.name = "another inode", .stream = "HERE0", .file = "", .expected = plain},
+        {.name = "another device", .stream = "9HERE", .file = "", .expected = plain},
+        {.name = "more behind it", .stream = "HERE:1", .file = "", .expected = plain},
+        {.name = "no inode", .stream = "5", .file = "", .expected = plain},
+        {.name = "nothing", .stream = "", .file = "", .expected = plain},
+    };
+
+    for (const auto& row : rows) {
+        EXPECT_EQ(logged_with(row.stream, row.file), row.expected) << row.name;
+    }
+}
+
+TEST(Journal, LongLineIsCutAndEachPieceHasThePriority) {
+    const auto lines = [](const char* format, ...) {
+        std::va_list args;
+        va_start(args, format);
+        const std::string text = format_journal_lines(8, format, args);
+        va_end(args);
+        return text;
+    };
+
+    const std::string text = lines("%s", std::string(79'990, 'x').c_str());
+
+    EXPECT_EQ(text.substr(40'000, 6), "\n<3>\tx");
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2);
 }
 
 }  // namespace
