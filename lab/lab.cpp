@@ -3,9 +3,11 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 
 #include "harness/child_process.h"
 #include "lab/daemon.h"
+#include "lab/rf_picture.h"
 #include "lab/scenarios.h"
 
 namespace {
@@ -34,6 +36,9 @@ int main(int argc, char** argv) {
     const bool other_daemon = argc > 3 && std::strcmp(argv[2], "--daemon") == 0;
     if (argc != 2 && !other_daemon) return usage();
     if (other_daemon) lab::use_daemon({argv + 3, argv + argc});
+
+    // The sandbox leaves the project's folder writable, so the picture is there after it.
+    if (std::filesystem::is_directory("build")) lab::use_picture_file("build/rf-environment.svg");
 
     for (const auto& scenario : scenarios) {
         if (std::strcmp(argv[1], scenario.name) != 0) continue;

@@ -2,6 +2,7 @@
 #include <filesystem>
 
 #include "lab/checklist.h"
+#include "lab/rf_picture.h"
 #include "lab/rrm_report.h"
 #include "lab/scenarios.h"
 #include "lab/service_world.h"
@@ -24,6 +25,12 @@ struct session {
 
     void tell(const std::vector<std::string>& lines) {
         for (const auto& line : lines) story.add("", "", line);
+    }
+
+    void show_environment(const std::string& report) {
+        tell(describe_environment(report));
+        const std::string file = write_picture(report);
+        if (!file.empty()) story.add("picture", "", file);
     }
 
     transcript& story;
@@ -61,7 +68,7 @@ void show_active_scan(session& s) {
 
     s.world.cloud.send(message::neighbour(neighbour_mac, 36, 5));
     const std::string report = s.world.expect("rrm-response", 30s);
-    s.tell(describe_environment(report));
+    s.show_environment(report);
     s.list.check("the report has what 13 access points sent, in five sweeps",
                  describe_environment(report).size() == 14 &&
                      contains(describe_environment(report).front(), "rssi 5"));
@@ -87,7 +94,7 @@ void show_rrm_scan(session& s) {
     s.story.chapter("one RRM scan");
     s.world.cloud.send(message::update(false));
     const std::string report = s.world.expect("rrm-response", 30s);
-    s.tell(describe_environment(report));
+    s.show_environment(report);
     s.list.check("the report has one sweep, with the neighbours' power",
                  !contains(describe_environment(report).front(), "rssi 2") &&
                      contains(report, R"("tx-power":11)"));

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "harness/child_process.h"
+#include "lab/rf_picture.h"
 #include "lab/rrm_report.h"
 #include "lab/scenarios.h"
 #include "lab/service_world.h"
@@ -91,7 +92,7 @@ class playground {
         const char* meaning;
         bool (playground::*act)(const arguments& rest);  // false when it was misused
     };
-    static const row words[19];
+    static const row words[20];
 
     static std::string usage_of(const row& w) {
         std::string usage = w.word;
@@ -115,6 +116,8 @@ class playground {
             for (const auto& line : describe_radios(*message)) story_.add("", "", line);
             if (message->find("\"rf-environment\"") == std::string::npos) continue;
             for (const auto& line : describe_environment(*message)) story_.add("", "", line);
+            const std::lock_guard guard(report_lock_);
+            last_report_ = *message;
         }
     }
 
@@ -146,6 +149,16 @@ class playground {
     }
     bool update(const arguments&) { return send(message::update(true)); }
     bool scan(const arguments&) { return send(message::update(false)); }
+    bool map(const arguments&) {
+        const std::lock_guard guard(report_lock_);
+        if (last_report_.empty()) {
+            story_.add("picture", "", "no report yet; \"update\" and \"scan\" ask for one");
+            return true;
+        }
+        const std::string file = write_picture(last_report_);
+        story_.add("picture", "", file.empty() ? "there is no folder \"build\" here" : file);
+        return true;
+    }
     bool mode(const arguments&) { return send(message::request_mode()); }
     bool info(const arguments&) { return send(message::move_radio(1, 44, 80, "ul", 14)); }
     bool neighbour(const arguments&) {
@@ -241,6 +254,8 @@ class playground {
     service_world world_;
     std::mutex agent_lock_;  // the daemon's process, and whether its end was told
     bool ended_ = false;
+    std::mutex report_lock_;
+    std::string last_report_;  // the last message with "rf-environment"; guarded by report_lock_
     std::atomic<bool> later_ = false;  // the next subscription is put off
     std::atomic<bool> stopping_ = false;
     std::thread listener_;
@@ -250,6 +265,7 @@ const playground::row playground::words[] = {
     {"update", "", false, "active sweeps, one channel a band, and their report",
      &playground::update},
     {"scan", "", false, "one RRM scan, and its report", &playground::scan},
+    {"map", "", false, "draw the last report as build/rf-environment.svg", &playground::map},
     {"mode", "", false, "ask for the description of the radios", &playground::mode},
     {"info", "", false, "move wlan1 to channel 44 and set its power", &playground::info},
     {"neighbour", "", false, "an 802.11k neighbour for the VAPs \"office\" of 5 GHz",
