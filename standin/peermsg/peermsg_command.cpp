@@ -206,7 +206,7 @@ void show(const frame_block& block) {
     const auto head = head_of(block);
     const std::string text = printable(text_of(block));
     if (head.kind == frame_kind::missed) {
-        std::printf("%s  %s texts are left out here: this program reads too slowly\n",
+        std::printf("%s  %s texts are left out here: too long, or this program reads too slowly\n",
                     time_of_day().c_str(), text.c_str());
     } else if (head.kind == frame_kind::passed || head.kind == frame_kind::lost) {
         std::printf("%s  %3u -> %-3u  %s%s\n", time_of_day().c_str(),
