@@ -22,6 +22,7 @@ lws* lws_client_connect_via_info(const lws_client_connect_info* info) {
     library.record += std::string(info->protocol) +
                       (usual ? " connect " : " connect with wrong parameters ") + info->address +
                       ":" + std::to_string(info->port) + info->path + ", ";
+    if (library.on_connect) library.on_connect();
     return library.connect_fails ? nullptr : fake_lws::connection();
 }
 

@@ -19,9 +19,10 @@ struct state {
     bool final_fragment = true;
     std::string record;  // "create, NAME connect h:1/p, write 0 text, ..."
     int log_level = -1;
-    int socket = -1;                   // of the connection
-    int wait_ms = 0;                   // what a service call may be waited for
-    bool partial = false;              // of a message is held back by the library
+    int socket = -1;       // of the connection
+    int wait_ms = 0;       // what a service call may be waited for
+    bool partial = false;  // of a message is held back by the library
+    std::function<void()> on_connect;
     std::function<void()> on_service;  // what a service call brings
     int service_ms = 100;              // what it takes: the time of a whole pass
     // Parameters of the last context.

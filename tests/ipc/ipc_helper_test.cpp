@@ -6,6 +6,7 @@
 #include "harness/fakes/fake_log.h"
 #include "harness/fakes/fake_peermsg.h"
 #include "main/logging.h"
+#include "workers/loop_progress.h"
 
 namespace rfcd {
 namespace {
@@ -284,6 +285,23 @@ TEST_F(IpcHelper, StoppingServiceAsksNobody) {
   "command":"update-wids-mac-lists"
 }
 )") << "no error line for what was never asked";
+}
+
+TEST_F(IpcHelper, RequestMayTakeLong) {
+    loop_progress loop;
+    auto reason = wait_reason::none;
+    bus.answer_all = [&](const auto&) {
+        reason = loop.look().reason;
+        return R"({"value":"x"})";
+    };
+    std::string value;
+
+    loop.enter_loop();
+    helper->getconf("/a", value);
+    loop.leave_loop();
+
+    EXPECT_EQ(reason, wait_reason::request);
+    EXPECT_EQ(loop.look().reason, wait_reason::none);
 }
 
 // A configd that stalls for as long as given while the first of a row of values is read. An answer

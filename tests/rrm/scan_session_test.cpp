@@ -33,6 +33,8 @@ TEST_F(ScanSession, FiveSweepsGiveOneReport) {
 
     const std::string sweep = "start active, 2:-1 1 6 11 13 300 5:36 40 stop scan, read active, ";
     EXPECT_EQ(drv->take(), "stop scan, " + sweep + sweep + sweep + sweep + sweep);
+    EXPECT_EQ(scan.last_report().neighbours, 3U);
+    EXPECT_EQ(scan.last_report().time, 1010);
     const auto reports = drain(out);
     ASSERT_EQ(reports.size(), 1U);
     EXPECT_TRUE(

@@ -119,7 +119,7 @@ TEST_F(RunningDaemon, ModesFilesAndSignals) {
          .files_left = 2,
          .logs = false},
         {.name = "WIDS",
-         .lines = {{"mac-list-service-url", "ws://127.0.0.1:1/x"}},
+         .lines = {{"mac-list-service-url", "ws://127.0.0.1:1/x?key=secret"}},
          .service = "wids",
          .threads = "rfcd:wids rfcd:websock-wi ",
          .files_left = 5,
@@ -151,6 +151,7 @@ TEST_F(RunningDaemon, ModesFilesAndSignals) {
             EXPECT_TRUE(wait_until([&] {
                 return read_file(status).find("link: waiting\n") != std::string::npos;
             })) << read_file(status);
+            EXPECT_EQ(read_file(status).find("secret"), std::string::npos);
 
             agent.process().signal(signal);
             EXPECT_EQ(agent.process().wait(), 0);

@@ -64,6 +64,7 @@ TEST_F(WebsockWorker, WaitingTakesLinkCommandsAndDropsTheRest) {
     EXPECT_TRUE(worker.start_check());
     EXPECT_EQ(drain(received), (texts{disconnected, disconnected}));
     EXPECT_TRUE(to_send.empty());
+    EXPECT_EQ(to_send.dropped(), 1U);
     EXPECT_EQ(take_record(), "create, websock-rrm connect host:80/path, ");
 }
 
@@ -80,6 +81,18 @@ TEST_F(WebsockWorker, EstablishedConnectionStartsOver) {
     fake_log::reset();
     worker.start_check();
     EXPECT_NE(fake_log::take().find("[5;15)"), std::string::npos) << "the delay is reset";
+}
+
+TEST_F(WebsockWorker, NameLookupMayTakeLong) {
+    auto reason = wait_reason::none;
+    worker.progress().enter_loop();
+    library.on_connect = [&] { reason = worker.progress().look().reason; };
+
+    EXPECT_TRUE(worker.start_check());
+
+    EXPECT_EQ(reason, wait_reason::name_lookup);
+    EXPECT_EQ(worker.progress().look().reason, wait_reason::none);
+    worker.progress().leave_loop();
 }
 
 // For those who watch the daemon.

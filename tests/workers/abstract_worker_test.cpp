@@ -98,6 +98,18 @@ TEST(AbstractWorker, LoopOrder) {
     }
 }
 
+// The observer sees a burst of passes once, and the end of an activity before the pause.
+TEST(AbstractWorker, ProgressIsObservedSeldomButBeforeAPause) {
+    scripted_worker worker;
+    worker.passes = 3;
+    worker.progress().set_observer([&] { worker.record += "seen "; });
+
+    worker.run();
+
+    EXPECT_EQ(worker.record, "seen start pass pass pass stop seen pause ");
+    EXPECT_EQ(worker.progress().look().last_ms, 1'000'000);
+}
+
 // How long the passes of a worker took that waits 200 ms after each, unless it is woken.
 std::chrono::milliseconds time_of(scripted_worker& worker) {
     const auto start = std::chrono::steady_clock::now();
