@@ -11,7 +11,6 @@ namespace {
 
 constexpr std::uint8_t configd_module = 1;
 constexpr std::uint8_t networkd_module = 6;
-constexpr const char* garbage = "{\"command\":[\"get-response\",";
 
 // The answer to a command: its status and one member more, unless that has no name.
 std::string answer_text(const std::string& command, const char* status, const char* name = "",
@@ -79,10 +78,6 @@ void configd::answer(bus_peer& self, const bus_peer::message& request) {
     if (command == "set") store_.set(path, text_of(message, "value"));
     const mood today = mood_for(path);
     if (command != "get" || today == mood::silent) return;
-    if (today == mood::garbled) {
-        self.send_quietly(request.source, garbage);
-        return;
-    }
 
     const auto value = today == mood::refusing ? std::nullopt : store_.get(path);
     self.send_quietly(request.source, value
@@ -114,7 +109,6 @@ void networkd::answer(bus_peer& self, const bus_peer::message& request) {
         case mood::refusing:
             self.send(request.source, answer_text(command, "fail", "reason", "not today"));
             break;
-        case mood::garbled: self.send(request.source, garbage); break;
         case mood::silent: break;
     }
 }

@@ -19,7 +19,6 @@ enum class mood {
     helpful,
     refusing,  // answers with a status that is not "ok"
     silent,    // takes requests and never answers
-    garbled,   // answers with a text that does not parse
 };
 
 // Paths and their values. A value is a JSON text: a string or a subtree.
