@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <optional>
 
 #include "base/bands.h"
@@ -21,10 +22,15 @@ constexpr std::size_t max_scan_channels = 65'536;  // of a band
 // Reads the number at the beginning of the text and moves the text behind it. Null when the text
 // does not begin with a number.
 std::optional<int> next_number(const char*& text) {
+    // Whether a text without a number moves strtol's end depends on the C library.
+    const char* start = text + std::strspn(text, " \t\n\v\f\r");
+    const char* digits = *start == '-' || *start == '+' ? start + 1 : start;
+    if (*digits < '0' || *digits > '9') return std::nullopt;
+
     char* end = nullptr;
     errno = 0;
-    const long number = std::strtol(text, &end, 10);
-    if (end == text || errno == ERANGE || number < INT_MIN || number > INT_MAX) return std::nullopt;
+    const long number = std::strtol(start, &end, 10);
+    if (errno == ERANGE || number < INT_MIN || number > INT_MAX) return std::nullopt;
 
     text = end;
     return static_cast<int>(number);

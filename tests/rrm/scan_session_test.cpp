@@ -27,8 +27,8 @@ TEST_F(ScanSession, FiveSweepsGiveOneReport) {
     drv->heard = {{heard(1, 2, 6, 20, 0)}, {}, {heard(1, 5, 36, 80, 256), heard(2, 5, 149, 40, 0)}};
 
     scan.process_rrm_update(
-        read(R"({"rrm-scan-channels-list":[{"2":"6 1 11 1","6":"x"},{"5":"36 40 x 44"},)"
-             R"({"2":"13 300 -1 99999999999 14"},null,7,{"7":"1"}]})"));
+        read(R"({"rrm-scan-channels-list":[{"2":"6 1 11 1","6":"x"},{"5":" 36 +40 x 44"},)"
+             R"({"2":"13 300 -1 - 14"},{"2":"99999999999 3"},{"6":" "},null,7,{"7":"1"}]})"));
     seconds(10);
 
     const std::string sweep = "start active, 2:-1 1 6 11 13 300 5:36 40 stop scan, read active, ";
