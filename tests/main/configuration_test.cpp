@@ -154,17 +154,19 @@ TEST_F(Configuration, ExampleAndManualHaveEveryKey) {
         matches(lab::read_file(folder + "/src/main/configuration.cpp"), R"(^ +\{"([a-z_-]+)=",)");
     ASSERT_FALSE(keys.empty());
 
-    const std::string example = lab::read_file(folder + "/packaging/rfcd.conf");
+    const std::string example = lab::read_file(folder + "/packaging/rfcd.conf.example");
     EXPECT_EQ(matches(example, "^#?([a-z_-]+)="), keys) << "each once";
     EXPECT_EQ(matches(lab::read_file(folder + "/packaging/rfcd.8"), "^\\.It Cm (.+)$"), keys);
 }
 
-TEST_F(Configuration, ExampleIsReadAsItSays) {
-    const std::string example =
-        lab::read_file(std::string(PROJECT_FOLDER) + "/packaging/rfcd.conf");
-    read(example);
-    EXPECT_EQ(told(), "off :0, off :0, off :0, default-rrm-domain 5-300, 3 '' ''")
-        << "a fresh installation calls nobody";
+TEST_F(Configuration, InstalledFileAndExampleAreReadAsTheySay) {
+    const std::string folder = std::string(PROJECT_FOLDER) + "/packaging/";
+    const std::string example = lab::read_file(folder + "rfcd.conf.example");
+    for (const auto& text : {lab::read_file(folder + "rfcd.conf"), example}) {
+        read(text);
+        EXPECT_EQ(told(), "off :0, off :0, off :0, default-rrm-domain 5-300, 3 '' ''")
+            << "a fresh installation calls nobody";
+    }
 
     read(std::regex_replace(example, std::regex("\n#([a-z_-]+=)"), "\n$1"));
     EXPECT_EQ(told(),
