@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "ipc/bus_message.h"
+#include "ipc/bus.h"
 #include "platform/peermsg.h"
 
 namespace {
