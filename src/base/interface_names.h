@@ -1,5 +1,5 @@
-// The names of radios and virtual access points (VAPs), made and read: "wlan1" is radio 1,
-// "wlan1-vap3" its VAP 3.
+// Makes and reads the names of radios and virtual access points (VAPs): "wlan1" is radio 1,
+// "wlan1-vap3" is its VAP 3.
 #pragma once
 
 #include <optional>

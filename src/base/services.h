@@ -1,4 +1,4 @@
-// The three cloud services, one of which a process serves, and the texts that belong to each.
+// The three cloud services and the texts that belong to each. A process serves one of them.
 #pragma once
 
 #include <array>
@@ -13,10 +13,10 @@ inline constexpr std::size_t service_count = 3;
 struct service_entry {
     service_index index;
     const char* name;         // for those who run the daemon
-    const char* wire_name;    // "service" of its messages; null: its messages are not looked into
-    const char* worker_name;  // of its own worker, and the end of that thread's name
-    const char* link_name;    // the same of its link; also the WebSocket subprotocol
-    const char* log_prefix;   // of what the WebSocket library logs
+    const char* wire_name;    // "service" in its messages; null: nobody reads them
+    const char* worker_name;  // of its service worker; the thread is "rfcd:" and this name
+    const char* link_name;    // the same for its link; also the WebSocket subprotocol
+    const char* log_prefix;   // of lines that the WebSocket library logs
 };
 
 inline constexpr std::array<service_entry, service_count> service_table{{

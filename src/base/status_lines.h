@@ -1,4 +1,5 @@
-// The text of a status: one "key: value" a line. A value stays on its line, whatever it contains.
+// Builds the text of a status, one "key: value" on each line. A value stays on its line, whatever
+// it contains.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +19,7 @@ class status_lines {
     }
     void add_number(const char* key, std::int64_t value) { add(key, std::to_string(value)); }
 
-    // A time in seconds of the monotonic clock; leaves out 0, a thing that has not happened yet.
+    // A time in seconds of the monotonic clock; leaves out 0, which stands for "not yet".
     void add_time(const char* key, std::int64_t seconds) {
         if (seconds != 0) add_number(key, seconds);
     }

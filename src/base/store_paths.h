@@ -1,5 +1,5 @@
-// Where the settings of radios and VAPs stand in the configuration store. docs/bus.md lists them
-// all, with what they mean.
+// The paths of radio and VAP settings in the configuration store. docs/bus.md lists all settings
+// and what they mean.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@ namespace rfcd {
 // "tx-power" of "wlan0" is "/interface/wlan0/wlan/radio/tx-power".
 std::string radio_setting_path(std::string_view radio_ifname, std::string_view setting);
 
-// The same, cut to 63 characters as some settings are read.
+// The same, cut to 63 characters: the daemon reads some settings by such a path.
 std::string short_radio_setting_path(std::string_view radio_ifname, std::string_view setting);
 
 // "vap/ssid" of "wlan0-vap3" is "/interface/wlan0-vap3/vap/ssid".

@@ -14,7 +14,7 @@ class text_field {
   public:
     static constexpr std::size_t max_length = Size - 1;
 
-    // Keeps the first `max_length` bytes of `text`, up to a zero byte among them.
+    // Keeps the first `max_length` bytes of `text`, and stops at a zero byte among them.
     void assign(std::string_view text) {
         bytes_.fill('\0');
         text = text.substr(0, std::min(text.find('\0'), max_length));

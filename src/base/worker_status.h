@@ -1,5 +1,6 @@
-// What a service worker tells about itself, for those who watch the daemon. The worker's thread
-// changes it; any thread reads it, and may see one field a moment before another.
+// What a service worker reports about itself to the status_reporter. Each worker owns one. The
+// worker's thread changes it; any thread may read it, and may see one field change a moment before
+// another.
 #pragma once
 
 #include <atomic>
@@ -18,10 +19,10 @@ class worker_status {
 
     // Adds the worker's own lines. On any thread.
     virtual void append_to(status_lines& lines) const = 0;
-    // In a few words, after the state of the link: ", subscribed". On any thread.
+    // A few words that follow the state of the link, such as ", subscribed". On any thread.
     virtual const char* summary() const { return ""; }
 
-    // Changes with every change of a state.
+    // Grows with every change of the worker's state.
     std::uint32_t version() const { return version_; }
 
   protected:
