@@ -31,7 +31,7 @@ abstract_worker::~abstract_worker() {
 void abstract_worker::start_thread() {
     if (thread_started_) throw std::logic_error("worker '" + name_ + "' has a thread already");
 
-    // Before the thread exists: its first pass may end the process, and how depends on this.
+    // Set before the thread exists: its first pass may call end_process(), which reads this.
     thread_started_ = true;
     try {
         thread_ = std::thread([this] { run(); });
@@ -82,7 +82,7 @@ void abstract_worker::end_process() const {
     std::printf("Unhandled exception at worker '%s'\n", name_.c_str());
     std::fflush(stdout);
 
-    // Process-wide objects may be in use on the main thread: only there can they be destroyed.
+    // The main thread may be using process-wide objects, so only that thread may destroy them.
     thread_started_ ? std::_Exit(-1) : std::exit(-1);
 }
 

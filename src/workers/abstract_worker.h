@@ -18,8 +18,9 @@ namespace rfcd {
 
 class abstract_worker {
   public:
-    // `running` outlives the worker. `poll_timeout_us` is the wait on `wake_fd` after a pass with
-    // nothing left to do, below 1 for none; `idle_pause_us` the pause between two activations.
+    // `running` outlives the worker. `poll_timeout_us` is how long the worker waits on `wake_fd`
+    // after a pass that left nothing to do; below 1, it does not wait. `idle_pause_us` is the pause
+    // between two activations.
     abstract_worker(const running_flag* running, std::string name, std::int32_t poll_timeout_us,
                     std::uint32_t idle_pause_us);
     abstract_worker(const abstract_worker&) = delete;
@@ -43,14 +44,14 @@ class abstract_worker {
     void start_thread();
     // Runs the loop on the calling thread until the running flag is clear.
     void run();
-    // Waits for the thread to end; nothing when there is none.
+    // Waits for the thread to end; does nothing when there is none.
     void join();
 
-    // What the loop is doing. Any thread may look; set an observer before the loop starts.
+    // What the loop is doing. Any thread may read it; set an observer before the loop starts.
     loop_progress& progress() { return progress_; }
 
   protected:
-    // The worker's own part of the active state; a pass that clears it ends the activation.
+    // Holds the result of start_check(). A pass that clears it ends the activation.
     bool active_ = false;
 
     const std::string& name() const { return name_; }
@@ -58,10 +59,10 @@ class abstract_worker {
     int wake_fd() const { return wake_fd_; }
     // Makes the next wait on `wake_fd` return at once. Safe from any thread.
     void wake() const;
-    // Takes back the wake-ups so far; call it when `wake_fd` is readable.
+    // Clears the wake-ups so far; call it when `wake_fd` is readable.
     void reset_wake() const;
-    // The wait after a pass that left nothing to do: for `wake_fd`, as long as the poll time-out.
-    // A worker that waits for more than that overrides it. What it throws counts as the pass's.
+    // Waits for `wake_fd` after a pass that left nothing to do, up to the poll time-out. A worker
+    // that waits for something else as well overrides it. An exception counts as one of the pass.
     virtual void wait_for_wake();
 
   private:

@@ -1,5 +1,6 @@
-// One message between two workers: the text of one JSON message, or any bytes that came in its
-// place. Always on the heap and held by shared pointer; nothing changes it once it is queued.
+// One message between two workers: the text of one JSON message, or whatever bytes the other side
+// sent instead. It is always on the heap, held by shared pointers, and does not change once it is
+// queued.
 #pragma once
 
 #include <cstddef>
@@ -19,14 +20,14 @@ struct buffer_info_t {
 
     static std::shared_ptr<buffer_info_t> make() { return std::make_shared<buffer_info_t>(); }
 
-    // Appends `length` bytes; nothing when `bytes` is null or `length` is 0. Answers the start of
-    // `data`.
+    // Appends `length` bytes; appends nothing when `bytes` is null or `length` is 0. Returns the
+    // start of `data`.
     const char* append(const void* bytes, std::size_t length);
 };
 
 using buffer_ptr = std::shared_ptr<buffer_info_t>;
 
-// Logs the message readably at debug level; parses nothing when that level is off.
+// Logs the message in readable form at debug level; does nothing when that level is off.
 void dump_buffer(const buffer_info_t& buffer);
 
 }  // namespace rfcd

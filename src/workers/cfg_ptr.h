@@ -1,5 +1,5 @@
-// The owner of a configuration tree, such as a request to a local daemon or its answer. It goes
-// with its tree, which is used by one thread at a time.
+// Owns a configuration tree, such as a request to a local daemon or the answer to it, and releases
+// the tree when it goes out of scope. One thread at a time may use the tree.
 #pragma once
 
 #include <memory>

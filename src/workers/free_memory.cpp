@@ -5,7 +5,7 @@
 
 #include "workers/monotonic_clock.h"
 
-// Not every C library has it. One that does not gives large blocks back by itself.
+// Not every C library has it. A library without it returns large blocks by itself.
 extern "C" int malloc_trim(std::size_t pad) __attribute__((weak));
 
 namespace rfcd {

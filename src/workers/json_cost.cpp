@@ -6,14 +6,15 @@ namespace rfcd {
 
 namespace {
 
-// Measured with json-c 0.16 on a 64-bit machine, rounded up. A member costs this beside its value:
-// its key, and its part of two hash tables, since there are two whenever an object grows.
+// Measured with json-c 0.16 on a 64-bit machine, rounded up. The cost of a member does not include
+// its value: it covers the key and a share of two hash tables, because an object that grows has two
+// for a moment.
 constexpr std::size_t object_cost = 800;
 constexpr std::size_t array_cost = 400;
 constexpr std::size_t value_cost = 120;
 constexpr std::size_t member_cost = 200;
 
-// The character after the string that begins at the quote, or the text's end.
+// Returns the character after the string that begins at `quote`, or the end of the text.
 const char* skip_string(const char* quote) {
     const char* at = quote + 1;
     while (*at != '\0') {
@@ -25,12 +26,12 @@ const char* skip_string(const char* quote) {
 
 }  // namespace
 
-// Looks at each character itself: some C libraries implement strpbrk so that every call reads the
-// whole rest, which would make a text of many brackets take quadratic time.
+// Looks at each character instead of calling strpbrk: in some C libraries every call of that reads
+// the whole rest of the text, so that a text of many brackets would take quadratic time.
 std::size_t json_cost(const char* text) {
     std::size_t cost = 0;
-    // json-c also accepts 'strings' and comments, inside which a quote begins nothing. After the
-    // first sign of one, the contents of strings are counted like everything else.
+    // json-c also accepts 'strings' and comments, in which a double quote does not begin a string.
+    // After the first sign of one, the contents of strings are counted like everything else.
     bool skips_strings = true;
     const char* at = text;
 

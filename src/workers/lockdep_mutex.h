@@ -1,5 +1,5 @@
-// The lock of the queues between workers, taken by the threads at both ends: a plain, non-recursive
-// mutex whose `lock` reports its failure.
+// The lock of the queues between workers, which the threads at both ends take: a plain,
+// non-recursive mutex whose `lock` reports failures.
 #pragma once
 
 #include <pthread.h>
@@ -23,7 +23,7 @@ class LockdepMutex {
 
     void unlock() { pthread_mutex_unlock(&mutex_); }
 
-    // For a condition variable; owned by this object.
+    // For a condition variable. This object owns it.
     pthread_mutex_t* native_handle() { return &mutex_; }
 
   private:

@@ -36,7 +36,7 @@ void loop_progress::note_wait(wait_reason reason) {
 
 std::int64_t loop_progress::limit_ms(wait_reason reason) {
     switch (reason) {
-        case wait_reason::request: return 90'000;       // 20 s, and 20 s each before and after it
+        case wait_reason::request: return 90'000;       // 20 s, and twice 20 s for late answers
         case wait_reason::command: return 20'000;       // a command is killed after 5 s
         case wait_reason::name_lookup: return 120'000;  // several servers, several attempts
         case wait_reason::none: break;

@@ -1,8 +1,9 @@
-// What a worker's loop is doing, for those who watch it: when it made its last pass, and what it
-// waits for when a pass takes long. A local daemon, a command or a name lookup may take many
-// seconds and is no fault; a pass that takes long for no known reason is one.
+// What a worker's loop is doing: when it made its last pass, and what it waits for during a long
+// pass. The status_reporter uses this to decide whether the loop is stuck. A request to a local
+// daemon, a command or a name lookup may take many seconds; a pass that takes long for an unknown
+// reason is a fault.
 //
-// Each worker owns one for its loop. Only the loop's thread changes it; any thread may look.
+// Each worker owns one for its loop. Only the loop's thread changes it; any thread may read it.
 #pragma once
 
 #include <atomic>
@@ -20,8 +21,8 @@ class loop_progress {
     // wait. Set it before the loop starts. It must not throw.
     void set_observer(std::function<void()> observer) { observer_ = std::move(observer); }
 
-    // Called by the loop: it begins on the calling thread, it ends, it has made a pass, it is about
-    // to pause for longer than a pass takes.
+    // The loop calls these: at its beginning (on its own thread), at its end, after each pass, and
+    // before a pause that is longer than a pass.
     void enter_loop();
     void leave_loop();
     void note_pass();
@@ -29,14 +30,14 @@ class loop_progress {
 
     // What the loop waits for inside the present pass, and since when (monotonic milliseconds).
     struct view {
-        std::int64_t last_ms;  // the last pass, or the last begin or end of a long wait
+        std::int64_t last_ms;  // the last pass, or the last beginning or end of a long wait
         wait_reason reason;
     };
     view look() const { return {last_ms_, reason_}; }
     // False before the loop's first pass.
     bool started() const { return started_; }
 
-    // How long a loop may take for one step before it counts as stuck.
+    // How long a step of the loop may take. A loop that takes longer is stuck.
     static std::int64_t limit_ms(wait_reason reason);
 
   private:
@@ -50,8 +51,8 @@ class loop_progress {
     std::int64_t observed_ms_ = 0;
 };
 
-// While it lives, the loop of the calling thread waits for what is named; nothing on a thread that
-// runs no loop.
+// For as long as this object lives, the loop of the calling thread counts as waiting for `reason`.
+// Has no effect on a thread that does not run a loop.
 class long_wait {
   public:
     explicit long_wait(wait_reason reason);

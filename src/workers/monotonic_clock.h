@@ -1,5 +1,6 @@
-// The one place where the daemon reads the time and sleeps, on any of its threads. Unit tests link
-// a clock of their own under these names and move it by hand.
+// Where the daemon reads the monotonic clock and sleeps, on any of its threads. Unit tests link a
+// clock of their own under these names and move it by hand. Only monotonic_condition reads the
+// kernel's clock itself.
 #pragma once
 
 #include <cstdint>

@@ -15,7 +15,7 @@ monotonic_condition::monotonic_condition() {
     if (error != 0) throw std::system_error(error, std::generic_category());
 }
 
-// The kernel's clock and not the daemon's, which unit tests move by hand: the wait is the kernel's.
+// Reads the kernel's clock, not monotonic_now(), which unit tests move by hand: the kernel waits.
 std::timespec monotonic_condition::time_after(std::chrono::milliseconds timeout) {
     constexpr std::int64_t second_ns = 1'000'000'000;
     std::timespec now{};

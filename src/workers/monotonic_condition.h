@@ -1,6 +1,6 @@
-// A condition variable that waits by the monotonic clock with every C library. That of the C++
-// library waits by the system clock where the C library lacks pthread_cond_clockwait, and a clock
-// that is set back then lengthens the wait. Used together with LockdepMutex, by any thread.
+// A condition variable that waits by the monotonic clock with every C library. The one of the C++
+// library waits by the system clock when the C library lacks pthread_cond_clockwait, and setting
+// that clock back lengthens the wait. Any thread may use it, together with a LockdepMutex.
 #pragma once
 
 #include <pthread.h>
@@ -14,7 +14,7 @@ namespace libnetworkd {
 
 class monotonic_condition {
   public:
-    // Throws std::system_error when the system has no room for it.
+    // Throws std::system_error when the system cannot make one.
     monotonic_condition();
     monotonic_condition(const monotonic_condition&) = delete;
     monotonic_condition& operator=(const monotonic_condition&) = delete;

@@ -1,5 +1,5 @@
-// The flag that a worker loop runs by. Written by the stop handler, read by every thread without a
-// lock.
+// A worker's loop runs while this flag is set. The stop handler clears it; every thread may read it
+// without a lock.
 #pragma once
 
 #include <atomic>

@@ -1,5 +1,5 @@
-// The queue of messages that joins two workers. Every queue of the daemon is one, unbounded; those
-// who fill it look at its weight, the memory that its messages take, and hold back in time.
+// The queue of messages between two workers. Every queue of the daemon is of this type and has no
+// limit: a producer looks at its weight, the memory that its messages take, and holds back in time.
 #pragma once
 
 #include "workers/buffer_info.h"
@@ -9,15 +9,15 @@
 namespace rfcd {
 
 struct message_bytes {
-    static constexpr std::size_t overhead = 128;  // of a message beside its text
+    static constexpr std::size_t overhead = 128;  // of a message, without its text
 
     std::size_t operator()(const buffer_ptr& message) const {
         return overhead + (message ? message->data.size() : 0);
     }
 };
 
-// The weight beyond which a queue is left alone until somebody has taken from it. A single message
-// may be as heavy again.
+// Producers add nothing to a queue that is heavier than this until the consumer has made it
+// lighter. The last message before that may be as heavy again.
 inline constexpr std::size_t heavy_queue = std::size_t{64} << 20;
 
 class safe_queue
@@ -27,7 +27,7 @@ class safe_queue
     ~safe_queue() override = default;
 };
 
-// The two queues between a link and its service worker. Start-up makes both and outlives the
+// The two queues between a link and its service worker. Start-up makes both; they outlive the
 // workers, which hold references.
 struct service_queues {
     safe_queue& to_service;    // from the service worker to the link, which sends

@@ -1,7 +1,7 @@
-// The thread-safe first-in first-out queue that joins two workers. Made by start-up, which outlives
-// both; one thread pushes, one takes. A callback can run after every push, in the pushing thread:
-// that is how a producer wakes its consumer. No lock is held while the callback or a handler runs,
-// so both may use any queue, this one included.
+// The thread-safe first-in first-out queue between two workers: one thread pushes, another takes.
+// Its owner keeps it for longer than both. A callback can run after every push, on the pushing
+// thread; through it a producer wakes its consumer. No lock is held while the callback or a handler
+// runs, so both may use any queue, including this one.
 #pragma once
 
 #include <atomic>
@@ -17,7 +17,7 @@
 
 namespace libnetworkd {
 
-// What an element counts for, in whatever unit its owner chose.
+// The weight of an element, in whatever unit the queue's owner chose.
 template <typename Element>
 struct no_weight {
     std::size_t operator()(const Element&) const { return 0; }
@@ -34,8 +34,8 @@ class SafeQueue {
     SafeQueue& operator=(const SafeQueue&) = delete;
     virtual ~SafeQueue() { reset_on_push(); }
 
-    // Adds a copy of `element`, runs the callback, wakes one waiting taker. False, and nothing of
-    // that, when the queue is full. Throws std::system_error when a lock cannot be taken.
+    // Adds a copy of `element`, runs the callback and wakes one waiting taker. Returns false and
+    // does nothing when the queue is full. Throws std::system_error when a lock cannot be taken.
     bool push(const Element& element) {
         {
             const std::lock_guard guard(queue_mutex_);
@@ -46,11 +46,10 @@ class SafeQueue {
         return true;
     }
 
-    // Adds `state`, a notice of a state, unless the notices at the end of the queue tell as much
-    // already: behind an equal one it is left out, and behind `opposite` that follows an equal one
-    // it only takes that away. So states that change while nobody takes any do not pile up: two
-    // notices at most stand between two other elements. `state` and `opposite` are compared with
-    // ==. Throws as `push` does.
+    // Adds `state`, a notice of a state, and keeps such notices from piling up while nobody takes
+    // them. If the queue ends with `state`, adds nothing. If it ends with `state`, `opposite`, only
+    // removes `opposite`. So at most two notices in a row are queued. Compares elements with ==.
+    // Throws as `push` does.
     void push_state(const Element& state, const Element& opposite) {
         {
             const std::lock_guard guard(queue_mutex_);
@@ -72,7 +71,7 @@ class SafeQueue {
         return pop(guard, handle);
     }
 
-    // The same, after waiting up to `timeout` for an element to come.
+    // The same, but first waits up to `timeout` for an element.
     bool pop_for(const handler& handle, std::chrono::milliseconds timeout) {
         std::unique_lock guard(queue_mutex_);
         not_empty_.wait_for(guard, timeout, [this] { return !elements_.empty(); });
@@ -84,7 +83,7 @@ class SafeQueue {
         return elements_.empty();
     }
 
-    // What the elements count for together. A producer that nobody keeps up with holds back by it.
+    // The weight of all elements together. A producer holds back when it is too much.
     std::size_t weight() const { return held().weight; }
 
     struct holdings {
@@ -96,7 +95,7 @@ class SafeQueue {
         return {elements_.size(), weight_};
     }
 
-    // For those who drop an element instead of pushing it, or instead of using it: counts it.
+    // Counts an element that somebody dropped instead of pushing it or using it.
     void note_dropped() { dropped_.fetch_add(1, std::memory_order_relaxed); }
     std::uint64_t dropped() const { return dropped_.load(std::memory_order_relaxed); }
 
@@ -112,7 +111,7 @@ class SafeQueue {
   private:
     struct entry {
         Element value;
-        std::size_t weight;  // when it was pushed, whatever happens to the value since
+        std::size_t weight;  // as it was at the push
     };
 
     void append(const Element& element) {
@@ -120,7 +119,7 @@ class SafeQueue {
         weight_ += elements_.back().weight;
     }
 
-    // True when the element so many places from the end of the queue is this one.
+    // True when `element` stands `from_end` places before the end of the queue.
     bool is_at(const Element& element, std::size_t from_end) const {
         const auto count = elements_.size();
         return count > from_end && elements_[count - 1 - from_end].value == element;
