@@ -33,7 +33,7 @@ std::uint32_t level_number(const char* value) {
                                                   : std::strtoul(value, nullptr, 10));
 }
 
-// A line of the file that begins with a known key.
+// A line of the file; it begins with a known key.
 struct setting {
     const char* line;
     std::size_t key_length;
@@ -69,7 +69,7 @@ bool set_log_level(configuration& config, const setting& s) {
     return true;
 }
 
-// The first key that a line begins with decides. A setter that returns false ends the reading.
+// The first row whose key begins the line decides. A setter that returns false ends the reading.
 constexpr struct {
     std::string_view key;
     bool (*set)(configuration&, const setting&);

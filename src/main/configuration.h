@@ -1,5 +1,5 @@
-// What the daemon is told at its start: the command line and the configuration file, read once on
-// the main thread before any other exists. The records belong to start-up and live as long as it.
+// Reads the command line and the configuration file, once, on the main thread, before any other
+// thread exists. Start-up owns the records; they live until the process ends.
 #pragma once
 
 #include <array>
@@ -17,7 +17,7 @@ struct service_config {
     text_field<256> host;
     text_field<256> path;  // begins with "/"
     std::int32_t port = 0;
-    bool enabled = false;                        // its URL was given whole
+    bool enabled = false;                        // its URL is complete
     std::uint64_t initial_connection_delay = 0;  // seconds
     std::uint64_t max_connection_delay = 0;      // seconds
 };
@@ -37,17 +37,17 @@ struct configuration {
 };
 
 // Reads the options -f FILE, -d HOST, -p PATH, -P PORT. A bad option ends the process with status
-// -1, after getopt's own diagnostic. Call once: getopt keeps its place.
+// -1, after getopt's own diagnostic. Call it once: getopt remembers how far it has read.
 void read_command_line(int argc, char** argv, configuration& config);
 
-// Reads the file named by `config.file_path`; nothing when that is empty, and no error when the
-// file cannot be opened. A "log_level=" line sets the log mask at once. A line beyond 253
-// characters is read in pieces of 254, each a line of its own.
+// Reads the file named by `config.file_path`. Does nothing when that is empty; ignores a file that
+// cannot be opened. A "log_level=" line sets the log mask at once. A line of more than 253
+// characters is read in pieces of 254, each as a line of its own.
 void read_configuration_file(configuration& config);
 
 // Reads `[ws://]host:port/path`, which follows the key of `key_length` characters at the start of
-// `line`, into the record of that service. False, and nothing changed, when the scheme is another
-// one. A URL without port or path is no failure, and enables nothing.
+// `line`, into the record of that service. Returns false and changes nothing when the scheme is
+// another one. A URL without a port or a path is not a failure, but does not enable the service.
 bool parse_service_url(service_configs& services, service_index index, const char* line,
                        std::size_t key_length);
 

@@ -1,10 +1,10 @@
-// The daemon's diagnostic output: four log functions, one a level, that write through the log
-// library when their level is switched on in the daemon-wide mask. Any thread may log at any time;
-// one lock keeps the lines of different threads apart. The mask is written by start-up alone,
-// before a second thread exists.
+// The daemon's diagnostic output: four log functions, one for each level, which write through the
+// log library when the daemon-wide mask has their level. Any thread may log at any time; one lock
+// keeps the lines of different threads apart. Only start-up writes the mask, before a second thread
+// exists.
 //
-// Formats are constants and carry their own line end. A function whose level is off neither
-// formats nor locks, so a caller that has to prepare its arguments asks `enabled` first.
+// Formats are constants and include their line end. A function whose level is off neither formats
+// nor locks. A caller that must first prepare its arguments checks `enabled` before it does.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
-// The six daemon-wide running flags, two a service: flag 2s for the service's own worker and the
-// radio driver made for it, flag 2s+1 for its WebSocket worker. Start-up sets them once; the stop
-// handler clears them, on whatever thread the signal finds.
+// The six daemon-wide running flags, two for each service: flag 2s for the worker of service s and
+// the radio driver that it uses, flag 2s+1 for its WebSocket worker. Start-up sets them once; the
+// stop handler clears them, on whatever thread the signal arrives.
 #pragma once
 
 #include <array>

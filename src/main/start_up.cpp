@@ -53,16 +53,16 @@ link_settings settings_of(service_index index, const service_config& service) {
             .running = &websock_flag(index)};
 }
 
-// The URL as people may see it: a query may hold a key.
+// The URL to show to people: without the query, which may hold a key.
 std::string shown_url(const service_config& service) {
     const std::string_view path = service.path.view();
     return "ws://" + std::string(service.host.view()) + ":" + std::to_string(service.port) +
            std::string(path.substr(0, path.find('?')));
 }
 
-// What joins a link and its service worker. Each mode destroys what it made from the last to the
-// first: the reporter, the service worker, the link (either one joins its thread), the incoming
-// queue, the outgoing queue.
+// What joins a link and its service worker. Each mode destroys what it made in reverse order: the
+// service worker, the link (the one with a thread joins it), the reporter, the incoming queue, the
+// outgoing queue.
 struct wiring {
     safe_queue outgoing;  // pushed by the service worker, taken by the link
     safe_queue incoming;  // pushed by the link, taken by the service worker
@@ -90,7 +90,7 @@ void run_rrm(const service_config& service, const service_manager& manager) {
     websock_worker websock(joined.queues, settings_of(index, service));
     rrm_worker rrm(get_driver(running), joined.queues, service.location.c_str(), running);
 
-    // No notification and no connected state of an earlier run survives.
+    // Forget the notifications and the connected state of an earlier run.
     for (const char* path :
          {flag_files::config_updated, flag_files::timezone_changed, flag_files::connected}) {
         flag_files::remove(path);
@@ -116,8 +116,8 @@ void run_wids(const service_config& service, const std::string& mac_list_id,
     wids.run();
 }
 
-// A number from 0 to 1,023 that differs between devices which start in the same second. The
-// kernel's generator may not be ready yet early in a boot; then the clock's nanoseconds have to do.
+// A number from 0 to 1,023, to tell apart devices that start in the same second. Early in a boot
+// the kernel's generator may not be ready; then the nanoseconds of the clock must do.
 unsigned values_to_skip() {
     constexpr unsigned range = 1024;
     unsigned number = 0;
@@ -129,8 +129,8 @@ unsigned values_to_skip() {
     return number % range;
 }
 
-// The generator of the connection delays. Seeded by the time alone, it would give the same delays
-// to every device that starts in the same second, for example after a power cut.
+// Seeds the generator of the connection delays. A seed from the time alone would give the same
+// delays to all devices that start in the same second, for example after a power cut.
 void seed_random_generator() {
     std::srand(static_cast<unsigned>(std::time(nullptr)));
     for (unsigned skip = values_to_skip(); skip > 0; --skip) std::rand();
@@ -139,14 +139,14 @@ void seed_random_generator() {
 void prepare_process() {
     open_standard_descriptors();
     norda_log_set_daemonname(daemon_logger.name);
-    // The line of an unhandled exception must come out at once.
+    // The line about an unhandled exception must appear at once.
     std::setbuf(stdout, nullptr);
 
     logcycle_init(system_log_identity);
     seed_random_generator();
     prctl(PR_SET_NAME, "rfcd:main");
     openlog(system_log_identity, LOG_PID, LOG_DAEMON);
-    // A reader of standard error or a peer that goes away must not take the daemon with it.
+    // The daemon must survive when a peer or the reader of standard error goes away.
     std::signal(SIGPIPE, SIG_IGN);
 }
 

@@ -1,10 +1,10 @@
-// The daemon from its command line to its exit status.
+// Runs the daemon from its command line to its exit status, on the main thread.
 #pragma once
 
 namespace rfcd {
 
-// Reads the configuration, runs the one service that it names until SIGTERM or SIGINT, and takes
-// everything down in order. 0, also when no service is configured. Runs on the main thread.
+// Reads the configuration, runs the service that it names until SIGTERM or SIGINT, and destroys
+// everything in order. Returns 0, also when no service is configured.
 int start_up(int argc, char** argv);
 
 }  // namespace rfcd

@@ -2,9 +2,9 @@
  * The messaging library: a local bus on which processes exchange texts by module number. A peer
  * number is the module number of the addressee (1 to 255).
  *
- * A context belongs to one thread at a time. Sending is a datagram in spirit: a text for a peer
- * that is absent, or that has fallen too far behind, is lost, and nothing else happens. Calls that
- * talk to the bus may block for a second or two when the bus itself does not move, then give up.
+ * One thread at a time may use a context. A text is sent like a datagram: when the peer is absent
+ * or too far behind, the text is lost and nothing else happens. When the bus itself hangs, a call
+ * that talks to it may block for a second or two before it gives up.
  */
 #ifndef RFCD_PLATFORM_PEERMSG_H
 #define RFCD_PLATFORM_PEERMSG_H
@@ -19,8 +19,8 @@ extern "C" {
 typedef struct peermsg_ctx peermsg_ctx;
 
 /*
- * What a module is joined with. The library may read or write all of it for as long as the context
- * lives: hand over a writable record of that lifetime, zero behind its first field.
+ * The settings of a module. The library may read or write all of the record for as long as the
+ * context lives, so it must be writable and live as long. All bytes after the first field are zero.
  */
 struct peermsg_settings {
     uint16_t code; /* 254 for every module of the access point */
@@ -30,24 +30,24 @@ struct peermsg_settings {
 enum { PEERMSG_SETTINGS_CODE = 254, PEERMSG_MODE_PEER = 2 };
 
 /*
- * Makes the context of `module`, 0 for one that only sends; null when out of memory or an argument
- * is out of range.
+ * Makes the context of `module`, or of a sender without a number if `module` is 0. Null when there
+ * is no memory or an argument is out of range.
  */
 peermsg_ctx* peermsg_init(unsigned module, struct peermsg_settings* settings, int mode);
-/* Ends the exchange when it runs and frees the context. Null is allowed. */
+/* Ends a running exchange and frees the context. Null is allowed. */
 void peermsg_release(peermsg_ctx* ctx);
 
 /*
- * Starts the exchange: texts addressed to the module arrive from now on; what was sent to it
- * before is gone. 0 on success, -1 when the bus cannot be reached.
+ * Starts the exchange: texts addressed to the module arrive from now on; texts that were sent to it
+ * before are lost. 0 on success, -1 when the bus cannot be reached.
  */
 int peermsg_peer_start(peermsg_ctx* ctx);
-/* Stops the exchange: texts that have not been taken are dropped. */
+/* Stops the exchange and drops the texts that nobody has taken. */
 int peermsg_peer_stop(peermsg_ctx* ctx);
 
 /*
  * Sends `length` bytes (up to 64 MiB) to `peer`, with or without a running exchange. 0 when the
- * bus took the text, -1 when it is lost.
+ * bus accepted the text, -1 when it is lost.
  */
 int peermsg_msg_send(peermsg_ctx* ctx, const char* text, uint8_t peer, size_t length);
 
@@ -59,10 +59,10 @@ int peermsg_get_moduleloop(const peermsg_ctx* ctx);
 void peermsg_set_moduleloop(peermsg_ctx* ctx, int value);
 
 /*
- * The next text addressed to the module, or null when none has begun to come. The block is the
- * caller's, to be given to free(). It holds the length of the text as an unsigned 32-bit number at
- * PEERMSG_LENGTH_OFFSET and the text at PEERMSG_TEXT_OFFSET; a zero byte that the length does not
- * count follows it. The other bytes are the library's.
+ * The next text addressed to the module, or null when there is none. Does not wait for a text to
+ * begin. The caller releases the block with free(). The block holds the length of the text as an
+ * unsigned 32-bit number at PEERMSG_LENGTH_OFFSET, and the text at PEERMSG_TEXT_OFFSET, followed by
+ * a zero byte that the length does not count. The other bytes belong to the library.
  */
 void* peermsg_get_msg_from_queue_no_wait(peermsg_ctx* ctx);
 

@@ -1,9 +1,9 @@
 /*
- * The radio library: what the radios are doing, and scans of their surroundings. An interface is
- * named as the system names it ("wlan0", "wlan1-vap2"). All integers in records are little-endian.
+ * The radio library: tells what the radios are doing, and scans their surroundings. An interface
+ * has its system name ("wlan0", "wlan1-vap2"). All integers in records are little-endian.
  *
- * One context serves a whole process and one thread at a time. No call takes longer than a moment:
- * scans run in the radio, and are asked about later.
+ * One context serves the whole process; one thread at a time may use it. No call blocks for long:
+ * scans run in the radio, and the caller asks for the results later.
  */
 #ifndef RFCD_PLATFORM_RADIOCTL_H
 #define RFCD_PLATFORM_RADIOCTL_H
@@ -20,14 +20,14 @@ typedef struct radioctl_ctx {
     uint64_t storage[64];
 } radioctl_ctx;
 
-/* Opens a context in the caller's storage. Negative on failure; nothing to free then. */
+/* Opens a context in the caller's storage. Negative on failure; then there is nothing to free. */
 int radioctl_init(radioctl_ctx* ctx);
 void radioctl_free(radioctl_ctx* ctx);
 
 /*
  * The radio information record. Offset 0: the bandwidth in MHz as decimal text, ended by a zero
  * byte. 12: primary channel. 14: where the secondary channel is. 15: centre channel of the 80 MHz
- * block. The rest is the library's.
+ * block. The rest belongs to the library.
  */
 enum {
     RADIOCTL_INFO_SIZE = 256,
@@ -42,7 +42,9 @@ enum { RADIOCTL_SECONDARY_ABOVE = 1, RADIOCTL_SECONDARY_BELOW = 3 };
 /* Fills `record` of RADIOCTL_INFO_SIZE bytes. Negative on failure. */
 int radioctl_get_radio_info(radioctl_ctx* ctx, const char* iface, void* record);
 
-/* What an active scan is to do. The constants are the library's; see the driver for their values.
+/*
+ * What an active scan does. The library defines the values of the options; the driver has them in
+ * driver_scan.cpp.
  */
 struct radioctl_scan_params {
     const uint32_t* frequencies; /* MHz; read during the call */
@@ -55,7 +57,10 @@ struct radioctl_scan_params {
     uint8_t reserved_81[7];
 };
 
-/* Takes the radio for a scan, ending one that runs. `purpose` is the library's. 0 on success. */
+/*
+ * Locks the radio for a scan and ends one that runs. The library defines the numbers of `purpose`.
+ * 0 on success.
+ */
 int radioctl_lock_and_stop_scan(radioctl_ctx* ctx, const char* iface, int purpose);
 /* Starts an active scan. 0 on success. */
 int radioctl_start_scan(radioctl_ctx* ctx, const char* iface,
@@ -64,7 +69,7 @@ int radioctl_start_scan(radioctl_ctx* ctx, const char* iface,
 int radioctl_rrm_scan_init(radioctl_ctx* ctx, const char* iface, int channel);
 /* Ends an active scan; 0 on success, also when none runs. */
 int radioctl_scan_abort(radioctl_ctx* ctx, const char* iface);
-/* Ends an RRM scan and gives the radio back; 0 on success, also when none runs. */
+/* Ends an RRM scan and unlocks the radio; 0 on success, also when none runs. */
 int radioctl_stop_rrm_and_unlock_scan(radioctl_ctx* ctx, const char* iface);
 
 /*
@@ -98,8 +103,8 @@ int radioctl_get_scan(radioctl_ctx* ctx, const char* iface, struct radioctl_scan
  * The buffer of RRM scan results. Offset 0: RADIOCTL_RRM_MAGIC when the library filled it. 4:
  * non-zero while the scan runs. 12: number of entries (signed). 16: band (signed). 20: the entries,
  * RADIOCTL_RRM_ENTRY_SIZE bytes each. In an entry, offset 0: BSSID, 6 bytes. 6: transmit power,
- * shifted left by 2. 8: channel specification, 16 bits, its channel the centre of a wide one. 12:
- * sum of the RSSI samples. 16: their number (signed 32 bits each).
+ * shifted left by 2. 8: channel specification, 16 bits; a wide channel has the number of its
+ * centre. 12: sum of the RSSI samples. 16: their number (signed 32 bits each).
  */
 enum {
     RADIOCTL_RRM_MAGIC = 0x11223344,

@@ -3,8 +3,8 @@
  * the file that the lines go to.
  *
  * Level codes are bits: 1 shifted left by the syslog priority (8 error, 16 warning, 64 info,
- * 128 debug). No operation reports a failure of the destination to its caller: a full disk or an
- * unwritable file loses lines, never the daemon. Calls are serialised by the caller.
+ * 128 debug). No operation reports a failure of the destination: a full disk or an unwritable file
+ * costs lines, but does not stop the daemon. The caller serialises the calls.
  */
 #ifndef RFCD_PLATFORM_VNORDA_LOG_H
 #define RFCD_PLATFORM_VNORDA_LOG_H
@@ -18,12 +18,12 @@ extern "C" {
 /* Names the daemon in every later line. `name` must outlive the process. */
 void norda_log_set_daemonname(const char* name);
 
-/* Sets up rotation of the log of `identity`. Called once, before the first line. 0 on success. */
+/* Sets up the rotation of the log of `identity`. Call once, before the first line. 0 on success. */
 int logcycle_init(const char* identity);
 
 /*
- * Sends later lines to the file at `path` (copied) and rotates it by size. Optional: a platform
- * whose log has a place of its own leaves it out, which is why callers test its address first.
+ * Sends later lines to the file at `path` (copied) and rotates it by size. Optional: a library that
+ * logs elsewhere lacks this function, so callers test its address first.
  */
 void logcycle_set_file(const char* path) __attribute__((weak));
 
