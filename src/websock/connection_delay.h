@@ -9,23 +9,23 @@ namespace rfcd {
 
 class connection_delay {
   public:
-    // Both in seconds; 0 is allowed and counts as a base of 2.
+    // Both are in seconds; 0 is allowed and counts as a base of 2.
     connection_delay(std::uint64_t initial, std::uint64_t maximum)
         : initial_(initial), maximum_(maximum), current_(initial) {}
 
-    // A delay is drawn from [begin, end) seconds.
+    // The delay is a random number from [begin, end), in seconds.
     struct range {
         std::uint64_t begin;
         std::uint64_t end;
     };
 
-    // The range of the next attempt; grows the base for the one after it.
+    // The range for the next attempt. Doubles the base for the attempt after it.
     range next_range();
 
     // After a completed handshake the next attempt starts from the initial base.
     void reset() { current_ = initial_; }
 
-    // Seconds, drawn with `random`, any non-negative number.
+    // Draws a delay in seconds from the range. `random` is any non-negative number.
     static std::uint64_t draw(const range& r, int random);
 
   private:

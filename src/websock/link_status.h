@@ -1,5 +1,6 @@
-// What the link tells about itself, for those who watch the daemon. The link's thread writes; any
-// thread reads, and may see one field a moment before another.
+// What the link reports about itself to the status_reporter; it is the link's state as well. The
+// websock_worker owns it. Its thread writes; any thread may read, and may see one field change a
+// moment before another.
 #pragma once
 
 #include <atomic>
@@ -11,9 +12,9 @@
 namespace rfcd {
 
 enum class link_state {
-    idle,         // no connection; perhaps the wait before an attempt
+    idle,         // no connection; the link may be waiting for the next attempt
     connecting,   // the TCP connection is being made
-    handshaking,  // the handshake is sent, its answer awaited
+    handshaking,  // the link waits for the answer to its handshake
     connected,    // the handshake is complete
     closing,      // was connected; the loop will end the connection
     failed,       // was never connected; the loop will end the attempt
@@ -32,16 +33,16 @@ class shared_count {
 };
 
 struct link_status {
-    // Changes with every change of a state, not with counts.
+    // Grows with every change of a state, but not with counts.
     std::atomic<std::uint32_t> version = 0;
     void note_change() { ++version; }
 
     // Times are seconds of the monotonic clock.
     std::atomic<link_state> state = link_state::idle;
-    std::atomic<std::int64_t> since = 0;         // the link is in this state
-    std::atomic<bool> unlinked = false;          // given up: no further attempt, whatever the state
+    std::atomic<std::int64_t> since = 0;         // when the link entered this state
+    std::atomic<bool> unlinked = false;          // given up: the link makes no further attempt
     std::atomic<std::uint32_t> attempts = 0;     // since the last completed handshake
-    std::atomic<std::int64_t> next_attempt = 0;  // 0: it is not waiting for one
+    std::atomic<std::int64_t> next_attempt = 0;  // 0: the link is not waiting for one
     std::atomic<std::int32_t> missed_pongs = 0;  // pings since the last pong
 
     shared_count received_messages;
@@ -49,7 +50,7 @@ struct link_status {
     shared_count sent_messages;
     shared_count sent_bytes;
 
-    // Why and when the last connection or attempt ended; empty and 0 before the first end.
+    // Why and when the last connection or attempt ended; empty and 0 when none has ended yet.
     struct ending {
         std::string reason;
         std::int64_t time = 0;

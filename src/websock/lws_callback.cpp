@@ -11,7 +11,7 @@ namespace rfcd {
 namespace {
 
 struct callback_slot {
-    // Recursive, because removing the function takes the lock and then installs an empty function.
+    // Recursive, because remove_lws_dispatcher() holds the lock when it installs an empty function.
     std::recursive_mutex lock;
     lws_dispatcher dispatcher;  // guarded by lock
 };
@@ -26,7 +26,7 @@ void emit(int level, const char* line) {
               line);
 }
 
-// By reason number. A gap has no name here.
+// By reason number; null for a number without a name.
 constexpr const char* reason_names[] = {
     "LWS_CALLBACK_ESTABLISHED",
     "LWS_CALLBACK_CLIENT_CONNECTION_ERROR",

@@ -1,4 +1,4 @@
-// How the worker gets from waiting to a started connection attempt, and back.
+// The worker without a connection: waiting, starting an attempt, and cleaning up after one.
 #include <cstdlib>
 
 #include "main/logging.h"
@@ -13,18 +13,18 @@ namespace {
 constexpr int library_log_all_levels = 1023;
 constexpr std::uint32_t wait_step_us = 100'000;
 
-// How much the library writes to the socket, and reads from it, in one call; by default it cuts
+// How many bytes the library writes to the socket, and reads from it, in one call. Its default cuts
 // messages into pieces of 4 kB. Each context allocates the buffer once.
 constexpr std::size_t write_piece = 64 << 10;
 constexpr unsigned service_buffer = 64 << 10;
 
-// How long the library waits for the answer to the handshake. Its default of 5 s would keep a fleet
-// away from a service that starts under load.
+// How long the library waits for the answer to the handshake. With its default of 5 s, a fleet
+// would never get through to a service that starts under load.
 constexpr unsigned handshake_seconds = 20;
 
-// How long it waits for a connection, all addresses of the service together. This must exceed the
-// wait for one address, or a service whose first address drops every packet is never reached at its
-// second.
+// How long the library waits for a connection, for all addresses of the service together. It must
+// be longer than the wait for one address; otherwise the link never reaches the second address of a
+// service whose first address drops every packet.
 constexpr unsigned connect_seconds = 30;
 
 }  // namespace
@@ -44,7 +44,7 @@ bool websock_worker::start_check() {
     return false;
 }
 
-// False when the daemon was told to stop meanwhile.
+// False when the daemon was told to stop during the wait.
 bool websock_worker::wait_before_attempt() {
     const auto range = delay_.next_range();
     log_debug(daemon_logger, "Generate delay into [%zu;%zu) range\n",
@@ -90,7 +90,7 @@ bool websock_worker::connect() {
     ready_ = 0;
     watch_ = {};
 
-    // The emitter writes at debug level only: without that level the library need not format lines.
+    // The emitter writes at debug level only; without that level the library need not format lines.
     lws_set_log_level(daemon_logger.enabled(log_mask_debug) ? library_log_all_levels : 0,
                       log_emitter(settings_.service));
     context_ = lws_create_context(&context_parameters_);
@@ -146,7 +146,7 @@ void websock_worker::fill_connect_parameters() {
     connect_parameters_.ietf_version_or_minus_one = -1;
 }
 
-// Ends the present connection or attempt for those who watch.
+// Records in the status that the present connection or attempt has ended, and why.
 void websock_worker::note_end() {
     enter(link_state::idle);
     if (!running()) return;
@@ -154,8 +154,8 @@ void websock_worker::note_end() {
         {end_reason_.empty() ? "the connection was lost" : end_reason_, monotonic_now().tv_sec});
 }
 
-// The library still calls back while it destroys the context. A message that was received in part
-// is dropped with its connection.
+// The library still calls back while it destroys the context. A partly received message is lost
+// with its connection.
 void websock_worker::destroy_context() {
     if (context_ != nullptr) lws_context_destroy(context_);
     context_ = nullptr;

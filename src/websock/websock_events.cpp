@@ -1,5 +1,5 @@
-// How the worker reacts to each libwebsockets event. All of this runs inside the library's service
-// call, on the worker's thread and under the lock of the callback slot.
+// How the worker reacts to each libwebsockets event. The library calls all of this on the worker's
+// thread, with the lock of the callback slot held.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -19,7 +19,7 @@ constexpr std::int32_t max_missed_pongs = 2;
 constexpr std::time_t ping_period_seconds = 30;
 constexpr std::int64_t longest_drain_ms = 100;
 
-// The library's words, or the service's, as one line that is safe to show.
+// Makes a text of the library or of the service one short line that is safe to show.
 std::string printable(const void* text, std::size_t length) {
     constexpr std::size_t longest = 80;
     std::string shown(static_cast<const char*>(text), std::min(length, longest));
@@ -29,7 +29,8 @@ std::string printable(const void* text, std::size_t length) {
     return shown;
 }
 
-// Why an attempt failed, by the library's words, some of which only its developers understand.
+// Why an attempt failed. Replaces those messages of the library that only its developers
+// understand.
 std::string attempt_reason(const void* words, std::size_t length) {
     static constexpr struct {
         std::string_view words;
@@ -48,7 +49,7 @@ std::string attempt_reason(const void* words, std::size_t length) {
     return printable(words, length);
 }
 
-// A close frame of the service: a status code (RFC 6455, 7.4) and perhaps a text.
+// Describes a close frame of the service: a status code (RFC 6455, 7.4) and perhaps a text.
 std::string close_reason(const void* payload, std::size_t length) {
     std::string reason = "the service closed the connection";
     if (length < 2) return reason;
@@ -73,8 +74,8 @@ int websock_worker::worker_lws_callback(lws* connection, int reason, void* /*use
     return 0;
 }
 
-// The line numbers in the worker's log lines, in all its files, are part of their fixed text; they
-// do not refer to these files.
+// In all files of the worker, the line numbers in log lines are part of a fixed text; they do not
+// refer to these files.
 void websock_worker::handle_event(lws* connection, int reason, const void* in, std::size_t length) {
     if (status_.missed_pongs > max_missed_pongs) {
         log_debug(daemon_logger, "%s->There are no %d pong answer in a row from server\n",
@@ -107,7 +108,7 @@ void websock_worker::handle_event(lws* connection, int reason, const void* in, s
             log_reason(reason);
             break;
         case LWS_CALLBACK_CLIENT_HTTP_REDIRECT:
-            // The library follows it: it connects anew, and sends a handshake of its own there.
+            // The library follows the redirect: it connects again and sends another handshake.
             if (status_.state == link_state::handshaking) enter(link_state::connecting);
             log_reason(reason);
             break;
@@ -189,15 +190,15 @@ void websock_worker::process_client_receive(lws* connection, const void* in, std
     rx_buffer_ = buffer_info_t::make();
 }
 
-// The message would exceed the limit with this piece and what its frame still announces.
+// True when this piece and the rest of its frame would make the message exceed the limit.
 bool websock_worker::is_too_long(std::size_t length, std::size_t remaining) const {
     return remaining > max_message_size || length > max_message_size - remaining ||
            rx_buffer_->data.size() > max_message_size - remaining - length;
 }
 
-// Takes a message from the queue only when the socket accepts it: writing on top of a message that
-// the library still holds back would corrupt the stream. A queue that fills as fast as it is
-// emptied gives way after a while, so that pings, incoming messages and the stop have their turn.
+// Takes a message from the queue only when the socket accepts it: a second message while the
+// library still holds part of the first would corrupt the stream. Stops after a while even if the
+// queue is not empty yet, so that pings, incoming messages and a stop have their turn.
 void websock_worker::process_writeable(lws* connection) {
     ping_when_due(connection);
 
@@ -220,7 +221,7 @@ void websock_worker::ping_when_due(lws* connection) {
     if (!connected() || now.tv_sec - last_ping_.tv_sec < ping_period_seconds) return;
     if (lws_send_pipe_choked(connection) != 0) return;
     last_ping_ = now;
-    // While reading is held back, pongs lie unread: a ping that they cannot answer does not count.
+    // While reading is held back, pongs stay unread, so this ping does not count as unanswered.
     const bool written = lws_send(connection, nullptr, 0, LWS_WRITE_PING) > 0;
     if (written && !reading_held_) status_.missed_pongs = status_.missed_pongs + 1;
     lws_callback_on_writable(connection);
@@ -229,7 +230,7 @@ void websock_worker::ping_when_due(lws* connection) {
 
 int websock_worker::lws_send(lws* connection, const void* data, std::size_t length,
                              lws_write_protocol type) {
-    // The library writes the frame header into the room before the payload, and masks in place.
+    // The library puts the frame header into the space before the payload and masks it in place.
     const std::unique_ptr<unsigned char, void (*)(void*)> frame(
         static_cast<unsigned char*>(std::calloc(1, LWS_PRE + length)), &std::free);
     if (!frame) return -1;

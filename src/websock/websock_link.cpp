@@ -1,5 +1,5 @@
-// The messages of service "internal-ipc" that the worker exchanges with its service worker: notices
-// of the connection's state, and the commands "status" and "unlink".
+// The messages of service "internal-ipc" between this worker and its service worker: notices about
+// the state of the connection, and the commands "status" and "unlink".
 #include <strings.h>
 
 #include <cstring>
@@ -18,15 +18,16 @@ namespace {
 
 constexpr const char* timezone_command = "update-timezone";
 
-// True when `word` stands in `text` with its hyphen at `hyphen`, in any case.
+// True when `text` contains `word`, in upper or lower case, with the word's hyphen at `hyphen`.
 bool stands_around(std::string_view text, std::size_t hyphen, std::string_view word) {
     const auto before = word.find('-');
     return hyphen >= before && text.size() - hyphen >= word.size() - before &&
            strncasecmp(text.data() + hyphen - before, word.data(), word.size()) == 0;
 }
 
-// False when no parsing could find one of the two words that the link listens to, which is true of
-// nearly every message and far quicker to see. Only an escape "\u" could hide a word from this.
+// A quick test that spares nearly every message the parsing: false when the text contains neither
+// of the two words that concern the link. A word could only be hidden by a "\u" escape, so a text
+// with one passes the test.
 bool may_be_for_link(std::string_view text) {
     for (auto at = text.find('-'); at != text.npos; at = text.find('-', at + 1)) {
         if (stands_around(text, at, link_service) || stands_around(text, at, timezone_command)) {
@@ -38,8 +39,8 @@ bool may_be_for_link(std::string_view text) {
 
 }  // namespace
 
-// While the service worker takes nothing (the RRM client without hostapd), the link comes and goes
-// for weeks: notices that nobody has taken must not pile up.
+// push_state keeps notices from piling up while the service worker takes none: without hostapd, the
+// RRM client may be inactive for weeks while the link comes and goes.
 void websock_worker::notify_connected() {
     out_queue_.push_state(connected_notice_, disconnected_notice_);
 }
@@ -48,13 +49,14 @@ void websock_worker::notify_disconnected() {
     out_queue_.push_state(disconnected_notice_, connected_notice_);
 }
 
-// Every question gets its answer, whatever notices stand in the queue.
+// Every "status" command gets an answer, whatever notices are in the queue.
 void websock_worker::answer_status() {
     const char* state = connected() ? "connected" : "disconnected";
     push_json(out_queue_, json_writer(link_service, state, ""));
 }
 
-// Logs a message to send, and acts on it when it is for the link itself; true when that used it up.
+// Logs a message from the queue and obeys a link command in it. True when the message was for the
+// link only and must not be sent.
 bool websock_worker::take_from_queue(const buffer_ptr& message) {
     log_debug(daemon_logger, "%s->From queue\n", name().c_str());
     dump_buffer(*message);

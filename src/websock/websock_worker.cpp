@@ -1,4 +1,4 @@
-// The worker while it has a connection: its state, serving it, waiting for it, timers.
+// The worker while it has a connection: the state, serving the connection, waiting, timers.
 #include "websock/websock_worker.h"
 
 #include <poll.h>
@@ -19,7 +19,7 @@ namespace {
 constexpr std::int32_t poll_timeout_us = 100'000;
 constexpr std::uint32_t idle_pause_us = 1'000'000;
 constexpr int longest_wait_ms = poll_timeout_us / 1000;
-constexpr std::int64_t service_time_ms = 100;  // at most between two looks at timers and flags
+constexpr std::int64_t service_time_ms = 100;  // at most, before timers and flags have their turn
 constexpr std::int32_t watchdog_seconds = 60;
 
 buffer_ptr make_notice(const char* state) {
@@ -84,15 +84,15 @@ void websock_worker::serve() {
              monotonic_milliseconds() < deadline_ms);
 }
 
-// lws_service would block until the library's own next timer, so it is only ever called not to
-// wait; wait_for_wake does the waiting.
+// By default lws_service blocks until the library's own next timer. So this calls it with a timeout
+// that never waits, and wait_for_wake does the waiting.
 void websock_worker::serve_once() {
     const short ready = std::exchange(ready_, short{0});
     const bool flushes = (ready & POLLOUT) != 0 && has_unsent_rest();
     const auto events_before = events_;
 
-    // After a message, or a piece of one, there is mostly more to read. After anything else that
-    // came, the library may have an answer to write (a pong, say), which must not wait.
+    // After a message, or a piece of one, there is usually more to read. After anything else, the
+    // library may have an answer to write, such as a pong, which must not wait.
     serve_again_ = (ready & POLLIN) != 0;
     hold_back_reading();
     lws_service(context_, -1);
@@ -114,12 +114,13 @@ void websock_worker::wait_for_wake() {
     ready_ = waits[1].revents;
 }
 
-// The library holds back part of a message that it was given to write.
+// True while the library still has to write the rest of a message.
 bool websock_worker::has_unsent_rest() const {
     return connection_ != nullptr && lws_partial_buffered(connection_) != 0;
 }
 
-// The socket of a connection with nothing to send is always writable: asking for that would spin.
+// Asks for writability only when there is something to write: an idle socket is always writable, so
+// the loop would spin.
 short websock_worker::wanted_events() const {
     if (connection_ == nullptr) return 0;
 
@@ -128,14 +129,14 @@ short websock_worker::wanted_events() const {
     return static_cast<short>((reading_held_ ? 0 : POLLIN) | (writes ? POLLOUT : 0));
 }
 
-// What the socket holds for the library to read.
+// How many bytes the socket holds for the library to read.
 int websock_worker::unread_bytes() const {
     int count = 0;
     if (connection_ != nullptr) ioctl(lws_get_socket_fd(connection_), FIONREAD, &count);
     return count;
 }
 
-// Runs on the thread that pushes a message to send.
+// Runs on the thread that pushes a message onto the queue to the service.
 void websock_worker::wake_up() {
     // One wake-up serves all pushes until the worker has seen it.
     if (woken_.exchange(true)) return;
@@ -145,7 +146,8 @@ void websock_worker::wake_up() {
     lws_cancel_service(context_);
 }
 
-// Lets the service wait when the messages that it sent pile up, and go on when they are gone.
+// Stops reading when the messages of the service pile up in the queue, so that the service must
+// wait. Reads again when the queue has shrunk to half of that.
 void websock_worker::hold_back_reading() {
     const bool hold = out_queue_.weight() > (reading_held_ ? heavy_queue / 2 : heavy_queue);
     if (hold == reading_held_ || !connected() || connection_ == nullptr) return;

@@ -1,7 +1,7 @@
-// The link: the daemon's WebSocket client connection to its one cloud service. It connects after a
-// random delay that grows with each failure, sends pings, reassembles every message of the service
-// and hands it to the service worker, and sends every message that the service worker queues. It
-// interprets only the link commands, messages of service "internal-ipc".
+// The link: the daemon's WebSocket client connection to its cloud service. It connects after a
+// random delay that grows with each failure, and sends pings. It reassembles every message of the
+// service and hands it to the service worker, and sends every message that the service worker
+// queues. It interprets only the link commands, which are messages of service "internal-ipc".
 //
 // Start-up makes and destroys it. Its loop, every libwebsockets call and every callback run on one
 // thread: the main thread in roaming mode, otherwise a thread of its own. Other threads reach it
@@ -31,7 +31,7 @@
 
 namespace rfcd {
 
-// What start-up tells a link.
+// The settings of a link, from start-up.
 struct link_settings {
     service_index service = service_index::roaming;
     std::string host;
@@ -44,18 +44,18 @@ struct link_settings {
 
 class websock_worker : public abstract_worker {
   public:
-    // The longest incoming message; a connection that sends more is dropped.
+    // The longest incoming message. The link drops a connection that sends a longer one.
     static constexpr std::size_t max_message_size = std::size_t{64} << 20;
 
     // The queues outlive the worker.
     websock_worker(service_queues queues, link_settings settings);
     ~websock_worker() override;
 
-    // Waits for the delay and makes one connection attempt. False when it made none (the daemon
-    // stops, the link was given up) or the attempt failed at once.
+    // Waits for the delay, then makes one connection attempt. False when it made none (because the
+    // daemon stops or the link was given up), or when the attempt failed at once.
     bool start_check() override;
-    // Serves the connection as long as something comes, up to 100 ms, and runs the timers that are
-    // due. Always true. Throws what an event threw.
+    // Serves the connection for as long as something arrives, but 100 ms at most, and runs the
+    // timers that are due. Always returns true. Throws what an event threw.
     bool process() override;
     void on_stop() override;
     bool keep_running(const running_flag* running) override;
@@ -71,13 +71,13 @@ class websock_worker : public abstract_worker {
     void wait_for_wake() override;
 
   private:
-    // The connection is wanted: it is being made, or it is there.
+    // True while the connection is being made or is in use.
     bool servicing() const;
-    // The handshake was completed, and on_stop has not run yet.
+    // True from the completed handshake until on_stop.
     bool connected() const;
     void enter(link_state state);
-    // The connection is wanted no more: the loop ends it after this pass. `reason` is for people;
-    // the first one counts.
+    // Makes the loop end the connection or attempt after this pass. `reason` is for people; of
+    // several reasons, the first one counts.
     void end_connection(std::string_view reason);
 
     // The connection attempt (websock_connect.cpp).
@@ -89,7 +89,7 @@ class websock_worker : public abstract_worker {
     void destroy_context();
     void note_end();
 
-    // Serving it (websock_worker.cpp).
+    // Serving the connection (websock_worker.cpp).
     void serve();
     void serve_once();
     bool has_unsent_rest() const;
@@ -100,7 +100,7 @@ class websock_worker : public abstract_worker {
     void rearm_watchdog();
     void hold_back_reading();
 
-    // Its events (websock_events.cpp).
+    // Events of the connection (websock_events.cpp).
     void handle_event(lws* connection, int reason, const void* in, std::size_t length);
     void log_reason(int reason) const;
     void process_connection_error(const void* in, std::size_t length);
@@ -126,27 +126,27 @@ class websock_worker : public abstract_worker {
     timer_list timers_;
     const link_settings settings_;
     safe_queue& in_queue_;               // messages to send
-    safe_queue& out_queue_;              // messages received, notices of the state
-    const buffer_ptr connected_notice_;  // the same object each time, told from like texts
+    safe_queue& out_queue_;              // received messages, notices of the state
+    const buffer_ptr connected_notice_;  // always this object, so that push_state recognises it
     const buffer_ptr disconnected_notice_;
     lws_context_creation_info context_parameters_{};
     lws_client_connect_info connect_parameters_{};
     lws_context* context_ = nullptr;  // written under lock_
     lws* connection_ = nullptr;       // null once the library has destroyed it
-    // The message being reassembled; null once the connection has sent one that is too long.
+    // The message being reassembled; null after the connection has sent one that is too long.
     buffer_ptr rx_buffer_ = buffer_info_t::make();
     std::array<lws_protocols, 2> protocols_{};  // ours and the terminator
     link_status status_;
     std::string end_reason_;     // of the present connection or attempt
-    bool reading_held_ = false;  // the service worker does not keep up
+    bool reading_held_ = false;  // because the service worker does not keep up
     std::timespec last_ping_{};
     connection_delay delay_;
-    std::atomic<bool> woken_ = false;  // by a push that the worker has not seen yet
+    std::atomic<bool> woken_ = false;  // by a push that the worker has not noticed yet
     socket_watch watch_;
     short ready_ = 0;             // what the last wait found the socket ready for
     bool serve_again_ = false;    // there may be more to read, or an answer to write
-    unsigned events_ = 0;         // handled so far, to tell a service call that did nothing
-    std::exception_ptr failure_;  // of an event; process() throws it
+    unsigned events_ = 0;         // handled so far, to recognise a service call that did nothing
+    std::exception_ptr failure_;  // what an event threw; process() throws it again
 };
 
 }  // namespace rfcd
