@@ -1,5 +1,5 @@
-// Owners of what the messaging library hands out: its context, and the block in which it delivers a
-// text. Each belongs to the thread that uses the bus.
+// The owners of what the messaging library hands out: its context, and the block in which it
+// delivers a text. Both belong to the thread that uses the bus.
 #pragma once
 
 #include <cstdint>
@@ -20,19 +20,19 @@ using bus_ptr = std::unique_ptr<peermsg_ctx, release_bus>;
 // One text from the bus.
 class bus_message {
   public:
-    // Takes over the block; null for no message.
+    // Takes ownership of the block; null means that there is no message.
     explicit bus_message(void* block) : block_(static_cast<const char*>(block), &free_block) {}
 
     explicit operator bool() const { return block_ != nullptr; }
 
-    // Only of a message that is there. The text lives as long as this object.
+    // Call it only when there is a message. The text lives as long as this object.
     std::string_view text() const {
         std::uint32_t length = 0;
         std::memcpy(&length, block_.get() + PEERMSG_LENGTH_OFFSET, sizeof length);
         return {block_.get() + PEERMSG_TEXT_OFFSET, length};
     }
 
-    // True when the first byte of the text is zero, as it is in one without a byte.
+    // True when the text is empty or its first byte is zero. Call it only when there is a message.
     bool blank() const { return block_.get()[PEERMSG_TEXT_OFFSET] == '\0'; }
 
   private:

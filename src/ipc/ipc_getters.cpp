@@ -1,4 +1,4 @@
-// The ten configuration getters: a path, a read, and what the value means.
+// The ten configuration getters. Each makes a path, reads it, and interprets the value.
 #include <string_view>
 
 #include "base/interface_names.h"
@@ -14,8 +14,8 @@ bool contains(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
 }
 
-// The getter of a VAP setting: the setting, and how the getter calls itself in the log. The line
-// numbers belong to the fixed text of the log lines; they do not refer to this file.
+// A VAP setting, and the name of its getter in the log. The line numbers belong to the fixed text
+// of the log lines; they do not refer to this file.
 struct vap_setting {
     const char* getter;
     std::string_view name;
@@ -30,7 +30,7 @@ constexpr vap_setting ssid_setting{"get_ssid", "vap/ssid", 477, 480};
 constexpr vap_setting portal_setting{"get_captive_portal_state", "vap/captive-portal/enabled", 492,
                                      495};
 
-// The empty text when the store has no answer.
+// Returns an empty text when the setting cannot be read.
 std::string read_vap_setting(const ipc_helper& helper, const vap_setting& setting,
                              const std::string& vap_ifname) {
     const std::string path = vap_setting_path(vap_ifname, setting.name);

@@ -18,17 +18,18 @@ namespace {
 constexpr unsigned module_number = 28;
 constexpr std::uint8_t scan_listener_peer = 34;
 
-// How long nothing may come from a late peer until it counts as quiet, how often that is looked at,
-// and how long a peer that is never quiet is listened to.
+// The helper listens to a late peer until nothing has come for quiet_ms, which it checks every
+// quiet_step_us. It listens to a peer that is never quiet for longest_unrest_ms.
 constexpr std::int64_t quiet_ms = 1000;
 constexpr std::uint32_t quiet_step_us = 10'000;
 constexpr std::int64_t longest_unrest_ms = 20'000;
 
-// A wait that ends without an answer after less than this has failed at once: nobody took the
-// request, and nobody owes an answer to it.
+// A wait that ends without an answer and sooner than this has failed at once: nobody took the
+// request, so nobody owes an answer to it.
 constexpr std::int64_t failed_at_once_ms = 1000;
 
-// So many requests in a row with one answer each make up for answers that never came.
+// After this many requests in a row with one answer each, the peer owes nothing any more: the
+// missing answers will not come.
 constexpr int enough_single_answers = 3;
 
 constexpr const char* getconf_name = "int ipc_helper::getconf(const string&, std::string&) const";
@@ -47,7 +48,7 @@ peermsg_ctx* join_bus(peermsg_settings& settings) {
     return bus;
 }
 
-// The tree library has no text when memory runs out.
+// The tree library returns null when memory runs out.
 std::string text_of(const char* text) { return text == nullptr ? "" : text; }
 
 }  // namespace
@@ -96,7 +97,7 @@ cfg_ptr ipc_helper::wait_answer(const char* answer_command, std::uint8_t peer,
     return nullptr;
 }
 
-// The last of the answers of a late peer: those before it are to earlier requests.
+// Returns the last answer of a late peer: the answers before it belong to earlier requests.
 cfg_ptr ipc_helper::last_answer(cfg_ptr answer, const char* answer_command,
                                 std::uint8_t peer) const {
     auto& late = late_peers_.at(peer);
@@ -115,7 +116,7 @@ cfg_ptr ipc_helper::last_answer(cfg_ptr answer, const char* answer_command,
     return answer;
 }
 
-// Gives every message that comes to `take`, until none has come for a while or the daemon stops.
+// Passes every message to `take` until none has come for a while, or the daemon stops.
 template <typename Take>
 void ipc_helper::take_until_quiet(Take take) const {
     const auto end_ms = monotonic_milliseconds() + longest_unrest_ms;

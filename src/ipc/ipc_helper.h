@@ -1,17 +1,16 @@
 // The client of the local daemons on the access point's bus: reads single values from the
 // configuration store by path, asks the network daemon to apply settings and waits for its answer,
-// sends one-way notices. The base of the radio driver, which is the only one in a process.
+// and sends one-way notices. It is the base class of the radio driver, of which a process has one.
 //
 // A request blocks the calling thread for up to the reply time-out, or until a signal arrives. Once
-// the service's running flag is clear no request is made any more: each fails at once, and
-// silently. There is no lock: all requests come from the thread of the one service worker, one at a
-// time. Nothing is cached.
+// the service's running flag is clear, every request fails at once and logs nothing. There is no
+// lock: all requests come from the thread of the service worker, one at a time. Nothing is cached.
 //
-// Answers carry nothing that tells which request they answer. After a time-out the answer may still
-// come, and would be taken for that to the next request, and so on for ever. So a peer that has let
-// a request time out owes answers: what comes from it unasked is dropped, and of several answers
-// the last one counts, until it owes none, or several requests in a row have had exactly one
-// answer.
+// An answer does not say which request it belongs to. The answer to a request that has timed out
+// may still come, and would be taken for the answer to the next request, and so on for ever. So a
+// peer that has let a request time out owes answers. While it does, the helper drops what arrives
+// before a request to it, and takes the last of several answers to one. This ends when the peer
+// owes no answer any more, or when several requests in a row have had exactly one answer.
 #pragma once
 
 #include <cstdint>
@@ -31,13 +30,13 @@ class ipc_helper {
   public:
     using parameters = std::vector<std::pair<std::string, std::string>>;
 
-    // Joins the bus; a failure is logged and ends the process with status -1. `running` is the flag
+    // Joins the bus; logs a failure and then ends the process with status -1. `running` is the flag
     // of the service and outlives this object.
     explicit ipc_helper(const running_flag* running);
     ipc_helper(const ipc_helper&) = delete;
     ipc_helper& operator=(const ipc_helper&) = delete;
 
-    // The configuration getters. Each reads the store; what it answers on failure stands behind it.
+    // The configuration getters. Each reads the store; the comment has what it returns on failure.
     virtual std::string get_country(const char* ifname) const;  // "RU"
     virtual bool get_reserved_a(const char* ifname) const;      // reads nothing: false
     virtual bool get_auto_channel(const char* ifname) const;    // false
@@ -49,25 +48,27 @@ class ipc_helper {
     virtual bool get_vap_enabled_state(const std::string& vap_ifname) const;        // false
     virtual bool get_captive_portal_state(const std::string& vap_ifname) const;     // false
 
-    // Reads the value at a configuration path: a plain value's text, or a subtree serialized. 0 on
-    // success; -1, and the failure logged, without one. `value` may be left as it was.
+    // Reads the value at a configuration path: the text of a plain value, or a subtree as text. 0
+    // on success, -1 on failure, which is logged. Leaves `value` as it was on failure, and when the
+    // value has a type that this version does not know.
     int getconf(const std::string& path, std::string& value) const;
     // The same, with the path logged first.
     int read_setting(const std::string& path, std::string& value) const;
 
-    // Has the network daemon apply parameters to an interface. 0 when it answered "ok", else -1
-    // with the reason logged; -1 at once when there is no name or no parameter.
+    // Asks the network daemon to apply parameters to an interface. 0 when it answered "ok", else -1
+    // with the reason logged; -1 at once when the name or the parameters are empty.
     int update_skylark(const std::string& ifname, const parameters& pairs) const;
 
     // Hands a message with MAC lists, a JSON text, to the network daemon. 0 when it answered "ok",
     // else -1 with the reason logged.
     int set_wisd_bw_list(const std::string& text) const;
 
-    // Tells that the radio of this name is free again, or about to be scanned. Waits for nobody.
+    // Tell the scan listener that a radio is free again, or is about to be scanned. They do not
+    // wait for an answer.
     int unlock_scan(const std::string& ifname) const;
     void lock_scan(const std::string& ifname) const;
 
-    // The daemon was told to stop: a missing answer is no news then.
+    // True once the daemon was told to stop. A missing answer is then no failure.
     bool is_stopping() const { return !*running_; }
 
   protected:
@@ -75,13 +76,13 @@ class ipc_helper {
     ~ipc_helper();
 
     // Sends a request tree to a peer and waits for the answer whose "command" is `answer_command`.
-    // Null when none came in time, when nobody took the request, and while the service stops.
+    // Null when none came in time, when nobody took the request, and while the daemon stops.
     cfg_ptr send_and_wait(cfg_tree* request, const char* answer_command, std::uint8_t peer,
                           const char* error_text) const;
 
     // True when the answer's "status" is "ok".
     static bool is_ok(cfg_tree* answer);
-    // Why it is not, for the log; owned by the answer.
+    // Why it is not "ok", for the log. The answer owns the text.
     static const char* reason_of(cfg_tree* answer);
 
     static constexpr std::uint8_t configd_peer = 1;
@@ -101,7 +102,7 @@ class ipc_helper {
     const bus_ptr bus_;
     const std::uint32_t reply_timeout_ = 20;  // seconds
 
-    // What a peer owes that has let a request time out.
+    // What a peer that has let a request time out owes.
     struct debt {
         int answers = 0;  // to earlier requests, which may still come
         int single = 0;   // requests in a row that had one answer

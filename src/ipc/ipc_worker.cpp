@@ -43,7 +43,7 @@ bool ipc_worker::start_check() {
 bool ipc_worker::process() {
     if (!bus_) return false;
 
-    // A burst is seldom over at its first gap, and the wait of the loop is long.
+    // A burst rarely ends at its first gap, and the loop's own wait would be long.
     for (std::uint32_t gap_us = shortest_gap_us; gap_us <= longest_gap_us; gap_us *= 2) {
         if (move_one()) {
             in_burst_ = true;
@@ -56,7 +56,7 @@ bool ipc_worker::process() {
     return true;
 }
 
-// One message, those of the bus first. False when both sides were empty.
+// Moves one message, from the bus if it has one. False when both sides were empty.
 bool ipc_worker::move_one() {
     // Back-pressure: leave messages on the bus, which drops them when it is full.
     const bool held_back = outgoing_.weight() > heavy_queue;

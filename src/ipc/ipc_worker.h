@@ -1,7 +1,7 @@
 // The roaming bridge: copies every message of the roaming service onto the local bus, and every bus
-// message addressed to the daemon's module onto the service's connection, without looking inside.
-// Made by start-up in roaming mode; runs on a thread of its own and shares only the two queues with
-// the websock_worker.
+// message for the daemon's module into the queue to the service. It does not look inside the
+// messages. Start-up makes it in roaming mode. It runs on a thread of its own and shares only the
+// two queues with the websock_worker.
 #pragma once
 
 #include <atomic>
@@ -33,14 +33,14 @@ class bridge_status : public worker_status {
 
 class ipc_worker : public abstract_worker {
   public:
-    // The queues outlive the worker. `module_number` is the daemon's own on the bus.
+    // The queues outlive the worker. `module_number` is the daemon's own number on the bus.
     ipc_worker(service_queues queues, std::uint32_t module_number, const running_flag* running);
     ~ipc_worker() override;
 
-    // Opens the bus. False when it cannot be had; nothing is logged.
+    // Opens the bus. Returns false and logs nothing when that fails.
     bool start_check() override;
     // Moves at most one message; the bus comes first. True when both sides are empty. After a
-    // message it looks eight more times, over 25.5 ms, before it says so.
+    // message, polls eight more times (25.5 ms) before it reports that.
     bool process() override;
     void on_stop() override;
     // False also when the bus is gone.
@@ -54,10 +54,10 @@ class ipc_worker : public abstract_worker {
   private:
     bool move_one();
 
-    peermsg_settings settings_{PEERMSG_SETTINGS_CODE, {}};  // the library's while bus_ lives
+    peermsg_settings settings_{PEERMSG_SETTINGS_CODE, {}};  // in the library's use while bus_ lives
     bus_ptr bus_;                                           // null while inactive
-    safe_queue& outgoing_;                                  // what came from the bus
-    safe_queue& incoming_;                                  // what goes to it
+    safe_queue& outgoing_;                                  // from the bus to the service
+    safe_queue& incoming_;                                  // from the service to the bus
     const std::uint32_t module_number_;
     bridge_status status_;
     bool in_burst_ = false;  // the last pass moved a message

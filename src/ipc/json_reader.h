@@ -1,10 +1,10 @@
-// Read access to one JSON value. A reader made from text owns the parsed tree; a reader handed out
-// by a lookup is a view into it, copied freely and valid while the owner lives. A reader without a
-// value is empty: every lookup on it answers as for a missing member, so a text that did not parse
-// behaves like an empty message. Used by one thread at a time.
+// Reads one JSON value. A reader made from a text owns the parsed tree. A lookup returns another
+// reader, a view into the tree, which may be copied and is valid while the owner lives. A reader
+// without a value is empty: every lookup on it finds nothing, so a text that cannot be parsed
+// behaves like an empty message. One thread at a time may use a reader.
 //
-// Conversions are json-c's: an integer is read from a number (clamped to 32 bits), a boolean or a
-// numeric string; a string from any value, as its JSON text.
+// json-c does the conversions: an integer comes from a number (clamped to 32 bits), a boolean or a
+// numeric string; a string comes from any value, from other types than strings as their JSON text.
 #pragma once
 
 #include <cstdint>
@@ -28,16 +28,16 @@ class json_reader {
     bool contains(const char* key) const;
     // 0 when the member is missing or null.
     std::int32_t get_int(const char* key) const;
-    // Null when the member is missing or null; else owned by the tree.
+    // Null when the member is missing or null. The tree owns the text.
     const char* get_string(const char* key) const;
     // A view of the member, whatever its type.
     json_reader get_object(const char* key) const;
-    // A view of the element, counting from 0; empty when this is no array or has no such element.
+    // A view of the element, counting from 0; empty when this is not an array or lacks the element.
     json_reader get_array_item(std::int32_t index) const;
-    // 0 when this is no array.
+    // 0 when this is not an array.
     std::int32_t array_length() const;
 
-    // The value itself, to be turned into text; not owned, null when empty.
+    // The value itself, to make a text of it; null when empty. The caller does not own it.
     json_object* object() const { return object_; }
 
   private:

@@ -35,7 +35,7 @@ json_writer::json_writer(kind what, json_writer& parent, const char* key)
         object_ = nullptr;
     } else if (parent.kind_ == kind::array) {
         json_object_array_add(parent.object_, object_);
-        ++parent.next_index_;  // the slot that the child has taken
+        ++parent.next_index_;  // the child has taken this slot
     } else {
         json_object_object_add(parent.object_, key, object_);
     }
