@@ -13,7 +13,7 @@ namespace rfcd {
 
 namespace {
 
-// No other thread exists yet that could read or change the environment.
+// No other thread exists yet, so none can be reading or changing the environment.
 std::string take_variable(const char* name) {
     const char* value = std::getenv(name);
     std::string taken = value == nullptr ? "" : value;
@@ -21,7 +21,7 @@ std::string take_variable(const char* name) {
     return taken;
 }
 
-// Connected to the socket of this name, "/path" or "@abstract"; -1 when there is none.
+// Returns a descriptor connected to the socket of this name, "/path" or "@abstract"; -1 on failure.
 int connect_to(std::string_view name) {
     sockaddr_un address{};
     if (name.size() < 2 || name.size() >= sizeof address.sun_path) return -1;
@@ -58,7 +58,7 @@ service_manager::~service_manager() {
 
 void service_manager::send(const std::string& message) const {
     if (socket_ == -1) return;
-    // There is nobody to tell about a failure.
+    // Nobody could do anything about a failure.
     [[maybe_unused]] const auto sent =
         ::send(socket_, message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
 }

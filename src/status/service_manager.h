@@ -1,6 +1,7 @@
-// Tells the service manager that started the daemon how it is, in the notification protocol that
-// systemd documents as stable: a datagram of NAME=VALUE lines to the socket that NOTIFY_SOCKET
-// names. Without that variable, everything here does nothing. Safe on any thread.
+// Reports the state of the daemon to the service manager that started it. It uses the notification
+// protocol that systemd documents as stable: a datagram of NAME=VALUE lines to the socket in
+// NOTIFY_SOCKET. Without that variable, all operations do nothing. Start-up makes one, which lives
+// as long as the daemon runs. Safe on any thread.
 #pragma once
 
 #include <chrono>
@@ -10,17 +11,17 @@ namespace rfcd {
 
 class service_manager {
   public:
-    // Reads NOTIFY_SOCKET, WATCHDOG_USEC and WATCHDOG_PID, and removes them, so that no command
-    // that the daemon starts takes them for its own.
+    // Reads NOTIFY_SOCKET, WATCHDOG_USEC and WATCHDOG_PID, and removes them from the environment,
+    // so that the commands that the daemon starts do not use them.
     service_manager();
     service_manager(const service_manager&) = delete;
     service_manager& operator=(const service_manager&) = delete;
     ~service_manager();
 
-    // The time within which the manager wants a sign of life; 0 for none.
+    // The longest time between two signs of life that the manager allows; 0 when it wants none.
     std::chrono::milliseconds watchdog_period() const { return watchdog_period_; }
 
-    // Never waits; a message that the socket does not take is lost.
+    // These never wait. A message that the socket does not accept is lost.
     void ready() const { send("READY=1"); }
     void status(const std::string& text) const { send("STATUS=" + text); }
     void alive() const { send("WATCHDOG=1"); }

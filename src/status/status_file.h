@@ -1,6 +1,6 @@
-// A small file that shows others the state of the daemon. It is replaced as a whole, so a reader
-// never finds half of one. A folder that cannot be made or a disk that is full costs the file and
-// nothing else.
+// A small file that shows the state of the daemon. It is replaced as a whole, so nobody ever reads
+// half of one. When the folder cannot be made or the disk is full, only the file is missing or out
+// of date. The status_reporter owns it and lets one thread at a time use it.
 #pragma once
 
 #include <string>
@@ -19,7 +19,7 @@ class status_file {
     // Removes the file.
     ~status_file();
 
-    // Makes the folder when it is missing. False when the file stays as it was.
+    // Writes the new text; makes the folder if it is missing. False when the file stays as it was.
     bool replace(std::string_view text) const;
 
   private:

@@ -8,8 +8,8 @@ namespace rfcd {
 
 namespace {
 
-constexpr std::int64_t busy_ms = 2'000;   // a loop without a pass for so long is worth a word
-constexpr std::int64_t count_ms = 1'000;  // at least between two reports of counts alone
+constexpr std::int64_t busy_ms = 2'000;   // a loop without a pass for longer is shown as busy
+constexpr std::int64_t count_ms = 1'000;  // the shortest time between two reports of counts alone
 
 const char* name_of(const link_status& link) {
     if (link.unlinked) return "unlinked";
@@ -68,7 +68,7 @@ void status_reporter::look() noexcept {
     try {
         do_what_is_due();
     } catch (...) {
-        // Without memory nothing is shown; the next look tries again.
+        // Out of memory: this call shows nothing, the next one tries again.
     }
     in_use_.clear(std::memory_order_release);
 }

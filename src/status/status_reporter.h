@@ -1,12 +1,13 @@
-// Shows the state of the daemon to those who run it: in the status file, to the service manager,
-// and as the sign of life that its watchdog waits for.
+// Shows the state of the daemon to those who run it: in the status file and to the service manager.
+// It also sends the sign of life that the manager's watchdog waits for, unless a loop is stuck
+// (loop_progress tells).
 //
 // Start-up makes it before the workers, and it outlives them. It has no thread of its own: both
-// loops call `look` after their passes, and whoever comes first does what is due. A loop that finds
-// the other one there goes on at once.
+// loops call `look` after their passes, and the first of them does what is due. If the other loop
+// is already doing so, `look` returns at once.
 //
-// The file is written when a state has changed, and at most once a second when only counts have. An
-// idle daemon writes nothing.
+// It writes the file when a state has changed, and at most once a second when only counts have
+// changed. An idle daemon writes nothing.
 #pragma once
 
 #include <atomic>
@@ -26,7 +27,7 @@ namespace rfcd {
 
 class status_reporter {
   public:
-    // What the workers tell. The workers are made after the reporter and destroyed before it.
+    // Where the workers report. They are made after the reporter and destroyed before it.
     struct sources {
         const link_status& link;
         const worker_status& worker;
@@ -34,16 +35,16 @@ class status_reporter {
         loop_progress& service_loop;
     };
 
-    // `url` is shown to everybody. The queues and the manager outlive the reporter.
+    // Everybody can see `url`. The queues and the manager outlive the reporter.
     status_reporter(service_index service, std::string url, service_queues queues,
                     const service_manager& manager);
     status_reporter(const status_reporter&) = delete;
     status_reporter& operator=(const status_reporter&) = delete;
 
-    // Observes both loops from now on. Call it once, before they run.
+    // Observes both loops from now on. Call it once, before the loops run.
     void watch(const sources& workers);
 
-    // Does what is due. On any thread. Does not throw.
+    // Does what is due. Safe on any thread.
     void look() noexcept;
 
   private:
@@ -69,7 +70,7 @@ class status_reporter {
     std::optional<sources> from_;  // set before the loops run
     const std::int64_t started_;   // seconds of the monotonic clock
 
-    // The following belong to whoever has set in_use_.
+    // Only the thread that has set in_use_ may use the following.
     std::atomic_flag in_use_;
     std::uint64_t last_version_ = 0;
     std::string last_counts_;

@@ -52,7 +52,7 @@ void wids_worker::handle_message(const buffer_info_t& message) {
     const json_reader reader(message.data.c_str());
     log_debug(daemon_logger, "Got message: %s\n", message.data.c_str());
 
-    // This leaves out the notices of the link as well: they belong to another service.
+    // This also skips the notices of the link, which belong to another service.
     const char* service = reader.get_string("service");
     if (service == nullptr || strcasecmp(service, wids.wire_name) != 0) return;
 

@@ -1,9 +1,9 @@
-// The client of the WIDS (wireless intrusion detection) MAC-list service: acknowledges or rejects
-// each list that the service sends, by its name, and hands an accepted message whole to the network
+// The client of the WIDS (wireless intrusion detection) MAC-list service: accepts or rejects each
+// list that the service sends, by its name, and hands an accepted message whole to the network
 // daemon. It keeps nothing between messages.
 //
-// Made by start-up in WIDS mode; its loop runs on the main thread. It meets the websock_worker only
-// in the two queues.
+// Start-up makes it in WIDS mode; its loop runs on the main thread. It shares only the two queues
+// with the websock_worker.
 #pragma once
 
 #include <atomic>
@@ -25,7 +25,7 @@ class wids_status : public worker_status {
 
   private:
     std::atomic<bool> accepted_ = false;
-    std::atomic<std::int64_t> time_ = 0;  // seconds of the monotonic clock; 0: there was no list
+    std::atomic<std::int64_t> time_ = 0;  // seconds of the monotonic clock; 0: no list so far
 };
 
 class wids_worker : public abstract_worker {
@@ -43,7 +43,7 @@ class wids_worker : public abstract_worker {
 
     const worker_status& status() const { return status_; }
 
-    // The whole protocol. Blocks while the network daemon answers.
+    // Acts on one message. Blocks until the network daemon has answered.
     void handle_message(const buffer_info_t& message);
 
   private:
