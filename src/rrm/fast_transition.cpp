@@ -15,8 +15,8 @@ constexpr std::int32_t max_vaps = 32;
 constexpr std::int32_t max_remotes = 1025;
 constexpr std::size_t max_key_length = 1024;  // every remote gets a copy
 
-constexpr int reset_now = 0;   // what __reset_skylark_fbt takes
-constexpr int skip_reset = 1;  // likewise
+constexpr int reset_now = 0;  // arguments of __reset_skylark_fbt
+constexpr int skip_reset = 1;
 
 // Adds the object "mac": one member for each remote key holder, named by its R1 key holder
 // identifier.
@@ -77,8 +77,8 @@ void fast_transition::on_stop(const running_flag& running) {
     if (use_80211r_) drv_.__reset_skylark_fbt(running ? reset_now : skip_reset);
 }
 
-// Adds the settings of one VAP to the request; passes over a VAP that is not up or has no remotes.
-// False when the element lacks a key holder identifier.
+// Adds the settings of one VAP to the request; skips a VAP that is not up or has no remotes. False
+// when the element lacks a key holder identifier.
 bool fast_transition::add_fbt_vap(const json_reader& element) {
     const std::int32_t vap = element.get_int("vap_id");
     const std::int32_t radio = element.get_int("radio_id");

@@ -27,7 +27,8 @@ class fast_transition {
     // VAP instead.
     void process_fbt_info(const json_reader& message);
 
-    // Resets the settings when the worker leaves its active state, unless the daemon is stopping.
+    // The worker leaves its active state: resets the settings if fast transition is on, unless the
+    // daemon is stopping.
     void on_stop(const running_flag& running);
 
   private:
@@ -36,7 +37,7 @@ class fast_transition {
 
     driver_interface& drv_;
     bool use_80211r_ = false;
-    std::uint32_t fbt_reassoc_deadline_ = 1000;  // as the last "fbt-info" said
+    std::uint32_t fbt_reassoc_deadline_ = 1000;  // from the last "fbt-info"
     bool fbt_over_ds_ = true;                    // likewise
 };
 

@@ -1,5 +1,6 @@
-// The files by which other processes of the access point and the RRM client tell each other what
-// happens. Only their existence counts. Looked at and changed on the main thread alone.
+// The files through which other processes of the access point and the RRM client tell each other
+// what happens. Only the existence of a file counts. Only the main thread looks at them and changes
+// them.
 #pragma once
 
 namespace rfcd::flag_files {
@@ -7,7 +8,8 @@ namespace rfcd::flag_files {
 inline constexpr const char* hostapd_pid = "/var/run/hostapd.pid";
 inline constexpr const char* widsd_pid = "/var/run/widsd.pid";
 
-// Something of the following has changed; they are looked at only while this one exists.
+// Another process creates this file after one of the following four. The RRM client looks for those
+// only when it finds this one.
 inline constexpr const char* notify = "/tmp/.skylark_notify";
 inline constexpr const char* hostapd_started = "/tmp/.skylark_notify_hostapd_started";
 inline constexpr const char* widsd_started = "/tmp/.skylark_notify_widsd_started";
@@ -22,7 +24,7 @@ bool exists(const char* path);
 bool consume(const char* path);
 // Removes whatever stands there.
 void remove(const char* path);
-// Makes the file, empty. A link that stands in its place is not followed.
+// Makes an empty file, or empties the one that is there. Does not follow a link in its place.
 void create(const char* path);
 
 }  // namespace rfcd::flag_files

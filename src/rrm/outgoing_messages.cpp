@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::int32_t ap_mac_count = 48;
 constexpr std::int32_t no_wildcard_80211r = 0;
-constexpr std::size_t max_domain_length = 255;  // as the configuration file allows
+constexpr std::size_t max_domain_length = 255;  // as in the configuration file
 
 }  // namespace
 
@@ -70,7 +70,7 @@ json_writer outgoing_messages::make_message(const char* cmd) {
     return {entry_of(service_index::rrm).wire_name, cmd, drv_.get_board_mac()};
 }
 
-// A service that asks and does not read gets no more messages.
+// Drops the message when the service sends requests but does not read the answers.
 void outgoing_messages::send(const json_writer& message) {
     if (out_queue_.weight() > heavy_queue) {
         log_error(daemon_logger, "rrm: the service does not read, a message is dropped\n");

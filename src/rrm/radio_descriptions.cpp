@@ -91,7 +91,7 @@ void radio_descriptions::add_vap_description(int vap, const char* ssid, const ch
     object.add_int("802dot11r", drv_.get_ft_enabled_vap(radio, vap) ? 1 : 0);
 }
 
-// A switch of the configuration store: on when it reads "true", off when it cannot be read.
+// Reads a switch from the configuration store: on when it is "true", off when it cannot be read.
 bool radio_descriptions::read_switch(const char* path) {
     std::string value;
     return drv_.read_setting(path, value) == 0 && value == "true";

@@ -1,8 +1,8 @@
 // Describes the access point's radios and their VAPs, for every message that tells the service how
 // the radios are set.
 //
-// Owned by outgoing_messages; runs on the thread of the rrm_worker. It keeps nothing but the
-// driver, which it asks anew for each description.
+// Owned by outgoing_messages; runs on the thread of the rrm_worker. It caches nothing: it asks the
+// driver again for each description.
 #pragma once
 
 #include "driver/driver_interface.h"

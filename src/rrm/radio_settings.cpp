@@ -15,7 +15,7 @@ namespace rfcd {
 namespace {
 
 constexpr std::int32_t default_bandwidth = 20;
-constexpr std::int64_t max_apply_seconds = 120;  // for the radios, and again for the neighbours
+constexpr std::int64_t max_apply_seconds = 120;  // for all radios, and again for all neighbours
 constexpr std::int64_t max_clear_seconds = 60;   // for all lists together
 
 // Times are whole seconds of the monotonic clock.
@@ -28,7 +28,7 @@ sideband_code sideband_code_of(std::int32_t bandwidth, const char* primary) {
     return strcasecmp(primary, "lower") == 0 ? sideband_lower : sideband_none;
 }
 
-// Applies each element of a list that is not empty, until the deadline.
+// Calls `apply` with each element of the list that is not empty, until the deadline.
 void apply_in_time(const json_reader& list, std::int64_t deadline,
                    const std::function<void(const json_reader&)>& apply) {
     for (std::int32_t i = 0; i < list.array_length(); ++i) {
@@ -54,7 +54,7 @@ void radio_settings::apply_config(const json_reader& config) {
                   [&](const json_reader& radio) { apply_radio(radio, service); });
     clear_neighbour_lists();
 
-    // With a deadline of their own: slow radios must not leave the lists empty.
+    // A new deadline, so that slow radios do not leave the lists empty.
     const std::int64_t deadline = seconds_from_now(max_apply_seconds);
     apply_in_time(config.get_object("802dot11k"), deadline,
                   [&](const json_reader& neighbour) { add_neighbours(neighbour, deadline); });
@@ -101,7 +101,7 @@ void radio_settings::apply_radio(const json_reader& radio, const control& servic
                      sideband_code_of(bandwidth, radio.get_string("primary-channel")));
 }
 
-// Adds one neighbour to the lists of the VAPs with the SSIDs that are named beside it.
+// Adds one neighbour to the lists of the VAPs that have one of the SSIDs in its "vaps".
 void radio_settings::add_neighbours(const json_reader& neighbour, std::int64_t deadline) {
     if (neighbour.get_string("neighbour-mac") == nullptr) return;
 

@@ -1,9 +1,9 @@
 // Applies the settings that the service sends in "rrm-info" and with an accepted subscription:
 // channels and transmit powers of the radios, and the neighbour lists of their VAPs.
 //
-// Owned by the rrm_worker; lives as long as it does and runs on its thread. Each setting may cost a
-// command or a request that takes its whole time-out, so there is a limit of 120 s for the radios,
-// 60 s for clearing the lists and 120 s for the new neighbours.
+// Owned by the rrm_worker; lives as long as it does and runs on its thread. Each setting may need a
+// command or a request that runs into its time-out. Therefore the radios have a limit of 120 s,
+// clearing the lists has 60 s, and the new neighbours have 120 s.
 #pragma once
 
 #include <cstdint>
@@ -20,17 +20,18 @@ class radio_settings {
     radio_settings(driver_interface& drv, fast_transition& transition)
         : drv_(drv), fast_transition_(transition) {}
 
-    // Switches fast transition, sets channel and power of the radios that are up and not taken by
-    // widsd, empties all neighbour lists, then fills them. Logs a warning for a radio that does not
-    // exist, and an error when the time is up. Throws when a configured number is not a number; see
-    // the driver.
+    // Switches fast transition, sets channel and power of the radios that are up and not in sentry
+    // mode, empties all neighbour lists, then fills them. Logs a warning for a radio that does not
+    // exist, and an error when a limit is exceeded. Throws when a configured number is not a
+    // number; see the driver.
     void apply_config(const json_reader& config);
 
-    // Empties the neighbour list of every VAP that has 802.11k. Logs an error when the time is up.
+    // Empties the neighbour list of every VAP that has 802.11k. Logs an error when the limit is
+    // exceeded.
     void clear_neighbour_lists();
 
   private:
-    // What the service controls. Values that it sends of anything else are ignored.
+    // What the service controls. Its values for anything else are ignored.
     struct control {
         bool use_tpc;  // transmit powers
         bool use_dca;  // channels

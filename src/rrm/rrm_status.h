@@ -1,5 +1,5 @@
-// What the RRM worker tells about itself. The worker compares it with what it told before after
-// each pass; any thread reads.
+// What the RRM worker reports about itself to the status_reporter. The rrm_worker owns it and
+// updates it after each pass. Any thread may read it.
 #pragma once
 
 #include <atomic>
@@ -10,13 +10,13 @@
 namespace rfcd {
 
 enum class subscription_state {
-    idle,           // without a link, or refused by the service
-    subscribing,    // asks, or waits for hostapd to ask
-    subscribed,     // accepted by the service
-    resubscribing,  // accepted before, and asks again
+    idle,           // there is no link, or the service has refused
+    subscribing,    // asking the service, or waiting for hostapd before it does
+    subscribed,     // the service has accepted
+    resubscribing,  // the service has accepted before; asking again
 };
 
-// A report of the neighbours, the last one that was sent. Time 0: there was none yet.
+// The last report of neighbours that was sent. Time 0: none was sent yet.
 struct sent_report {
     std::int64_t time = 0;  // seconds of the monotonic clock
     std::uint32_t neighbours = 0;
@@ -29,21 +29,21 @@ class rrm_status : public worker_status {
     struct view {
         subscription_state subscription = subscription_state::idle;
         bool hostapd_runs = false;
-        std::uint32_t sweep = 0;  // that runs, counting from 1; 0: no scan runs
+        std::uint32_t sweep = 0;  // the one that runs, from 1; 0: no scan runs
         std::uint32_t sweeps = 0;
         sent_report report;
 
         bool operator==(const view&) const = default;
     };
 
-    // On the worker's thread.
+    // Takes over a change, if there is any. On the worker's thread only.
     void update(const view& now);
 
     void append_to(status_lines& lines) const override;
     const char* summary() const override;
 
   private:
-    view last_;  // the worker's
+    view last_;  // used on the worker's thread only
 
     std::atomic<subscription_state> subscription_ = subscription_state::idle;
     std::atomic<std::int64_t> subscription_since_ = 0;  // seconds of the monotonic clock

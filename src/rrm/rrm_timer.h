@@ -1,5 +1,5 @@
-// The identifiers of the RRM worker's timers. The worker has one timer_list; each timer belongs to
-// the member that arms it, and the worker alone cancels all of them at once.
+// The identifiers of the RRM worker's timers. The worker has one timer_list. Each timer belongs to
+// the member that arms it; only the worker cancels all of them at once.
 #pragma once
 
 #include <cstdint>

@@ -14,7 +14,7 @@ namespace rfcd {
 
 namespace {
 
-constexpr std::int32_t no_poll_timeout = 0;  // a pass waits by itself
+constexpr std::int32_t no_poll_timeout = 0;  // the wait is part of a pass
 constexpr std::uint32_t idle_pause_us = 300'000;
 
 constexpr const service_entry& rrm = entry_of(service_index::rrm);
@@ -64,8 +64,8 @@ rrm_worker::~rrm_worker() {
     flag_files::remove(flag_files::connected);
 }
 
-// start_check() and keep_running() must not throw, but what they set in motion can. They keep the
-// exception for the next pass, from which it ends the process in the ordinary way.
+// start_check() and keep_running() must not throw, but the operations that they call can. They keep
+// an exception for the next pass, which throws it and so ends the process in the usual way.
 
 bool rrm_worker::start_check() {
     try {
@@ -135,7 +135,7 @@ void rrm_worker::handle_pended(const buffer_ptr& message) {
     dispatch(*message);
 }
 
-// Acts on a message. True when it must wait instead, until the running scan is over.
+// Acts on a message. True when the message must wait until the running scan is over.
 bool rrm_worker::dispatch(const buffer_info_t& message) {
     const json_reader reader(message.data.c_str());
     const char* service = reader.get_string("service");
@@ -150,7 +150,7 @@ bool rrm_worker::dispatch_rrm(const json_reader& message) {
     if (cmd == nullptr) return false;
 
     if (drv_.is_scan_in_progress()) {
-        // A message that asks about the radios ends the scan; any other waits for its end.
+        // A new scan request or a question about the radios ends the scan; other messages wait.
         if (!same(cmd, "rrm-update") && !same(cmd, "rrm-request-mode")) return true;
         log_debug(daemon_logger, "Got %s. turning off the current scan.\n", cmd);
         scan_.abandon_scan();
@@ -166,8 +166,8 @@ bool rrm_worker::dispatch_rrm(const json_reader& message) {
     return false;
 }
 
-// A command of the service, whether it is ignored while hostapd does not run, and what is done. The
-// commands without an action belong to a load balancer that this access point does not have.
+// A command of the service: its name, whether the worker ignores it while hostapd does not run, and
+// the action. Commands without an action belong to a load balancer that this access point lacks.
 struct rrm_worker::command {
     const char* name;
     bool needs_hostapd;
@@ -222,15 +222,15 @@ void rrm_worker::dispatch_link(const json_reader& message) {
 void rrm_worker::process_disconnected() {
     log_debug(daemon_logger, "Disconnected from RRM service - stop all timers\n");
     stop_all_timers();
-    // A scan whose timer is gone would never end, and the answer to the next subscription would
-    // wait for its end.
+    // Without its timer a scan would never end, and the answer to the next subscription request
+    // would wait for ever.
     if (drv_.is_scan_in_progress()) scan_.abandon_scan();
     drop_pended_acceptances();
     subscription_.process_disconnected();
 }
 
-// Keeps what was put aside, except answers to a subscription over the link that is gone: they must
-// not subscribe without a link, or on the next one.
+// Keeps the messages that were put aside, except answers to a subscription request: they belong to
+// the lost link, and must not make the daemon subscribed without a link or on the next one.
 void rrm_worker::drop_pended_acceptances() {
     safe_queue kept;
     const auto sort = [&](const buffer_ptr& message) {
@@ -248,7 +248,7 @@ void rrm_worker::drop_pended_acceptances() {
     }
 }
 
-// hostapd is gone, and with it the radios that scan.
+// hostapd is gone, and so are the radios that were scanning.
 void rrm_worker::forget_radio_work() {
     stop_all_timers();
     scan_.clear_scan_results();

@@ -1,19 +1,20 @@
 // The client of the RRM (radio resource management) service: takes every message of the service and
 // of the link, and hands it to the member that acts on it. All radio work goes through the driver.
 //
-// Made by start-up in RRM mode; its loop, its members and their timers all run on the main thread.
-// It shares nothing with the websock_worker but the two queues. Its members do the work:
+// Start-up makes it in RRM mode. Its loop, its members and their timers all run on the main thread.
+// It shares only the two queues with the websock_worker. Its members do the work:
 //
 //   subscription        asks for the subscription, repeats the request, reports changes
 //   scan_session        scans on request, reports the neighbours that it heard
 //   radio_settings      channels, transmit powers, neighbour lists
 //   fast_transition     802.11r
-//   supervision         hostapd and widsd coming and going, the notify files
+//   supervision         watches hostapd and widsd, obeys the notify files
 //   outgoing_messages   builds and sends every message
 //
-// The worker becomes active when hostapd or widsd runs; supervision.h tells how long it stays so.
-// While inactive it takes no message. While a scan runs, it puts messages aside, except those that
-// end the scan.
+// The worker becomes active when hostapd or widsd runs; supervision.h tells how long it stays
+// active. While it is inactive, it takes no messages. While a scan runs, it puts the messages of
+// the service aside until the scan is over; only "rrm-update" and "rrm-request-mode" end the scan
+// instead.
 #pragma once
 
 #include <chrono>
@@ -36,16 +37,16 @@
 
 namespace rfcd {
 
-// What start-up sets and tests change.
+// Settings that tests change.
 struct rrm_tuning {
     std::int32_t subscribe_delay = 30;        // seconds to the first retry
     std::int32_t hostapd_restart_wait = 60;   // seconds
-    std::chrono::milliseconds idle_wait{90};  // of a pass that has nothing to do
+    std::chrono::milliseconds idle_wait{90};  // a pass without a message waits this long
 };
 
 class rrm_worker : public abstract_worker {
   public:
-    // The driver and the queues outlive the worker. `domain` is the first RRM domain.
+    // The driver and the queues outlive the worker. `domain` is the RRM domain to start with.
     rrm_worker(driver_interface& drv, service_queues queues, std::string domain,
                const running_flag* running, const rrm_tuning& tuning = {});
     ~rrm_worker() override;
@@ -53,13 +54,14 @@ class rrm_worker : public abstract_worker {
     // True when hostapd or widsd runs. Runs the expired timers first, because no pass does so while
     // the worker is inactive.
     bool start_check() override;
-    // Runs the expired timers, then takes at most one message of the link and one that was put
-    // aside. Waits for a message (rrm_tuning::idle_wait) when there is nothing to do. Always true.
-    // Throws what a message or a timer throws, and what start_check() or keep_running() kept.
+    // Runs the expired timers, then takes at most one message from the queue and one that was put
+    // aside. Waits for a message (rrm_tuning::idle_wait) when there is nothing to do. Always
+    // returns true. Throws what a message or a timer throws, and what start_check() or
+    // keep_running() kept.
     bool process() override;
     // Empties the neighbour lists, stops all scans, and resets fast transition and the driver.
     void on_stop() override;
-    // False when the daemon stops, or nobody serves the radios any more.
+    // False when the daemon stops, or when neither hostapd nor widsd serves the radios any more.
     bool keep_running(const running_flag* running) override;
 
     const worker_status& status() const { return status_; }
@@ -94,7 +96,7 @@ class rrm_worker : public abstract_worker {
     const safe_queue::handler on_pended_;
     const driver_event_callback on_driver_event_;
     rrm_status status_;
-    std::exception_ptr failure_;  // of an operation that must not throw; process() throws it
+    std::exception_ptr failure_;  // from an operation that must not throw; process() throws it
 };
 
 }  // namespace rfcd

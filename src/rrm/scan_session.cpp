@@ -17,10 +17,10 @@ namespace rfcd {
 
 namespace {
 
-constexpr std::size_t max_scan_channels = 65'536;  // of a band
+constexpr std::size_t max_scan_channels = 65'536;  // for each band
 
-// Reads the number at the beginning of the text and moves the text behind it. Null when the text
-// does not begin with a number.
+// Reads the number at the beginning of `text` and moves `text` past it. Null when the text does not
+// begin with a number.
 std::optional<int> next_number(const char*& text) {
     // Whether a text without a number moves strtol's end depends on the C library.
     const char* start = text + std::strspn(text, " \t\n\v\f\r");
@@ -82,9 +82,9 @@ void scan_session::clear_scan_results() {
     for (auto& list : scan_results_) list.clear();
 }
 
-// Each element of the list names channels of one or more bands, as numbers between blanks; a text
-// counts up to the first word that is not a number. Every number is taken, channel or not: the
-// driver decides what it hands to the radio library.
+// Each element of the list names channels of one or more bands, as numbers between blanks. The rest
+// of a text is ignored from the first word that is not a number. Every number is accepted, even one
+// that is not a channel: the driver decides what it passes to the radio library.
 void scan_session::rebuild_scan_channels(const json_reader& message) {
     scan_channels_.clear();
 
@@ -101,7 +101,7 @@ void scan_session::rebuild_scan_channels(const json_reader& message) {
     }
 }
 
-// Logs an error and returns false when the band has too many channels.
+// Logs an error and returns false when the band would get too many channels.
 bool scan_session::add_scan_channel(int band, int channel) {
     auto& channels = scan_channels_[band];
     channels.insert(channel);
@@ -119,7 +119,7 @@ void scan_session::begin_scan() {
     scan_sweep_ = 0;
 }
 
-// Starts a scan of the kind that was asked for, and the timer of its end.
+// Starts a scan of the kind that the service wants, and the timer for its end.
 void scan_session::start_sweep() {
     syslog(LOG_INFO, "Started scan by skylark");
     int seconds = 0;
@@ -184,8 +184,8 @@ void scan_session::send_rrm_response() {
                     .neighbours = static_cast<std::uint32_t>(neighbours)};
 }
 
-// Adds one inner array for each sweep that found anything. False when the outer array could not be
-// made.
+// Adds one inner array for each sweep that found anything. Returns false when it could not make the
+// outer array.
 bool scan_session::add_rf_environment(json_writer& message) {
     auto environment = message.add_array("rf-environment");
     if (!environment.made()) return false;

@@ -1,10 +1,10 @@
-// The scans that the RRM service asks for with "rrm-update", and the reports of what they heard.
-// One session runs at a time; a new "rrm-update" takes its place. The armed timer is its state:
+// Runs the scans that the RRM service asks for with "rrm-update", and reports what they heard. One
+// session runs at a time; a new "rrm-update" replaces it. The armed timer is the session's state:
 //
-//   timer_scan_delay      the service has put off the start
+//   timer_scan_delay      the service has delayed the start
 //   timer_scan_sweep      the radios scan: once (an RRM scan), or in five sweeps (active scans)
 //   timer_response_delay  the RRM scan is over and its report is held back; a new "rrm-update" does
-//                         not cancel it
+//                         not cancel this timer
 //   none                  there is nothing to do
 //
 // Owned by the rrm_worker; lives as long as it does and runs on its thread.
@@ -31,19 +31,19 @@ class scan_session {
     scan_session& operator=(const scan_session&) = delete;
 
     // Starts a session: at once, or after the delay in the message. Throws std::out_of_range when
-    // the message lists no channel for the band of a radio in use; the delayed start and each later
-    // sweep, which run as timers, do so too.
+    // the message lists no channel for the band of a usable radio. There is no default list. A
+    // delayed start and a later sweep, which run as timers, throw the same.
     void process_rrm_update(const json_reader& message);
 
-    // Stops a running scan, forgets what it heard and cancels the timers of the session.
+    // Stops a running scan, drops its results and cancels the timers of the session.
     void abandon_scan();
 
-    // Cancels the timer of a report that is held back. Its results stay until a scan replaces them.
+    // Cancels the timer of a held-back report. The results stay until a scan replaces them.
     void cancel_held_report();
 
     void clear_scan_results();
 
-    // Of how many sweeps the present session is made, and how many are over.
+    // How many sweeps the present session has, and how many of them are over.
     std::uint32_t sweeps() const { return active_scan_ ? sweep_count : 1; }
     std::uint32_t sweeps_done() const { return scan_sweep_; }
     // The last report that was sent.
@@ -68,10 +68,11 @@ class scan_session {
     timer_list& timers_;
     outgoing_messages& messages_;
     scan_channel_map scan_channels_;
-    std::uint32_t scan_sweep_ = 0;                                    // sweeps that are over
-    std::array<std::vector<scan_result>, sweep_count> scan_results_;  // an RRM scan uses the first
-    bool active_scan_ = false;                                        // else RRM scans
-    std::uint32_t response_delay_ = 0;                                // seconds, of an RRM scan
+    std::uint32_t scan_sweep_ = 0;  // of this session, that are over
+    std::array<std::vector<scan_result>, sweep_count>
+        scan_results_;                  // an RRM scan has only the first
+    bool active_scan_ = false;          // otherwise an RRM scan
+    std::uint32_t response_delay_ = 0;  // seconds, for an RRM scan
     sent_report last_report_;
 };
 

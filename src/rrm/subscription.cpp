@@ -104,7 +104,7 @@ void subscription::process_config_updated() {
     if (is_subscribed()) messages_.send_config_changed();
 }
 
-// A burst of changes is reported once, a while after the last of them.
+// Reports a burst of changes once, a while after the last of them.
 void subscription::handle_driver_event(const driver_event_desc& event) {
     if (!is_subscribed() || event.type != event_radio_changed) return;
 
@@ -135,7 +135,7 @@ void subscription::subscribe_retry() {
     arm_subscribe_timer();
 }
 
-// Sends the first request of a connection, or after hostapd came up; the retries follow.
+// Sends the first request on a connection or after hostapd has started, and arms the retries.
 void subscription::start_subscribing() {
     subscribe();
     subscribe_delay_ = first_subscribe_delay_;
@@ -150,7 +150,7 @@ void subscription::double_subscribe_delay() {
     subscribe_delay_ = std::min(2 * subscribe_delay_, max_subscribe_delay);
 }
 
-// By hostapd, or by widsd in sentry mode.
+// True when hostapd serves the radios, or widsd in sentry mode.
 bool subscription::radios_are_served() { return drv_.is_initialized() || drv_.is_sentry_all(); }
 
 }  // namespace rfcd

@@ -1,5 +1,5 @@
-// The access point's subscription with the RRM service: asks for it, repeats the request until the
-// service answers, and tells the service of changes while it is subscribed.
+// The access point's subscription to the RRM service: asks for it, repeats the request until the
+// service answers, and reports changes to the service while it is subscribed.
 //
 // Owned by the rrm_worker; lives as long as it does and runs on its thread.
 //
@@ -10,10 +10,10 @@
 //   answer with another code     no            unchanged    no
 //   disconnected                 no            no           no
 //
-// So a service that answers 503 after "success" gets both: requests and reports of changes.
+// So a service that answers 503 after "success" gets both requests and reports of changes.
 //
-// What describes the radios (every request and every report) throws when a configured number is
-// not a number; see the driver.
+// Every subscribe-request and every report describes the radios, and so throws when a configured
+// number is not a number; see the driver.
 #pragma once
 
 #include <cstdint>
@@ -29,7 +29,7 @@ namespace rfcd {
 
 class subscription {
   public:
-    // What it uses of the worker; all four outlive this object.
+    // The parts of the worker that it uses. All four outlive this object.
     struct members {
         driver_interface& drv;
         timer_list& timers;
@@ -37,25 +37,25 @@ class subscription {
         radio_settings& settings;
     };
 
-    // `subscribe_delay` is the time to the first repetition, in seconds.
+    // `subscribe_delay` is the time until the first repetition, in seconds.
     subscription(const members& worker, std::int32_t subscribe_delay);
     subscription(const subscription&) = delete;
     subscription& operator=(const subscription&) = delete;
 
-    // The link is up: asks at once when the radios are served, else in process_started().
+    // The link is up: asks at once if the radios are served, otherwise later in process_started().
     void process_connected();
     // The link is gone. The worker has cancelled all timers.
     void process_disconnected();
-    // The service answered. Throws what the settings that come with the answer throw.
+    // The service has answered. Throws what applying the settings in the answer throws.
     void process_subscribe_response(const json_reader& message);
-    // hostapd or widsd has started: asks (again) while subscribing, else reports the change when
+    // hostapd or widsd has started: asks again while subscribing, otherwise reports the change if
     // subscribed.
     void process_started();
 
     subscription_state state() const { return state_; }
 
-    // Unsubscribes and tells the link to drop the connection. The state changes only when the link
-    // reports the loss. The worker has cancelled all timers.
+    // Unsubscribes and tells the link to drop the connection. The state does not change until the
+    // link reports the loss. The worker has cancelled all timers.
     void unsubscribe();
 
     // Reports the changed configuration of the access point when subscribed.
@@ -83,7 +83,7 @@ class subscription {
     radio_settings& settings_;
     subscription_state state_ = subscription_state::idle;
     const std::int32_t first_subscribe_delay_;  // seconds
-    std::int32_t subscribe_delay_;              // seconds to the next repetition
+    std::int32_t subscribe_delay_;              // seconds until the next repetition
 };
 
 }  // namespace rfcd

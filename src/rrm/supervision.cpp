@@ -61,7 +61,7 @@ void supervision::process_widsd_started() {
     worker_.started();
 }
 
-// hostapd's pid file is not there.
+// The pid file of hostapd is missing.
 supervision::radio_state supervision::wait_for_hostapd() {
     if (hostapd_stop_time_) {
         if (monotonic_now().tv_sec - *hostapd_stop_time_ <= hostapd_restart_wait_) {
