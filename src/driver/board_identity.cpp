@@ -27,7 +27,7 @@ constexpr struct {
     {"MAC: ", &board_identity::board_mac},
 };
 
-// What a field keeps of the rest of a line: at most one line-end character is removed.
+// The part of the rest of a line that a field keeps. Removes one line-end character at most.
 std::string_view field_value(std::string_view rest) {
     rest = rest.substr(0, text_field<32>::max_length);
     if (!rest.empty() && (rest.back() == '\n' || rest.back() == '\r')) rest.remove_suffix(1);

@@ -1,4 +1,4 @@
-// The 16-bit channel specification of the radio library: encoding and decoding it. Pure functions.
+// Encodes and decodes the 16-bit channel specification of the radio library. Pure functions.
 #pragma once
 
 #include <cstdint>
@@ -30,7 +30,7 @@ inline constexpr chanspec_t chanspec_sideband_upper = 0x100;  // in configured 4
 
 // The code of a bandwidth in MHz; `otherwise` for a bandwidth that has no code.
 chanspec_t bandwidth_code(int mhz, chanspec_t otherwise);
-// In MHz; nothing when the bits are not a bandwidth code.
+// In MHz; null when the bits are not a bandwidth code.
 std::optional<int> bandwidth_mhz(chanspec_t chanspec);
 
 // "none", "lower", "upper", "ll", "lu", "ul" or "uu"; null for a bandwidth that does not exist.
@@ -48,8 +48,8 @@ chanspec_t chanspec_of(const radio_channel& channel);
 // The primary channel of a wide channel, from the number of the channel's centre.
 int primary_of_centre(int centre, int sideband, int bandwidth_mhz);
 
-// The frequency of a channel's centre in MHz; nothing for an unknown band. Channel numbers that do
-// not exist give a frequency too, clamped to 0 and the greatest int.
+// The frequency of a channel's centre in MHz; null for an unknown band. A channel number that does
+// not exist gives a frequency too, clamped to the range from 0 to the greatest int.
 std::optional<int> channel_frequency(int band, int channel);
 
 }  // namespace rfcd

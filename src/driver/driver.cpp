@@ -1,4 +1,4 @@
-// The tables of radios and VAPs: makes, reads and clears them, and answers from them.
+// The tables of radios and VAPs: makes, fills and clears them, and looks things up in them.
 #include "driver/driver.h"
 
 #include <algorithm>
@@ -18,7 +18,7 @@ constexpr std::uint32_t macs_per_radio = 16;
 constexpr int no_radio = -1;
 constexpr int no_vap = -1;
 
-// The text of a bounds error of a fixed array, as the log has it.
+// The text of an array's bounds error, which is part of a log line.
 std::string out_of_range_text(int index, std::size_t size) {
     char text[128];
     std::snprintf(text, sizeof text, "array::at: __n (which is %zu) >= _Nm (which is %zu)",
@@ -156,7 +156,7 @@ void driver::init_radio(radio_info& radio, int sentry_interface) {
     for (auto& vap : radio.vaps) init_vap(vap);
 }
 
-// A VAP whose interface does not exist keeps what it has.
+// Leaves a VAP whose interface does not exist as it is.
 void driver::init_vap(vap_info& vap) {
     if (!is_if_exists(vap.ifname.c_str())) return;
     log_info(daemon_logger, "Initializing %s vap...\n", vap.ifname.c_str());

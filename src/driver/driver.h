@@ -1,11 +1,11 @@
-// The driver of the access point's radios, over the radio library, the configuration store, the
-// network daemon and hostapd. One in a process, made on first use and destroyed at process exit; it
-// belongs to the thread of the service worker that uses it and has no lock.
+// The driver of the access point's radios. It works through the radio library, the configuration
+// store, the network daemon and hostapd. A process has one, made on first use and destroyed at
+// process exit. Only the thread of the service worker uses it, so it has no lock.
 //
 // The tables of radios and VAPs hold what the last init_interface_context read. Guarded operations
-// answer from the tables; those that look at the system each time say so.
+// use the tables; the comments name those that look at the system each time.
 //
-// driver.cpp holds the tables and the lookups. The other operations are in driver_channels.cpp
+// driver.cpp has the tables and the lookups. The other operations are in driver_channels.cpp
 // (channels, transmit power), driver_scan.cpp, driver_scan_results.cpp, driver_neighbours.cpp and
 // driver_fast_transition.cpp.
 #pragma once
@@ -39,7 +39,7 @@ struct radio_info {
     std::uint32_t mac_offset = 0;
     std::uint32_t mac_count = 0;
     bool reserved_a = false;
-    bool sentry = false;  // given to the WIDS daemon: neither scanned nor described as usable
+    bool sentry = false;  // the WIDS daemon has it: not scanned, and described as locked
     bool reserved_b = false;
     bool auto_channel = false;
     std::string country;
@@ -54,7 +54,7 @@ class driver final : public driver_interface {
     explicit driver(const running_flag* enabled_flag);
     ~driver() = default;
 
-    // Lookups. Null, and an error line, for an index or a name that does not exist.
+    // Lookups. Null, with an error in the log, for an index or a name that does not exist.
     radio_info* get_radio(int radio_id);
     vap_info* get_vap(radio_info* radio, int vap_id);
     radio_info* radio_by_ifname(const std::string& ifname);
@@ -129,15 +129,14 @@ class driver final : public driver_interface {
     using scan_state = std::map<std::string, bool>;  // by radio name; true: a scan runs
 
     bool guard() const { return initialized_ && !is_stopping(); }
-    // Guarded, from the tables.
+    // Guarded; they use the tables.
     bool is_up(const radio_info& radio) const { return guard() && radio.up; }
     bool is_up(const vap_info& vap) const { return guard() && vap.up; }
     bool is_sentry(const radio_info& radio) const { return guard() && radio.sentry; }
 
-    // Null for an index that does not exist; logs nothing.
+    // Null for an index that does not exist, without a line in the log.
     radio_info* find_radio(int radio_id);
-    // Null unless the radio, or the radio and the VAP, exist and are up. An index that does not
-    // exist is logged.
+    // Null unless the radio (and the VAP) exists and is up. Logs an index that does not exist.
     radio_info* up_radio(int radio);
     vap_info* up_vap(int radio, int vap);
     // The index of the radio's first VAP that is up and has this SSID; -1 when there is none.

@@ -1,5 +1,5 @@
-// Channel specifications and transmit power: what is configured, what the radio does, and the two
-// requests that change it.
+// Channel specifications and transmit power: reads the configured and the present ones, and makes
+// the two requests that change them.
 #include <array>
 
 #include "base/bands.h"
@@ -66,7 +66,7 @@ chanspec_t driver::get_config_chanspec(int radio) {
     const auto* found = get_radio(radio);
     if (found == nullptr) return 0;
     const auto bandwidth = get_config_bandwidth(found->ifname);
-    // The code of every width but 80 MHz shares a bit with that of 40 MHz: these take the sideband.
+    // All widths but 80 MHz get the sideband: their codes have a bit in common with that of 40 MHz.
     if ((bandwidth & chanspec_bandwidth_40) == 0) return bandwidth;
     return static_cast<chanspec_t>(bandwidth | get_config_sideband(found->ifname));
 }

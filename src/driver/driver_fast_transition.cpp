@@ -43,7 +43,7 @@ int driver::finish_skylark_fbt_params() {
 int driver::__reset_skylark_fbt(int skip) {
     if (skip != 0) return 0;
     log_debug(daemon_logger, "%s\n", __func__);
-    fbt_params_.reset();  // drops an update that was begun
+    fbt_params_.reset();  // drops an unfinished update
 
     const cfg_ptr request(cfg_get_empty());
     const cfg_ptr nothing(cfg_get_empty());

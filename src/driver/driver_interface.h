@@ -1,13 +1,13 @@
-// The radio driver as the service workers see it: every operation on the access point's radios and
-// virtual access points (VAPs), after the configuration getters of ipc_helper. The service worker
-// holds the one driver of the process by pointer and uses it on its own thread.
+// The radio driver as the service workers see it: the configuration getters of ipc_helper, and all
+// operations on the access point's radios and virtual access points (VAPs). The service worker
+// holds a reference to the one driver of the process and uses it on its own thread.
 //
 // Radios are numbered 0 to get_radio_count() - 1, the VAPs of a radio 0 to get_vap_count() - 1.
 // Names are those of base/interface_names.h, band numbers those of base/bands.h. No operation
 // throws for an index or a name that does not exist: it logs an error and returns false, 0 or null.
-// A guarded operation returns the same, or what its comment says, while the driver is not
-// initialized or the daemon stops. The driver owns the texts that it returns; they are valid until
-// it reads its tables again.
+// While the driver is not initialized or the daemon stops, a guarded operation returns the same, or
+// what its comment says. The driver owns the texts that it returns; they are valid until it reads
+// its tables again.
 #pragma once
 
 #include <cstddef>
@@ -31,11 +31,11 @@ using scan_channel_map = std::map<int, std::set<int>>;  // channels by band
 // 802.11k neighbour reports.
 using vap_callback = std::function<void(int vap, const char* ssid, const char* bssid, bool dot11k)>;
 
-// Transmit powers in dBm where the settings name none.
-inline constexpr int default_tx_power = 16;  // and the greatest
+// Transmit powers in dBm, for radios without such a setting.
+inline constexpr int default_tx_power = 16;  // also the default maximum
 inline constexpr int default_tx_power_min = 11;
 
-// Where set_channel is to put the primary channel of a 40 MHz channel.
+// Where set_channel puts the primary channel of a 40 MHz channel.
 enum sideband_code { sideband_none = 0, sideband_lower = 1, sideband_upper = 2 };
 
 // Something that happened on the radios.
@@ -56,18 +56,19 @@ class driver_interface : public ipc_helper {
     virtual const board_identity* get_board_name() = 0;
     virtual const char* get_board_mac() = 0;
 
-    // Starts a scan on every radio: an active scan of all channels, or an RRM scan of the lowest
-    // channel of the radio's band. Raises `wait_seconds` to the time that the scans need. Always
-    // returns 0. Throws std::out_of_range when a usable radio's band has no entry in `channels`.
+    // Starts a scan on every usable radio: an active scan of the channels listed for its band (all
+    // channels if that list is empty), or an RRM scan of the lowest of them. `wait_seconds`, 0 on
+    // entry, becomes the time that the scans need. Always returns 0. Throws std::out_of_range when
+    // `channels` has no entry for the band of a usable radio.
     virtual int start_scan(bool active, const scan_channel_map& channels, int* wait_seconds) = 0;
-    // Stops every running scan, of either kind. Always returns 0.
+    // Stops every running scan, of both kinds. Always returns 0.
     virtual int stop_scan(bool active) = 0;
     virtual void hostapd_disconnected(bool flag) = 0;
     virtual void stop_all_scans() = 0;
 
-    // Reads the tables of radios and VAPs.
+    // Fills the tables of radios and VAPs from the system and the configuration.
     virtual void init_interface_context() = 0;
-    // Clears what init_interface_context reads.
+    // Clears what init_interface_context has read.
     virtual void reset_interface_context() = 0;
     // True while hostapd runs and the tables have been read; true at first.
     virtual void set_initialized(bool initialized) = 0;
@@ -75,7 +76,7 @@ class driver_interface : public ipc_helper {
     virtual bool is_scan_in_progress() = 0;
 
     virtual bool is_sentry_radio(int radio) = 0;  // guarded
-    // The radio for sentry scanning; the radio count when it is all of them, -1 when it is none.
+    // The radio for sentry scanning; the radio count for all of them, -1 for none.
     virtual int get_scan_interface() = 0;
     virtual bool is_radio_reserved(int radio) = 0;
     virtual bool is_radio_up(int radio) = 0;                         // guarded
@@ -106,13 +107,13 @@ class driver_interface : public ipc_helper {
     // counts as lower. Returns 0 on success, -1 on failure. Guarded, else 0.
     virtual int set_channel(const std::string& ifname, int channel, int bandwidth,
                             int sideband) = 0;
-    // The current channel specification; 0 when the radio is down or does not tell it.
+    // The current channel specification; 0 when the radio is down or it cannot be read.
     virtual chanspec_t get_chanspec(const char* radio_name) = 0;
     virtual int chanspec_channel(chanspec_t chanspec) = 0;
     virtual const char* chanspec_sideband_string(chanspec_t chanspec) = 0;
     virtual int chanspec_bw(chanspec_t chanspec) = 0;  // MHz
 
-    // Calls back for each VAP of the radio that is up. Always returns 0. Guarded.
+    // Calls `callback` for each VAP of the radio that is up. Always returns 0. Guarded.
     virtual int for_each_vap(const char* radio_name, const vap_callback& callback) = 0;
 
     // Replace the table by the results of the last scan. Return 0 or the radio library's failure.
@@ -135,8 +136,8 @@ class driver_interface : public ipc_helper {
     virtual const char* get_vap_ssid(int vap, int radio) = 0;
     virtual const char* get_vap_bssid(int vap, int radio) = 0;
 
-    // Adds a neighbour to every 802.11k VAP with its SSID on the radios of its band (0: of the band
-    // that the channel is in). Logs failures. Rejects a BSSID that is not a MAC address.
+    // Adds a neighbour to the 802.11k VAP with its SSID on each radio of its band (if `band` is 0,
+    // of the band of `channel`). Logs failures. Rejects a BSSID that is not a MAC address.
     virtual void add_rrm_nbr_ap(const char* bssid, const char* ssid, int channel, int band) = 0;
     virtual void clear_rrm_nbr_ap_list(const char* ifname) = 0;
 

@@ -1,4 +1,4 @@
-// The 802.11k neighbour lists, which hostapd keeps: adding to them and clearing them.
+// Adds to and clears the 802.11k neighbour lists, which hostapd keeps.
 #include "base/interface_names.h"
 #include "base/store_paths.h"
 #include "driver/driver.h"
@@ -53,7 +53,7 @@ void driver::add_neighbour(const vap_info& vap, const char* bssid, int channel, 
         bssid_info |= bssid_info_security;
     }
 
-    if (!guard()) return;  // told to stop during the read: starts no command any more
+    if (!guard()) return;  // the daemon was told to stop during the read: start no command
     if (set_rrm_nbr_ap_list(iface.c_str(), bssid, swap_bytes(bssid_info), channel, ssid, op_class,
                             phy_type) != 0) {
         log_error(daemon_logger, "%s: add neighbor failed\n", "set_rrm_nbr_ap_list");

@@ -1,5 +1,5 @@
-// Starting and stopping scans. Every radio is locked for a scan, usable or not; a radio whose scan
-// does not start is stopped again and, when that succeeds, unlocked.
+// Starts and stops scans. A start locks every radio, usable or not. When the scan of a radio does
+// not start, the driver stops it and, if that succeeds, unlocks the radio.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -18,7 +18,7 @@ namespace {
 
 constexpr int rrm_scan_seconds = 8;
 
-// Numbers that the radio library defines.
+// The radio library defines these numbers.
 constexpr int lock_purpose_active = 22;
 constexpr int lock_purpose_rrm = 13;
 constexpr std::uint32_t scan_option_40 = 0x100000;
@@ -36,14 +36,14 @@ static_assert(offsetof(radioctl_scan_params, reserved_46) == 46);
 static_assert(offsetof(radioctl_scan_params, option_80) == 80);
 static_assert(offsetof(radioctl_scan_params, reserved_81) == 81);
 
-// Seconds that an active scan of a band takes when no channels are named.
+// How many seconds an active scan of a band takes when the channel list is empty.
 int full_scan_seconds(int band) {
     const auto* const known = find_band(band);
     if (known == nullptr) throw std::out_of_range("map::at");
     return known->full_scan_seconds;
 }
 
-// 0.7 s a channel and one second.
+// 0.7 s for each channel, plus one second.
 int active_scan_seconds(std::size_t channels, int without_channels) {
     return channels == 0 ? without_channels : static_cast<int>(channels * 7 / 10 + 1);
 }
@@ -64,7 +64,7 @@ std::vector<std::uint32_t> frequencies_of(int band, const std::set<int>& channel
     return frequencies;
 }
 
-// `frequencies` stay the caller's.
+// The caller keeps `frequencies` until the scan has started.
 radioctl_scan_params active_scan_params(const std::vector<std::uint32_t>& frequencies) {
     radioctl_scan_params params{};
     params.frequencies = frequencies.data();
@@ -91,8 +91,8 @@ bool driver::is_usable_for_scan(const radio_info& radio) const {
     return is_up(radio) && !is_sentry(radio);
 }
 
-// The system interface through which the radio library reaches a radio: that of its first VAP that
-// is up. Empty when there is none; the caller logs that.
+// The system interface through which the radio library reaches a radio: that of the first VAP that
+// is up. Empty when no VAP is up; the caller logs that.
 std::string driver::get_active_ifname(const radio_info& radio) const {
     if (!is_up(radio)) return "";
     for (const auto& vap : radio.vaps) {
@@ -206,7 +206,7 @@ int driver::stop_scan(bool /*active: every kind is stopped*/) {
     return 0;
 }
 
-// As after a start that failed, except that the line is logged before the radio is unlocked.
+// Does the same as a failed start, but logs the line before it unlocks the radio.
 void driver::stop_on_radio(scan_kind kind, const radio_info& radio) {
     if (!end_scan(kind, radio)) return;
     log_info(daemon_logger, "Stop %s scanning for radio '%s'\n", name_of(kind),
@@ -214,7 +214,7 @@ void driver::stop_on_radio(scan_kind kind, const radio_info& radio) {
     unlock_scan(radio.ifname);
 }
 
-// False, and the scan counts as running, when it cannot be stopped.
+// Returns false when the scan cannot be stopped; it then still counts as running.
 bool driver::end_scan(scan_kind kind, const radio_info& radio) {
     const int result = kind == scan_kind::active ? stop_active_scan(radio) : stop_rrm_scan(radio);
     if (result != 0) {

@@ -1,4 +1,4 @@
-// Reading what the scans heard.
+// Reads the results of the scans.
 #include <array>
 
 #include "driver/driver.h"
@@ -9,8 +9,8 @@ namespace rfcd {
 
 namespace {
 
-// No radio hears this many access points at once. A greater count is wrong, and reading that many
-// entries could run past their memory: then no entry is read.
+// No radio hears this many access points at once. A greater count must be wrong, and reading that
+// many entries could go beyond their memory, so the driver then reads none.
 constexpr std::uint64_t max_active_entries = 4096;
 
 }  // namespace

@@ -1,6 +1,6 @@
-// Whether a radio or VAP interface exists on the system and is administratively up, from the
-// kernel's network device directory. Keeps no state; safe on any thread. Takes VAP and radio names;
-// looks VAP 0 of a radio up as the radio.
+// Tells whether a radio or VAP interface exists on the system and is administratively up, from the
+// kernel's network device directory. Accepts the names of radios and VAPs; VAP 0 of a radio has the
+// interface of the radio. Keeps no state; safe on any thread.
 #pragma once
 
 #include <string>

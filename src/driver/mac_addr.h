@@ -1,4 +1,4 @@
-// A MAC address, as a value and as text.
+// A MAC address as a value and as text. Safe on any thread.
 #pragma once
 
 #include <array>

@@ -1,5 +1,5 @@
-// The text forms in which hostapd is told of a neighbour: the body of an IEEE 802.11 Neighbor
-// Report element, and the commands for hostapd's global control socket. Pure functions.
+// Makes the wpa_cli command lines that tell hostapd about a neighbour, with the body of an IEEE
+// 802.11 Neighbor Report element in them. Pure functions.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace rfcd {
 
-// For a number that is not the number of a band: a neighbour without operating class.
+// What to say about a neighbour of this band. An unknown band gives no operating class.
 neighbour_class neighbour_class_of_band(int band);
 
 // The 32-bit number with its bytes in reverse order.
@@ -18,7 +18,7 @@ std::uint32_t swap_bytes(std::uint32_t value);
 
 struct neighbour {
     std::string_view bssid;            // colon-separated text
-    std::uint32_t bssid_info_swapped;  // so that eight digits give the low byte first
+    std::uint32_t bssid_info_swapped;  // swapped, so that its eight digits begin with the low byte
     int channel;
     std::string_view ssid;
     std::uint8_t op_class;

@@ -1,5 +1,5 @@
-// The owners of what the radio library lends: its context, and the container of active results. For
-// the driver's thread.
+// The owners of what the radio library hands out: its context, and the container of active results.
+// Only the driver's thread uses them.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,8 @@
 
 namespace rfcd {
 
-// The context of the process: opened at the first need, tried again after a failure, closed at
-// process exit. Null when it cannot be opened now; never owned by the caller.
+// The context of the process. The first call opens it, a call after a failure tries again, and the
+// process closes it at exit. Null when it cannot be opened. The caller never owns it.
 radioctl_ctx* radioctl_context();
 
 // The results of an active scan, filled by the library.
@@ -24,7 +24,7 @@ class active_results {
 
     radioctl_scan_results* get() { return &results_; }
 
-    // What the library claims: nothing says how much memory stands behind the entries.
+    // The count that the library reports. It may be wrong: nothing tells the size of the memory.
     std::uint64_t count() const { return results_.entries != nullptr ? results_.count : 0; }
     record_bytes entry(std::size_t index) const {
         return {static_cast<const std::uint8_t*>(results_.entries) + index * RADIOCTL_ENTRY_SIZE,

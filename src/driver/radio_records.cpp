@@ -35,7 +35,7 @@ std::uint16_t read_u16(record_bytes record, std::size_t offset) {
     return static_cast<std::uint16_t>(record[offset] | (record[offset + 1] << 8));
 }
 
-// A text field up to its zero byte, or to its own end.
+// A text field up to its zero byte, or to the end of the field.
 std::string read_text(record_bytes record, std::size_t offset, std::size_t size) {
     const auto field = record.subspan(offset, size);
     return {field.begin(), std::find(field.begin(), field.end(), 0)};
@@ -59,7 +59,7 @@ std::int32_t sideband_bits(std::string_view text) {
     return chanspec_sideband_ll;
 }
 
-// In 64 bits, where no quotient of two 32-bit numbers overflows.
+// In 64 bits, because the least 32-bit number divided by -1 needs more than 32.
 std::int32_t mean(std::int64_t sum, std::int64_t samples) {
     return samples == 0 ? 0 : static_cast<std::int32_t>(sum / samples);
 }

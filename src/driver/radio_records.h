@@ -1,6 +1,6 @@
-// Readers of the radio library's records. None reads beyond its record, whatever the record says:
-// a text ends with its field at the latest, a count is cut to what the buffer holds. Pure
-// functions, bytes in and values out.
+// Reads the radio library's records: bytes in, values out. No function reads beyond its record,
+// whatever the record says: a text ends at the end of its field at the latest, and a count is cut
+// to what the buffer holds. Pure functions.
 #pragma once
 
 #include <cstdint>
@@ -38,16 +38,16 @@ scan_result read_active_entry(record_bytes record);
 struct rrm_scan_head {
     std::uint32_t magic = 0;
     bool running = false;
-    std::int32_t count = 0;  // as the library gave it
+    std::int32_t count = 0;  // as the library reports it; it may be wrong
     std::int32_t band = 0;
 };
 rrm_scan_head read_rrm_head(record_bytes buffer);
 
 struct rrm_scan_entry {
     libnetworkd::MacAddr bssid;
-    std::int32_t rssi = 0;  // mean of the samples, 0 without any
+    std::int32_t rssi = 0;  // mean of the samples, 0 without samples
     std::int32_t tx_power = 0;
-    chanspec_t chanspec = 0;  // the channel number of a wide channel is its centre
+    chanspec_t chanspec = 0;  // of a wide channel, its number is that of the centre
 };
 
 // Reads as many entries as the head counts, but never more than the buffer holds.
