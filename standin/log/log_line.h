@@ -1,5 +1,5 @@
 // Formats log lines such as "2026-11-22 20:30:01.123 debug rfcd[1234]: text", or "<7>text" for the
-// journal. Pure text work.
+// journal. Pure functions.
 #pragma once
 
 #include <cstdarg>

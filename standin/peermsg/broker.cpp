@@ -17,7 +17,7 @@ namespace standin {
 
 namespace {
 
-// How much is read from one module before the others have their turn and its frames are sent.
+// How much the broker reads from one module before it sends the frames and serves the others.
 constexpr int frames_per_turn = 256;
 constexpr std::size_t bytes_per_turn = std::size_t{256} << 10;
 constexpr std::size_t max_parts = 64;
@@ -103,7 +103,8 @@ void broker::run() {
     }
 }
 
-// Serves clients whose frames are already read; their sockets may never become readable again.
+// Serves clients whose frames have been read but not handled: their sockets may never become
+// readable again.
 void broker::serve_unfinished() {
     for (auto next = clients_.begin(); unfinished_ > 0 && next != clients_.end();) {
         client& c = *(next++)->second;

@@ -87,9 +87,9 @@ class broker {
     const int listener_;
     const int stop_;
     const int epoll_;
-    int spare_descriptor_;  // closed to be able to refuse a connection when descriptors run out
+    int spare_descriptor_;  // closed for a moment to refuse a connection when descriptors run out
     std::map<int, std::unique_ptr<client>> clients_;
-    std::size_t unfinished_ = 0;                       // the number of such clients
+    std::size_t unfinished_ = 0;                       // number of clients with `unfinished` set
     std::vector<client*> unsent_;                      // clients with `unsent` set
     std::array<client*, max_module + 1> receivers_{};  // by module number, with a running exchange
     std::vector<client*> monitors_;

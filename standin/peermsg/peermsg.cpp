@@ -15,7 +15,7 @@ using clock_type = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds start_limit{1};
 
-// The next text that is here already, or null. Handles the broker's notices on the way.
+// The next text that has already arrived, or null. Handles the broker's notices before it.
 frame_block next_text(peermsg_ctx& ctx) {
     while (auto frame = ctx.connection.receive()) {
         const auto head = head_of(frame);

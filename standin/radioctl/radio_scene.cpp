@@ -76,8 +76,8 @@ int scene_channel::position() const {
 }
 
 int scene_channel::centre() const {
-    // The channels of a block are 4 numbers apart; its centre is half the block above the first's
-    // lower edge.
+    // The 20 MHz channels of a block are 4 numbers apart, and the centre of the block is the middle
+    // between its first and last channel.
     if (width != 40 && width != 80) return channel;
     const int offset = (width / 20 - 1) * 2 - 4 * position();
     return static_cast<int>(std::int64_t{channel} + offset);

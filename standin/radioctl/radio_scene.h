@@ -1,5 +1,5 @@
-// The world that the simulated radios see: a JSON file. It is read again at every call, so that it
-// can change while they run. Text in, plain records out.
+// Parses the scene file, the world that the simulated radios see. They read it again at every call,
+// so that it can change while they run. Text in, plain records out. An example:
 //
 //   {
 //     "radios": [{"name": "wlan1", "band": 5, "channel": 36, "width": 80, "sideband": "ll"}],
@@ -64,7 +64,7 @@ struct radio_scene {
     std::vector<scene_fault> faults;
 
     const scene_radio* radio(std::string_view name) const;
-    // The value of the fault for a call on a radio and a field of its record; null without one.
+    // The value of the fault for a call on a radio and a field of its record; null without a fault.
     std::optional<long> fault(std::string_view call, std::string_view radio,
                               std::string_view field = {}) const;
 };

@@ -60,7 +60,7 @@ std::string radio_of(const char* iface) {
     return name.substr(0, name.find('-'));
 }
 
-// Read at the beginning of every call on an interface: the scene, the radio, and its fault.
+// What every call on an interface reads first: the scene, the radio, and its fault.
 struct call {
     call(const char* function, const char* iface)
         : scene(read_scene()), name(radio_of(iface)), radio(scene.radio(name)) {

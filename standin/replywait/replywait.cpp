@@ -1,8 +1,8 @@
-// The reply-wait library, based on the messaging library of this folder. A wait without an answer
-// is reported to the system log, except when a signal ended it.
+// The reply-wait library, based on the stand-in of the messaging library. It reports a wait without
+// an answer to the system log, unless a signal ended the wait.
 //
-// A signal that arrives before the wait begins cannot end it: its handler has run, and nothing
-// tells this library. The caller checks its own flag before, and the time between is microseconds.
+// A signal that arrives before the wait begins cannot end it: its handler has already run, and this
+// library does not know. The caller checks its own flag shortly before; the gap is microseconds.
 #include "platform/replywait.h"
 
 #include <syslog.h>

@@ -1,5 +1,5 @@
 // The command-execution library: splits a command at blanks and runs it without a shell, for five
-// seconds at most. Its output goes to the log.
+// seconds at most. The command's output goes to the log.
 #include "platform/runproc.h"
 
 #include <fcntl.h>
@@ -57,8 +57,8 @@ class output_pipe {
         ends_[1] = -1;
     }
 
-    // Waits for output for the time of `step` at most, and keeps it. False when a signal handler
-    // ran meanwhile.
+    // Waits for output for `step` at most, and keeps it. False when a signal handler ran during the
+    // wait.
     bool read_for(std::chrono::milliseconds step, std::string& output) {
         pollfd in{ends_[0], POLLIN, 0};
         const int ready = poll(&in, 1, static_cast<int>(step.count()));
@@ -67,7 +67,7 @@ class output_pipe {
         return true;
     }
 
-    // Keeps the output that is here already, without waiting for more.
+    // Keeps the output that has already arrived, without waiting for more.
     void read_rest(std::string& output) {
         pollfd in{ends_[0], POLLIN, 0};
         for (int pieces = 0; pieces < most_rest_pieces && poll(&in, 1, 0) > 0; ++pieces) {
@@ -76,7 +76,7 @@ class output_pipe {
     }
 
   private:
-    // A pipe holds no more than this. A background process may go on writing; that is ignored.
+    // A pipe holds no more than this. What a background process writes later is ignored.
     static constexpr int most_rest_pieces = 256;
 
     // False at the end of the output.
