@@ -27,7 +27,7 @@ child_process::child_process(const std::vector<std::string>& arguments,
                                      O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0644);
     posix_spawn_file_actions_adddup2(&files, STDOUT_FILENO, STDERR_FILENO);
 
-    // The child inherits no other descriptor, whatever the caller was started with.
+    // The child inherits no other descriptor, whatever descriptors the caller inherited.
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         const int descriptor = std::stoi(entry.path().filename());
         if (descriptor > STDERR_FILENO) posix_spawn_file_actions_addclose(&files, descriptor);

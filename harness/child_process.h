@@ -1,5 +1,5 @@
 // A process that the lab or a test starts and ends: the daemon, the broker, hostapd. The destructor
-// kills it if it still runs.
+// kills it if it is still running.
 #pragma once
 
 #include <sys/types.h>
@@ -26,9 +26,9 @@ class child_process {
     std::optional<int> status();
     bool running() { return !status(); }
     void signal(int number) const;
-    // Waits for the end; null when it does not come in time.
+    // Waits for the end of the process; null when it does not end in time.
     std::optional<int> wait(milliseconds timeout = patience);
-    // Sends SIGTERM, waits, and sends SIGKILL if that was not enough. Returns its status.
+    // Sends SIGTERM and waits; sends SIGKILL if the process still runs then. Returns its status.
     int stop(milliseconds timeout = patience);
 
   private:

@@ -1,4 +1,4 @@
-// Messages that one thread puts in and another takes out.
+// A queue of messages that one thread puts in and another takes out.
 #pragma once
 
 #include <condition_variable>
@@ -22,12 +22,13 @@ class inbox {
         arrived_.notify_all();
     }
 
-    // The oldest message, waiting for one up to `timeout`.
+    // Takes the oldest message; waits for one up to `timeout`.
     std::optional<Message> take(milliseconds timeout = patience) {
         return take_matching([](const Message&) { return true; }, timeout);
     }
 
-    // The oldest message that `matches`, waiting for one up to `timeout`; drops those before it.
+    // Takes the oldest message that `matches`; waits for one up to `timeout`. Drops the messages
+    // before it.
     template <typename Predicate>
     std::optional<Message> take_matching(const Predicate& matches,
                                          milliseconds timeout = patience) {

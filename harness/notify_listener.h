@@ -1,4 +1,4 @@
-// The end of a service manager's notification socket, for whoever starts a daemon with
+// The service manager's end of a notification socket, for tests that start a daemon with
 // NOTIFY_SOCKET=/tmp/notify.
 #pragma once
 

@@ -10,7 +10,7 @@ using std::chrono_literals::operator""ms;
 using std::chrono_literals::operator""s;
 using milliseconds = std::chrono::milliseconds;
 
-inline constexpr milliseconds patience{15000};  // for what takes a moment when all is well
+inline constexpr milliseconds patience{15000};  // for what normally takes a moment
 
 template <typename Condition>
 bool wait_until(const Condition& condition, milliseconds timeout = patience) {

@@ -1,4 +1,4 @@
-// The log library of the unit tests: keeps what is written.
+// The log library of the unit tests: keeps the lines that the daemon logs.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@ namespace fake_log {
 
 // Forgets everything and sets the daemon's mask.
 void reset(unsigned mask = 15);
-// Everything since the last call, each message behind its level: "debug websock-rrm->Stopping\n".
+// All messages since the last call, each after its level: "debug websock-rrm->Stopping\n".
 std::string take();
 
 }  // namespace fake_log

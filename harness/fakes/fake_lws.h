@@ -1,5 +1,5 @@
-// The WebSocket library of the unit tests: a test plays its events by calling the worker's callback
-// and reads back what the worker asked of it.
+// The WebSocket library of the unit tests. A test plays the library's events by calling the
+// worker's callback, and reads back what the worker asked of the library.
 #pragma once
 
 #include <libwebsockets.h>
@@ -14,17 +14,17 @@ struct state {
     bool context_fails = false;
     bool connect_fails = false;
     int room = 1000000;         // writes until the pipe chokes
-    int write_result = 1;       // negative: what lws_write answers; else it answers the length
-    std::size_t remaining = 0;  // of the frame being received
+    int write_result = 1;       // lws_write returns it if negative, otherwise the length
+    std::size_t remaining = 0;  // bytes of the frame that are still to come
     bool final_fragment = true;
     std::string record;  // "create, NAME connect h:1/p, write 0 text, ..."
     int log_level = -1;
-    int socket = -1;       // of the connection
-    int wait_ms = 0;       // what a service call may be waited for
-    bool partial = false;  // of a message is held back by the library
-    std::function<void()> on_connect;
-    std::function<void()> on_service;  // what a service call brings
-    int service_ms = 100;              // what it takes: the time of a whole pass
+    int socket = -1;                   // of the connection
+    int wait_ms = 0;                   // how long the worker may wait before a service call
+    bool partial = false;              // the library still holds part of a message
+    std::function<void()> on_connect;  // runs in every attempt to connect
+    std::function<void()> on_service;  // runs in every service call
+    int service_ms = 100;              // time that a service call takes: a whole pass
     // Parameters of the last context.
     unsigned handshake_seconds = 0;
     unsigned connect_seconds = 0;

@@ -29,7 +29,7 @@ std::string answer_to(const std::string& request) {
     return R"({"command":"get-response","value":)" + found->second + "}";
 }
 
-// The next answer that has come by this time.
+// Takes the next answer that has arrived by this time. False when there is none.
 bool take_answer(std::int64_t now_ns, std::string& answer) {
     if (bus.answers.empty() || bus.answers.front().first > now_ns) return false;
     answer = bus.answers.front().second;
@@ -57,7 +57,7 @@ int peermsg_peer_start(peermsg_ctx* ctx) {
     ctx->record_before = bus.record.size();
     bus.record += "start, ";
     bus.loop = 1;
-    // What came without an exchange is gone.
+    // What arrived while no exchange was running is lost.
     for (std::string gone; take_answer(fake_clock::now_ns, gone);) {
     }
     return 0;

@@ -1,5 +1,5 @@
-// The radio library and the command runner of the unit tests: calls are written down as one text,
-// results and records are what a test says.
+// The radio library and the command runner of the unit tests. They record the calls as one text; a
+// test sets the results and the records that they return.
 #pragma once
 
 #include <cstdint>
@@ -20,8 +20,8 @@ struct state {
     bytes info = bytes(RADIOCTL_INFO_SIZE);
     std::map<std::string, bytes> active;  // entries by interface
     std::map<std::string, bytes> rrm;     // result buffers by interface
-    std::uint64_t active_count_lie = 0;   // added to the true count
-    int open_containers = 0;              // of active results, not released yet
+    std::uint64_t active_count_lie = 0;   // added to the true count of entries
+    int open_containers = 0;              // containers of active results that are not released
     std::string record;                   // "lock wlan0 22, start wlan0 2412 2437, ..."
 };
 
@@ -30,12 +30,12 @@ inline state library;
 inline void reset() { library = {}; }
 inline std::string take_record() { return std::exchange(library.record, {}); }
 
-// The fields of the library's records, and records made of them.
+// The fields of the library's records, and functions that make records of them.
 struct active_fields {
     int channel = 44;
     int band = 5;
     int rssi = -61;
-    std::string bandwidth = "20";  // beyond its field it runs into the next ones
+    std::string bandwidth = "20";  // a longer text runs into the next fields
     std::string sideband = {};
 };
 bytes active_entry(const active_fields& fields);
@@ -49,7 +49,7 @@ struct rrm_fields {
 struct rrm_results {
     std::uint32_t magic = RADIOCTL_RRM_MAGIC;
     std::uint32_t running = 0;
-    std::optional<std::int32_t> count = {};  // the number of entries, when it is not another one
+    std::optional<std::int32_t> count = {};  // if not set, the true number of entries
     std::int32_t band = 5;
     std::vector<rrm_fields> entries = {};
 };

@@ -1,5 +1,5 @@
-// A VAP of the access point that the driver sees through the fakes: its network device, and its
-// settings in the store of the fake bus.
+// Makes a VAP that the driver sees through the fakes: a network device, and settings in the store
+// of the fake bus.
 #pragma once
 
 #include <filesystem>
@@ -14,13 +14,13 @@ inline void store(const std::string& path, const std::string& value) {
     fake_peermsg::bus.store[path] = '"' + value + '"';
 }
 
-// `device` is the name of the interface on the system; it is up.
+// Makes a network device that is up. `device` is the name of the interface on the system.
 inline void make_device(const std::string& device) {
     std::filesystem::create_directories("/sys/class/net/" + device);
     lab::write_file("/sys/class/net/" + device + "/flags", "0x1003\n");
 }
 
-// An enabled VAP that gives 802.11k neighbour reports.
+// Stores the settings of an enabled VAP with 802.11k neighbour reports.
 inline void store_vap(const std::string& vap, const char* ssid, const char* mode) {
     const std::string path = "/interface/" + vap;
     store(path + "/common/enabled", "true");

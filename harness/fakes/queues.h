@@ -1,4 +1,4 @@
-// Short ways to put texts onto the daemon's queues and to look at them.
+// Helpers to put texts onto the daemon's queues and to take them out.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@ inline rfcd::buffer_ptr buffer_of(const std::string& text) {
     return buffer;
 }
 
-// Takes everything out, oldest first.
+// Takes all messages out, oldest first.
 inline std::vector<std::string> drain(rfcd::safe_queue& queue) {
     std::vector<std::string> texts;
     while (queue.try_pop([&](const rfcd::buffer_ptr& b) { texts.push_back(b->data); })) {

@@ -1,4 +1,4 @@
-// A driver that answers what a test tells it and writes down what it is asked to do, as one text.
+// A driver that returns what a test sets, and records what it is asked to do as one text.
 #pragma once
 
 #include <stdexcept>
@@ -19,24 +19,24 @@ class scripted_driver final : public rfcd::driver_interface {
     }
     ~scripted_driver() = default;
 
-    // What was asked for since the last look.
+    // What was recorded since the last call.
     std::string take() { return std::exchange(record, {}); }
 
     bool initialized = true;
     bool sentry_all = false;
     bool scanning = false;
-    bool radios_up = false;  // all of them, each with VAP 0 "net" that has 802.11k
-    bool vaps_up = true;     // of radios that are
+    bool radios_up = false;  // all radios, each with VAP 0 "net", which has 802.11k
+    bool vaps_up = true;     // of radios that are up
     bool dot11k = true;
     int sentry_radio = -1;
     bool auto_channel = false;
     int scan_seconds = 2;
-    int power_takes_seconds = 0;        // of the moved clock, for each setting
-    int clearing_takes_seconds = 0;     // and for each neighbour list
-    bool throws = false;                // from reading the transmit power, and from starting a scan
-    rfcd::chanspec_t current = 0x2024;  // channel 36, 80 MHz, ll
-    rfcd::chanspec_t configured = 0x1900;               // 40 MHz, upper
-    std::vector<std::vector<rfcd::scan_result>> heard;  // by the next reads of results
+    int power_takes_seconds = 0;           // of the fake clock, for each setting
+    int clearing_takes_seconds = 0;        // the same for each neighbour list
+    bool throws = false;                   // when it reads the transmit power or starts a scan
+    rfcd::chanspec_t current = 0x2024;     // channel 36, 80 MHz, ll
+    rfcd::chanspec_t configured = 0x1900;  // 40 MHz, upper
+    std::vector<std::vector<rfcd::scan_result>> heard;  // results of the next reads
     std::vector<rfcd::driver_event_desc> events;        // delivered by the next poll
     rfcd::board_identity identity;
     std::string record;
