@@ -1,11 +1,10 @@
-// Both ends of the local bus. An input that begins with "l" is what the library's end receives from
-// a broker, behind the answer to its start when "s" follows. Any other is a script for the broker:
-// lines of a client's number, 0 to 3, and of
-//   c            the client goes, and comes back with its next line
-//   KSDL,TEXT    a frame of kind K from module S to module D (letters, 'A' is 1) whose head tells L
-//   bytes more
-//                than TEXT has
-//   .BYTES       bytes as they are
+// Both ends of the local bus. An input that begins with "l" is what a broker sends to the library;
+// if "s" follows, the broker answers the library's start first. Any other input is a script for the
+// broker. A line begins with the number of a client, 0 to 3, and goes on with
+//   c            the client disconnects; its next line connects it again
+//   KSDL,TEXT    a frame of kind K from module S to module D (letters, 'A' is 1); the length in its
+//                head is that of TEXT plus L
+//   .BYTES       raw bytes
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -27,7 +26,8 @@ namespace {
 using standin::frame_kind;
 using standin::frame_reader;
 
-// The broker's socket in the sandbox. A new one for each input, lest a connection is left over.
+// Makes the broker's socket in the sandbox, a new one for each input, so that no connection of an
+// earlier input is left over.
 int open_bus() {
     mkdir(standin::bus_directory, 0700);
     unlink(standin::bus_socket);
@@ -62,9 +62,9 @@ void write_all(int descriptor, std::string_view bytes) {
     send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
-// A broker on this very thread. It serves until a module of ours has its own text back: what the
-// broker polls in place of its stop descriptor is that module's end of the connection. A monitor of
-// ours watches, and asks each time who is registered.
+// A broker on the calling thread. Its stop descriptor is our own module's end of a connection, so
+// it serves until our module has received its own text. A monitor of ours watches, and
+// asks each time who is registered.
 class broker_session {
   public:
     broker_session() {
@@ -158,7 +158,7 @@ class broker_session {
         }
         fuzz::require(state == frame_reader::state::nothing, "a monitor is kept");
     }
-    // Texts of others may stand before what is expected. With it, nothing that came is unread.
+    // Reads up to a frame of this kind for us. Texts from other modules may come before it.
     void expect(frame_kind kind) {
         for (int turn = 0; turn < 1000; ++turn) {
             standin::frame_block block;
@@ -194,7 +194,7 @@ class broker_session {
     std::array<int, 4> clients_{-1, -1, -1, -1};
 };
 
-// What a broker says at every connection, of which the library tries two.
+// A broker that sends the same bytes on every connection. The library tries two connections.
 class lying_broker {
   public:
     explicit lying_broker(std::string bytes)

@@ -1,4 +1,4 @@
-// Any bytes as the configuration file, and as the board's factory file.
+// The input is the configuration file, and also the board's factory file.
 #include <sys/mman.h>
 #include <unistd.h>
 

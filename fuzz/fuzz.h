@@ -1,5 +1,5 @@
-// What the fuzz targets share. Most inputs are scripts, so that a finding can be read and written
-// by hand: a line is one thing that happens, told by its first character.
+// What the fuzz targets share. Most inputs are scripts, so that people can read and write them:
+// each line is one event, and its first character tells which.
 #pragma once
 
 #include <charconv>
@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace fuzz {
 
-// Ends the process when what always holds does not; the fuzzer keeps the input.
+// Ends the process when a condition that must always hold does not; the fuzzer keeps the input.
 inline void require(bool holds, const char* what, std::string_view detail = {}) {
     if (holds) return;
     std::fprintf(stderr, "does not hold: %s\n%.*s\n", what, static_cast<int>(detail.size()),
@@ -27,7 +27,7 @@ inline std::string_view text_of(const std::uint8_t* data, std::size_t size) {
     return {reinterpret_cast<const char*>(data), size};
 }
 
-// Takes what stands before the first `separator`, and the separator, off the front.
+// Removes the front of `text` up to and including the first `separator`; returns it without that.
 inline std::string_view cut(std::string_view& text, char separator) {
     const auto end = text.find(separator);
     const auto front = text.substr(0, end);
@@ -35,7 +35,7 @@ inline std::string_view cut(std::string_view& text, char separator) {
     return front;
 }
 
-// The number that the text begins with, taken off it; 0 without one.
+// Removes the number at the beginning of `text` and returns it; 0 if there is none.
 template <typename Number>
 Number cut_number(std::string_view& text) {
     Number number = 0;
@@ -44,7 +44,7 @@ Number cut_number(std::string_view& text) {
     return number;
 }
 
-// The character that the text begins with, taken off it; a blank without one.
+// Removes the first character of `text` and returns it; a blank if there is none.
 inline char cut_character(std::string_view& text) {
     if (text.empty()) return ' ';
     const char first = text.front();
@@ -52,8 +52,8 @@ inline char cut_character(std::string_view& text) {
     return first;
 }
 
-// Calls `play` with each line of a script until it answers false. A long script says nothing that a
-// short one does not.
+// Calls `play` with each line of a script until it returns false. Plays 200 lines at most: a longer
+// script finds nothing more.
 template <typename Play>
 void play_lines(std::string_view script, const Play& play) {
     constexpr int most_lines = 200;

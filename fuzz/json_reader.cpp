@@ -1,5 +1,5 @@
-// Any text as a message: its tree costs no more than was foreseen, and what it says is the same
-// after it was written and read again.
+// The input is a message. Its tree must not cost more than json_cost() foresees, and the tree must
+// be the same after it was written and read again.
 #include "ipc/json_reader.h"
 
 #include <malloc.h>
@@ -10,7 +10,7 @@
 #include "ipc/json_writer.h"
 #include "workers/json_cost.h"
 
-// Of the sanitizers' runtime, which other builds lack.
+// Functions of the sanitizers' runtime; other builds lack them.
 extern "C" {
 [[gnu::weak]] int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const volatile void*,
                                                                               std::size_t),
@@ -20,8 +20,8 @@ extern "C" {
 
 namespace {
 
-// The heap, counted as the C library would: with its overhead of each block. Without a sanitizer
-// the library itself is asked, and the highest is what there is in the end.
+// Measures the heap as the C library would, with its overhead for each block. Without a sanitizer
+// it asks the C library, and uses the amount at the end instead of the highest.
 class heap {
   public:
     static void begin() {
@@ -32,7 +32,7 @@ class heap {
         now_ = highest_ = start_;
         counting_ = counts;
     }
-    // Bytes since the beginning.
+    // The most bytes in use since begin().
     static std::size_t highest() {
         return (counting_ ? highest_ : std::max(in_use(), start_)) - start_;
     }
@@ -74,8 +74,8 @@ void look_up(const rfcd::json_reader& reader, int depth) {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    constexpr std::size_t parser = 4096;  // what reading takes for itself
-    // A string is collected in a buffer that doubles, then copied.
+    constexpr std::size_t parser = 4096;  // memory of the parser itself
+    // The parser collects a string in a buffer that doubles, then copies it.
     constexpr std::size_t of_a_byte = 4;
     const std::string text(fuzz::text_of(data, size));
     const auto foreseen = rfcd::json_cost(text.c_str()) + of_a_byte * text.size() + parser;
@@ -87,8 +87,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         std::to_string(taken) + " bytes where " + std::to_string(foreseen) + " were foreseen");
     if (reader.empty()) return 0;
     look_up(reader, 3);
-    // json-c keeps the text of a number that is hardly one, such as 012e, so the first time it may
-    // change, or not be read.
+    // json-c keeps the text of a malformed number such as 012e. When it reads that text again, the
+    // number may change or be rejected, so only the second reading counts.
     const rfcd::json_reader again(rfcd::json_text(reader.object()));
     if (again.empty()) return 0;
     const std::string written = rfcd::json_text(again.object());

@@ -1,15 +1,15 @@
-// What libwebsockets calls the link with, over a fake of the library. A line is
+// Plays the events of libwebsockets against the link, with a fake of the library. A line is
 //   c x           a connection attempt; the end of the connection
 //   e             the handshake is complete
 //   rN,F,TEXT     a piece of a message: N bytes of the frame remain, F is 1 for the last fragment
 //   b             a piece without data
 //   qTEXT         the service worker queues a message
 //   wN            the socket is writeable, with room for N messages
-//   f             sending fails from now on, or no longer
+//   f             sending fails from now on, or works again
 //   p g           a pong; a pass of the worker
-//   tN            N seconds go by
+//   tN            N seconds pass
 //   oN            any other event
-// A small model says what has to come out on both sides.
+// A small model predicts what must come out on both sides.
 #include <algorithm>
 #include <optional>
 #include <utility>
@@ -67,12 +67,12 @@ class link_session {
                (connected ? "connected\"}" : "disconnected\"}");
     }
 
-    // The loop's order: every connection is left before the next is tried.
+    // As in the worker's loop, a connection ends before the next attempt.
     void connect() {
-        // What the end of the last connection told need not be told again.
+        // After the end of a connection, the link does not repeat its notice.
         if (!linked_) expected_.push_back(notice(false));
         disconnect();
-        // Waiting takes everything: it lasts for more passes than a script has lines.
+        // The wait empties the queue: it has more passes than a script has lines.
         for (const auto& text : to_send_) act_on_link_command(text);
         to_send_.clear();
         linked_ = worker_.start_check();
@@ -106,7 +106,7 @@ class link_session {
             default: break;
         }
     }
-    // As the library does it, which has nobody to call without a connection.
+    // Calls the callback as the library does; without a connection there is no dispatcher.
     static void call(int reason, void* data = nullptr, std::size_t size = 0) {
         rfcd::lws_static_callback(fake_lws::connection(), static_cast<lws_callback_reasons>(reason),
                                   nullptr, data, size);
@@ -118,7 +118,7 @@ class link_session {
         }
         call(LWS_CALLBACK_CLIENT_ESTABLISHED);
     }
-    // The same events go elsewhere above.
+    // Skips the events that have lines of their own.
     static void other(unsigned reason) {
         switch (reason) {
             case LWS_CALLBACK_CLIENT_ESTABLISHED:
@@ -138,7 +138,7 @@ class link_session {
             const auto size = partial_->size() + text.size();
             if (remaining > websock_worker::max_message_size ||
                 size > websock_worker::max_message_size - remaining) {
-                partial_.reset();  // too long: the rest of the connection is not believed
+                partial_.reset();  // too long: the link ignores the rest of the connection
             } else {
                 *partial_ += text;
                 if (remaining == 0 && final_fragment)
@@ -174,7 +174,7 @@ class link_session {
         }
         fuzz::require(record == sent + "ask, ", "what is queued is written, in order", record);
     }
-    // True for a message that is for the link itself.
+    // True when the message is for the link itself.
     bool act_on_link_command(const std::string& text) {
         const rfcd::json_reader message(text.c_str());
         const char* service = message.get_string("service");
@@ -199,10 +199,10 @@ class link_session {
                             .running = &running_}};
 
     // The model.
-    bool linked_ = false;     // an attempt was made and not left
-    bool connected_ = false;  // it was answered
+    bool linked_ = false;     // an attempt has begun and has not ended
+    bool connected_ = false;  // its handshake is complete
     bool unlinked_ = false;
-    std::optional<std::string> partial_ = "";  // nothing after a message that was too long
+    std::optional<std::string> partial_ = "";  // null after a message that was too long
     std::vector<std::string> to_send_;
     std::vector<std::string> expected_;
 };

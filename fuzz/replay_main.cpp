@@ -1,5 +1,5 @@
-// Plays the inputs that were kept, for builds without libFuzzer: each argument is an input, or a
-// folder of inputs. The process dies of the first one that fails.
+// Plays kept inputs, for builds without libFuzzer. Each argument is an input or a folder of inputs.
+// The first input that fails ends the process.
 #include <filesystem>
 
 #include "fuzz/fuzz.h"

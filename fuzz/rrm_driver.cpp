@@ -1,6 +1,6 @@
-// Messages of the RRM service over the real driver, and under it scripted libraries. See
-// rrm_session.h for the script; its "=" lines change what the libraries answer:
-//   =/PATH JSON   a value of the configuration store; a path alone is taken out
+// Plays messages of the RRM service, with the real driver over scripted libraries. See
+// rrm_session.h for the script. Its "=" lines change what the libraries return:
+//   =/PATH JSON   a value of the configuration store; a path alone removes it
 //   =?TEXT        the answer of the network daemon
 //   =!N CALL      the result of a call of the radio library or of a command
 //   =@TEXT        the beginning of the radio information record
@@ -13,7 +13,7 @@
 
 namespace {
 
-// The network devices of the access point stay; whether a VAP is up is a matter of the store.
+// The network devices of the access point never change; the store decides whether a VAP is up.
 bool make_devices() {
     lab::require_sandbox();
     for (const char* name : {"wlan0", "wlan0-vap2", "wlan1", "wlan2"}) {

@@ -1,11 +1,11 @@
-// Messages of the RRM service, and what goes on around them, over a scripted driver. See
-// rrm_session.h for the script; its "=" lines set the driver's answers:
+// Plays messages of the RRM service and events around them, with a scripted driver. See
+// rrm_session.h for the script. Its "=" lines change what the driver returns:
 //   =u =a =y      radios up or down, automatic channel, all radios for widsd
-//   =oN =pN       the sentry radio, seconds that setting the power takes
-//   =cN =CN       channel specification in use, configured
+//   =oN =pN       the sentry radio, seconds that it takes to set the power
+//   =cN =CN       the present channel specification, the configured one
 //   =eN =sN       an event of the radios, seconds that a scan takes
 //   =rN           N results of the next scan
-//   =x            the two readings throw that may
+//   =x            the two operations that may throw do so
 #include "fuzz/rrm_session.h"
 #include "harness/fakes/fake_peermsg.h"
 #include "harness/fakes/scripted_driver.h"
@@ -55,7 +55,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
             fuzz::require(alive || drv.throws, "nothing throws over a driver that does not");
             return alive;
         });
-        // Nothing but a hostapd that went away leaves a scan without an end.
+        // Every scan must end, unless hostapd went away.
         for (int i = 0; i < 20 && alive && drv.scanning; ++i) {
             fake_clock::advance(drv.scan_seconds + 1);
             alive = session.pass();

@@ -1,11 +1,11 @@
-// Plays a script against an rrm_worker, which passes as its loop would make it. A line is
+// Plays a script against an rrm_worker and makes its passes as its loop would. A line is
 //   >"CMD",REST   a message of the service, without the envelope
 //   +  -          the link is connected, disconnected
-//   tN            N seconds go by
+//   tN            N seconds pass
 //   h  w          hostapd, widsd comes or goes
 //   nX            a notify file: h(ostapd started), w(idsd started), c(onfiguration), t(ime zone)
-//   =X...         the driver or the system under it answers otherwise, as the target says
-//   other         a message as it is
+//   =X...         changes what the driver, or the system under it, returns; see the target
+//   other         a message, used as it is
 #pragma once
 
 #include <algorithm>
@@ -31,7 +31,7 @@ namespace files = rfcd::flag_files;
 
 class rrm_session {
   public:
-    // The fakes of every test are new, hostapd runs, and nothing else has happened yet.
+    // Resets the fakes and the files: hostapd runs, and nothing else has happened.
     static void start_over() {
         fake_clock::reset();
         fake_log::reset(rfcd::log_mask_all);
@@ -59,7 +59,7 @@ class rrm_session {
     const rfcd::running_flag& running() const { return running_; }
     bool hostapd_went() const { return hostapd_went_; }
 
-    // `change` gets what stands behind "=". False when the process ended as docs/limits.md says.
+    // `change` gets what follows "=". False when the process would end, as docs/limits.md says.
     template <typename Change>
     bool play(std::string_view line, const Change& change) {
         std::string_view rest = line;
@@ -79,7 +79,7 @@ class rrm_session {
         return pass();
     }
 
-    // One turn of the worker's loop, and a look at what it sent.
+    // Makes one turn of the worker's loop and checks what the worker sent.
     bool pass() {
         try {
             if (!active_) active_ = worker_->start_check();
@@ -97,7 +97,7 @@ class rrm_session {
     }
 
   private:
-    // A band without channels to scan, and a configured number that is none.
+    // A band without channels to scan, or a configured number that is not a number.
     static bool is_listed(const std::logic_error& failure) {
         const bool no_channels =
             typeid(failure) == typeid(std::out_of_range) && what_is(failure, "map::at");
@@ -109,7 +109,7 @@ class rrm_session {
 
     void receive(const std::string& text) { in_.push(buffer_of(text)); }
 
-    // True when the file is gone now.
+    // Removes the file if it is there, and makes it otherwise. True when it was removed.
     static bool flip(const char* path) {
         if (files::consume(path)) return true;
         files::create(path);
@@ -131,9 +131,9 @@ class rrm_session {
         hostapd_went_ = hostapd_went_ || what == 'w';  // widsd takes its place
     }
 
-    // Few messages a pass, each whole and with its envelope.
+    // A pass sends few messages, each whole and with its envelope.
     void look_at_sent() {
-        constexpr std::size_t most = 12;  // what one message, one put aside and every timer send
+        constexpr std::size_t most = 12;  // for a message, one that was put aside, and all timers
         const auto sent = drain(out_);
         require(sent.size() <= most, "a pass sends few messages");
         for (const auto& text : sent) {

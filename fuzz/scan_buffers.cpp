@@ -1,5 +1,5 @@
-// What the radio library hands to the driver. The input is bytes: one that switches between the
-// layouts and lies about counts, the radio information record, then entries.
+// Records that the radio library hands to the driver. The first byte of the input chooses the
+// layout and false counts; the radio information record follows, then the entries.
 #include <algorithm>
 #include <cstring>
 
@@ -40,7 +40,7 @@ bytes take(std::string_view& text, std::size_t size) {
     return taken;
 }
 
-// What a report says of a result.
+// Checks what a report says about each result.
 void look_at(rfcd::driver& drv, const std::vector<scan_result>& table) {
     for (const auto& result : table) {
         const std::string text = drv.primary_channel_to_string(result.sideband, result.bandwidth);
@@ -72,7 +72,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     read_channel(drv, text);
     std::vector<scan_result> table;
     if (first % 2 == 0) {
-        // Whole entries, and a count that is right or beyond belief.
+        // Whole entries, with a count that is right or far too high.
         const std::size_t count = text.size() / RADIOCTL_ENTRY_SIZE;
         library.active["wlan1"] = take(text, count * RADIOCTL_ENTRY_SIZE);
         library.active_count_lie = first >= 128 ? most_active - count + first : 0;
@@ -80,7 +80,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         fuzz::require(table.size() == (first >= 128 ? 0 : count),
                       "a believable count of results is read");
     } else {
-        // The buffer has one size; all in it may lie.
+        // The buffer has a fixed size; everything in it may be wrong.
         for (const char* name : {"wlan0", "wlan1", "wlan2"})
             library.rrm[name] = take(text, RADIOCTL_RRM_SIZE);
         if (first >= 128) library.results["result wlan1"] = -first;

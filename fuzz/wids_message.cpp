@@ -1,5 +1,5 @@
-// Messages of the WIDS service: a line each, but that "=TEXT" is what the network daemon answers
-// from then on.
+// Messages of the WIDS service, one on each line. A line "=TEXT" sets the later answers of the
+// network daemon instead.
 #include <strings.h>
 
 #include "fuzz/fuzz.h"
@@ -21,7 +21,8 @@ struct helper final : rfcd::ipc_helper {
 
 bool is_given(const char* text) { return text != nullptr; }
 
-// At most one reply, to a message of the service; a list is handed over when it was acknowledged.
+// There is at most one reply, and only to a message with a service. The worker hands over a list
+// only if it has acknowledged it.
 void look_at(const rfcd::json_reader& message, const std::vector<std::string>& replies,
              const std::string& bus) {
     fuzz::require(replies.size() <= 1, "there is at most one reply");
@@ -39,7 +40,7 @@ void look_at(const rfcd::json_reader& message, const std::vector<std::string>& r
     const char* name = message.get_string("Name");
     fuzz::require(received == (is_given(name) && strcasecmp(name, our_list) == 0),
                   "our list alone is received", replies[0]);
-    // What json-c kept as it came, such as the number 1e, is not always read again.
+    // json-c keeps malformed numbers such as 1e as they are, and does not always read them again.
     const char* whole = rfcd::json_text(message.object());
     if (!received || rfcd::json_reader(whole).empty()) {
         fuzz::require(bus.empty(), "a list is not handed over unread", bus);
