@@ -198,7 +198,7 @@ TEST_F(DriverModel, NeighboursGoToTheirVaps) {
         int channel;
         int band;
     };
-    // The interface whose hostapd is told.
+    // The interface in the command to hostapd.
     const auto told = [this](const neighbour_of_service& n) {
         drv->add_rrm_nbr_ap("aa:bb:cc:dd:ee:ff", n.ssid, n.channel, n.band);
         const std::string command = fake_radio::take_record();

@@ -10,7 +10,7 @@ const scan_channel_map channels{{2, {1, 6, 11}}, {5, {36, 40}}, {6, {5}}};
 class DriverScan : public DriverTest {
   protected:
     DriverScan() {
-        drv->get_chanspec("wlan0");  // the context is open from here on
+        drv->get_chanspec("wlan0");  // opens the context
         fake_radio::take_record();
         fake_log::reset(7);
     }
@@ -24,7 +24,7 @@ class DriverScan : public DriverTest {
         drv->stop_scan(true);
         return seconds;
     }
-    // What the radio library was asked since the last look, and then what the bus was told.
+    // The calls of the radio library since the last call, then the messages to the bus.
     static std::string asked() {
         const std::regex notice(".\"command\":\"(\\w+)-scan\",\"interface\":\"(\\w+)\".");
         return fake_radio::take_record() +
@@ -169,7 +169,7 @@ TEST_F(DriverScan, ActiveResults) {
     EXPECT_EQ(library.open_containers, 0);
 }
 
-// The context is the process's, so that a process of its own has to be asked.
+// The context belongs to the process, so this test needs a process of its own.
 TEST(DriverScanDeathTest, LibraryThatDoesNotOpenIsTriedAgain) {
     struct opening : DriverTest {
         void TestBody() override {
@@ -189,7 +189,7 @@ TEST(DriverScanDeathTest, LibraryThatDoesNotOpenIsTriedAgain) {
 
 TEST_F(DriverScan, RrmResults) {
     library.rrm["wlan1"] = fake_radio::rrm_buffer({});
-    drv->get_radio(2)->sentry = true;  // or its missing VAP would answer for it
+    drv->get_radio(2)->sentry = true;  // otherwise its missing VAP fails the read
     fake_log::reset(log_mask_all & ~log_mask_info);
     std::vector<scan_result> table;
     const auto result_of = [&](const fake_radio::rrm_results& wlan0) {

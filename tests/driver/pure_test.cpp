@@ -1,4 +1,4 @@
-// The parts of the driver that know no radio: channel specifications, records, neighbour reports,
+// The parts of the driver that need no radio: channel specifications, records, neighbour reports,
 // the board's identity, the state of interfaces.
 #include <gtest/gtest.h>
 

@@ -85,7 +85,7 @@ TEST_F(IpcHelper, GettersKnowTheirPathsAndValues) {
     const struct {
         const char* path;
         std::function<bool()> get;
-        const char* accepted;  // of all values
+        const char* accepted;  // those of all values that count as true
     } rows[] = {
         {.path = "/interface/wlan0/wlan/radio/auto-channel",
          .get = [&] { return h.get_auto_channel("wlan0"); },
@@ -304,8 +304,8 @@ TEST_F(IpcHelper, RequestMayTakeLong) {
     EXPECT_EQ(loop.look().reason, wait_reason::none);
 }
 
-// A configd that stalls for as long as given while the first of a row of values is read. An answer
-// that comes after its request was given up must not be taken for that to a later one.
+// configd stalls for this long when the first of several values is read. An answer that comes after
+// its request has timed out must not be taken for the answer to a later request.
 TEST_F(IpcHelper, LateAnswerDoesNotShiftTheFollowingOnes) {
     const struct {
         const char* name;

@@ -66,7 +66,7 @@ TEST(JsonReader, TextsThatGiveNoMessage) {
     }
 }
 
-// Two bytes each, and hundreds of times that in memory.
+// Empty objects: each has two bytes of text and takes hundreds of bytes of memory.
 TEST(JsonReader, RefusesWhatWouldTakeTooMuchMemory) {
     const auto list = [](int count) {
         std::string text = R"({"a":1,"list":[{})";

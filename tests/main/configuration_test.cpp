@@ -28,7 +28,7 @@ class Configuration : public testing::Test {
         read_configuration_file(config);
     }
 
-    // The URLs of the services, what they share, and the rest.
+    // Shows the URLs of the services, the settings that they share, and the rest.
     std::string told() const {
         std::string text;
         std::set<std::string> shared;

@@ -1,4 +1,4 @@
-// "fbt-info" and the requests that it leads to.
+// "fbt-info" and the requests that result from it.
 #include "support/rrm_fixture.h"
 
 namespace rfcd {
@@ -26,7 +26,7 @@ class FastTransition : public RrmMemberTest {
                R"("fbt-rrb-key":")" +
                key + R"(","remotes":)" + remotes + "}";
     }
-    // The text of a VAP whose "mac" has these members.
+    // The configuration text of a VAP whose "mac" has these members.
     static std::string text(const std::string& mac) {
         return R"({"version":"2.4","service":"fbt","ft-config":{"enabled":"true",)"
                R"("ft-over-ds":"true","ft-psk-generate-local":"false",)"
@@ -38,7 +38,7 @@ class FastTransition : public RrmMemberTest {
     fast_transition transition{*drv};
 };
 
-// The second remote lacks its identifier; the fourth takes the place of the first.
+// The second remote lacks its identifier; the fourth replaces the first.
 TEST_F(FastTransition, OneTextAVap) {
     const std::string remotes = "[" + remote("a") + R"(,{"remote-r0-kh-id":"z"},)" + remote("b") +
                                 R"(,{"remote-r1-kh-id":"r1-a","remote-r1-kh-key":"new"}])";
@@ -77,7 +77,7 @@ TEST_F(FastTransition, MissingMembersAreZeroAndAnEmptyElementEndsTheList) {
     EXPECT_EQ(done.find("wlan1"), std::string::npos);
 }
 
-// Every remote would get a copy of the key.
+// The key must not be long, because every remote would get a copy of it.
 TEST_F(FastTransition, AVapWithAnOverlongKeyIsLeftOut) {
     EXPECT_EQ(applied(R"("vaps":[)" + vap(0, 0, "[]", std::string(1025, 'k')) + "]"),
               "fbt begin, fbt finish, ");

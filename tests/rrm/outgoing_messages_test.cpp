@@ -1,4 +1,4 @@
-// The messages as whole texts, with the descriptions of the radios.
+// The messages to the service as whole texts, with the descriptions of the radios.
 #include "support/rrm_fixture.h"
 
 namespace rfcd {
@@ -44,7 +44,7 @@ TEST_F(OutgoingMessages, Texts) {
     EXPECT_EQ(drain(out), expected);
 }
 
-// One switch reads "true", the other nearly so; the last radio is widsd's.
+// One switch is "true", the other only similar; the last radio is in sentry mode.
 TEST_F(OutgoingMessages, RadiosThatAreUp) {
     const auto radio = [](int id, const char* dca, int band, const char* fast_transition) {
         return R"({"id":)" + std::to_string(id) + R"(,"status":1,"mac-offset":)" +

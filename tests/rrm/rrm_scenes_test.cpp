@@ -1,4 +1,5 @@
-// Whole scenes: what the worker does, step by step, when messages, time, hostapd and widsd meet.
+// Whole scenes: what the worker does, step by step, as messages arrive, time passes, and hostapd
+// and widsd come and go.
 #include <map>
 #include <regex>
 #include <sstream>
@@ -16,8 +17,8 @@ class RrmScenes : public RrmTest {
         drv->radios_up = true;
     }
 
-    // Plays steps that are parted by blanks, "+N" being N seconds. Tells what each led to; after
-    // "+N", with the second in which it happened.
+    // Plays steps, which blanks separate; "+N" lets N seconds pass. Returns the effects of each
+    // step; for "+N", with the second of each effect.
     std::string play(const std::string& script) {
         std::string told;
         std::istringstream words(script);
@@ -67,7 +68,8 @@ class RrmScenes : public RrmTest {
     void look_at_flag() {
         told_by_supervision = there(flag_files::connected) ? "subscribed " : "not subscribed ";
     }
-    // What the driver was asked to do, what supervision said, what was sent, since the last call.
+    // What the driver was asked to do, what supervision logged, and what was sent since the last
+    // call.
     std::string effects() { return drv->take() + std::exchange(told_by_supervision, {}) + sent(); }
 
     const std::vector<scan_result> neighbours{{{{2, 0, 0, 0, 0, 1}}, -60, 6, 20, 0, 0, 2}};

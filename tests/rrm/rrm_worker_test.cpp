@@ -6,7 +6,7 @@ namespace {
 
 using RrmWorker = RrmTest;
 
-// With a wait that would be seen.
+// The worker waits 5 s for a message, which a pass must not do while messages are put aside.
 TEST_F(RrmWorker, MessagesPutAsideDoNotWaitForOthers) {
     make_worker(std::chrono::seconds(5));
     drv->take();
@@ -133,7 +133,7 @@ TEST_F(RrmWorker, TheEndOfTheDaemonLeavesFastTransitionAsItIs) {
     EXPECT_FALSE(there(flag_files::connected));
 }
 
-// What must not throw hands its exception to the next pass.
+// Operations that must not throw keep their exception for the next pass.
 TEST_F(RrmWorker, ExceptionsReachThePass) {
     receive(rrm("subscribe-response", R"("status":"success")"));
     drv->radios_up = true;

@@ -1,4 +1,4 @@
-// What is scanned and what is reported. When scans start and end is in rrm_scenes_test.cpp.
+// What is scanned and what is reported. rrm_scenes_test.cpp tests when scans start and end.
 #include "support/rrm_fixture.h"
 
 namespace rfcd {

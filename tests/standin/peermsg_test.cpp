@@ -1,5 +1,5 @@
-// What the daemon expects of the bus. Except in the last group, the tests use the public header
-// only, so that the same suite can test the maker's library.
+// What the daemon expects of the bus. All tests but the last group use only the public header, so
+// that the same tests can check the maker's library.
 #include "platform/peermsg.h"
 
 #include <gtest/gtest.h>
@@ -139,7 +139,7 @@ TEST_F(Peermsg, SlowPeerHoldsUpNobodyAndIsBounded) {
     EXPECT_LT(arrived, 80);
 }
 
-// From here on: the behaviour of the stand-in only.
+// The tests from here on check the stand-in only.
 
 int connect_raw() {
     const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);

@@ -17,7 +17,7 @@ TEST(Runproc, ResultsAndWhatIsLogged) {
     const struct {
         const char* command;
         bool good;
-        const char* log;  // behind the command
+        const char* log;  // the rest of the line after the command
     } rows[] = {
         {.command = "echo  a   $HOME  `x`;true", .good = true, .log = "a $HOME `x`;true"},
         {.command = "printf one\\ntwo\\n", .good = true, .log = "one two"},
@@ -36,7 +36,7 @@ TEST(Runproc, ResultsAndWhatIsLogged) {
     EXPECT_TRUE(std::filesystem::remove("5")) << "words, not a shell";
 }
 
-// What a command says of itself in the log, and for how many whole seconds it was waited for.
+// What the log says about a command, and for how many whole seconds the call waited.
 struct run {
     std::string log;
     long seconds;

@@ -47,7 +47,7 @@ class DriverTest : public testing::Test {
         fake_vap::store_vap(name, ssid, mode);
     }
 
-    // The log since the last look, without line numbers.
+    // The log since the last call, without line numbers.
     static std::string log() {
         return std::regex_replace(fake_log::take(), std::regex("(<[^<>:]+):[0-9]+>"), "$1>");
     }

@@ -1,5 +1,5 @@
-// What the tests of the RRM worker and its members share: a scripted driver, a moved clock, the
-// files of an access point whose hostapd runs, and the worker over them.
+// What the tests of the RRM worker and its members share: a scripted driver, the fake clock, the
+// files of an access point with a running hostapd, and the worker itself.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@
 #include "rrm/flag_files.h"
 #include "rrm/rrm_worker.h"
 
-// A member by itself, over the driver.
+// For the tests of one member with the scripted driver.
 class RrmMemberTest : public testing::Test {
   protected:
     RrmMemberTest() { reset_world(); }
@@ -80,7 +80,8 @@ class RrmTest : public RrmMemberTest {
     static std::string link(const std::string& cmd) {
         return R"({"version":"2.4","service":"internal-ipc","cmd":")" + cmd + "\"}";
     }
-    // What was sent since the last look: "subscribe-request rrm-response with neighbours ".
+    // The commands that were sent since the last call: "subscribe-request rrm-response with
+    // neighbours ".
     std::string sent() {
         std::string commands;
         for (const auto& text : drain(out)) {
@@ -89,7 +90,7 @@ class RrmTest : public RrmMemberTest {
         }
         return commands;
     }
-    // What the worker asks of the driver for a message, and the commands of what it sends.
+    // What the worker asks of the driver because of a message, and the commands that it sends.
     std::string effects_of(const std::string& message) {
         receive(message);
         return drv->take() + sent();

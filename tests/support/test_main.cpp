@@ -1,4 +1,4 @@
-// The tests write where a machine keeps its own, so they run in the sandbox only.
+// The tests write to paths that the machine itself uses, so they run in the sandbox only.
 #include <gtest/gtest.h>
 
 #include "harness/child_process.h"

@@ -1,4 +1,4 @@
-// A websock_worker over a fake of libwebsockets: a test plays the library's events and reads back
+// A websock_worker with a fake of libwebsockets. A test plays the library's events, and reads back
 // what the worker asked of the library, logged, and handed to the service worker.
 #pragma once
 
@@ -47,13 +47,13 @@ class WebsockWorker : public testing::Test {
         library.final_fragment = final_fragment;
         event(LWS_CALLBACK_CLIENT_RECEIVE, piece);
     }
-    // What the worker does when it may write.
+    // What the worker does when the socket is writeable.
     std::string written() {
         take_record();
         event(LWS_CALLBACK_CLIENT_WRITEABLE);
         return take_record();
     }
-    // Up to the completed handshake, with both queues and the record empty.
+    // Connects up to the completed handshake, then empties both queues and the record.
     void establish() {
         ASSERT_TRUE(worker.start_check());
         event(LWS_CALLBACK_CLIENT_ESTABLISHED);

@@ -1,4 +1,4 @@
-// How the daemon ends: at a stop, whatever it waits for, and by what a worker throws.
+// How the daemon ends: by a stop, whatever it is waiting for, and by an exception of a worker.
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -14,7 +14,7 @@ class Stop : public testing::Test {
   protected:
     static pid_t hostapd_pid() { return std::stoi(read_file("/run/hostapd.pid")); }
 
-    // Makes wpa_cli hang when it is to run this command, until the next access point.
+    // Makes wpa_cli hang at this command, until a test makes another access point.
     static void hang_wpa_cli(const std::string& command) {
         write_file("/bin/wpa_cli", "#!/bin/sh\ncase \"$*\" in *" + command +
                                        "*) exec sleep 60 ;; esac\nexec /usr/sbin/wpa_cli \"$@\"\n");
@@ -38,7 +38,7 @@ TEST_F(Stop, EndsEveryStateOfRrm) {
     const struct {
         const char* name;
         std::function<void(service_world&)> enter;
-        const char* logged = "";  // when the daemon is in the state
+        const char* logged = "";  // the line that shows that the daemon is in this state
     } rows[] = {
         {.name = "configd is silent while the radios are described",
          .enter =

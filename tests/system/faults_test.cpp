@@ -1,4 +1,4 @@
-// What must hold while things go wrong around the daemon, and afterwards.
+// What must hold while things around the daemon go wrong, and afterwards.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
@@ -13,8 +13,8 @@
 namespace lab {
 namespace {
 
-// The library that moves clocks does not work together with a sanitizer, and a sanitizer needs
-// descriptors of its own.
+// The library that speeds up the clock does not work with a sanitizer, and a sanitizer needs some
+// descriptors for itself.
 #define NOT_UNDER_A_SANITIZER \
     if (TIME_SCALE != 1) GTEST_SKIP()
 
@@ -33,7 +33,7 @@ class RoamingFaults : public testing::Test {
                              {"max_connection_delay", std::to_string(delay)}},
             prefix);
     }
-    // A message to the echoing service and back.
+    // True when a message reaches the echoing service and comes back.
     bool relays(const std::string& text) {
         return wait_until([&] {
             peer.send_quietly(bridge_module, text);
@@ -103,8 +103,8 @@ TEST_F(RoamingFaults, DescriptorsRunOut) {
     EXPECT_TRUE(relays("after"));
 }
 
-// The thread sanitizer sometimes loses a signal that comes while a handler is being installed, even
-// in the smallest program; with it, the signals begin later.
+// The thread sanitizer sometimes loses a signal that arrives while a handler is being installed,
+// even in the smallest program. With it, the signals begin later.
 #ifdef __SANITIZE_THREAD__
 constexpr int first_stage = 22;
 #else
@@ -119,7 +119,7 @@ TEST_F(RoamingFaults, SignalsAtEveryStage) {
 
         const auto ending = agent->stop();
 
-        // Until the handler is there, the signal has its default effect.
+        // Until the daemon has installed its handler, the signal has its default effect.
         EXPECT_TRUE(ending.status == 0 || (i < 20 && ending.status == 128 + SIGTERM)) << i;
         EXPECT_LT(ending.time, 2s * TIME_SCALE);
     }
@@ -129,7 +129,7 @@ TEST_F(RoamingFaults, ServiceThatAnswersTheHandshakeAfterTwelveSeconds) {
     NOT_UNDER_A_SANITIZER;
     const raw_service service("late-answer");
 
-    start(faster(6));  // two seconds of the service
+    start(faster(6));  // the service sees two seconds
 
     EXPECT_TRUE(agent->wait_log("Connection established"));
     EXPECT_EQ(service.connections(), 1U);
@@ -160,7 +160,7 @@ TEST(WidsFaults, FloodDoesNotEndTheLink) {
     ASSERT_TRUE(
         wait_until([&] { return status_kilobytes(agent.process().pid(), "VmRSS") > 64 << 10; }));
 
-    std::this_thread::sleep_for(4s);  // four minutes of the daemon
+    std::this_thread::sleep_for(4s);  // four minutes for the daemon
 
     EXPECT_EQ(service.connections(), 1U);
     EXPECT_EQ(agent.stop().status, 0);
@@ -183,9 +183,9 @@ class RrmFaults : public testing::Test {
     service_world world{story, service_world::service::rrm};
 };
 
-// Each request without an answer costs 20 seconds of the daemon's time. With its clock sped up, a
-// busy machine may look like a slow local daemon: what is expected may take more than one
-// description.
+// Each request without an answer costs 20 seconds of the daemon's time. Because the clock is sped
+// up, a busy machine may look like a slow local daemon, so the expected values may only come with a
+// later description.
 TEST_F(RrmFaults, LocalDaemonsThatDoNotAnswer) {
     NOT_UNDER_A_SANITIZER;
     const struct {
@@ -246,7 +246,8 @@ TEST_F(RrmFaults, LinkIsLostDuringAScanWhileHostapdRestarts) {
     EXPECT_TRUE(contains(world.expect("rrm-response", 30s), "02:00:00:00:05:15"));
 }
 
-// The text is much larger as a tree. A second later the memory is within 4 MB of before.
+// The tree is much larger than the text. A second later, the daemon has at most 4 MB more memory
+// than before.
 TEST(Memory, GoesBackAfterALargeMessage) {
     NOT_UNDER_A_SANITIZER;
     std::string objects = "{}";

@@ -9,7 +9,7 @@ namespace {
 
 bool is_notice(const std::string& text) { return text.find("internal-ipc") != std::string::npos; }
 
-// A bus with peer 3, and a daemon whose service is a raw one.
+// A bus with peer 3, and a daemon that connects to a raw service.
 class Link : public testing::Test {
   protected:
     void start(const std::string& url = loopback_url(raw_service::port, roaming_path)) {
@@ -80,7 +80,7 @@ TEST_F(Link, MessagesAreWholeHoweverTheyAreCut) {
     }
 }
 
-// As the service makes it: a text that is different at every place.
+// The text that the service sends; it is different at every place.
 std::string numbered(std::size_t size) {
     std::string text;
     for (int number = 0; text.size() < size; ++number) text += std::to_string(number) + ' ';

@@ -43,7 +43,7 @@ TEST_F(Roaming, SlowReaderGetsEverythingInOrder) {
         char text[64];
         std::snprintf(text, sizeof text, "%08d %s", i, filler.c_str());
         ASSERT_TRUE(world->peer.send_quietly(bridge_module, text));
-        if (i % 50'000 == 0) std::this_thread::sleep_for(50ms);  // the bus drops what is too much
+        if (i % 50'000 == 0) std::this_thread::sleep_for(50ms);  // otherwise the bus drops messages
     }
     for (int i = 0; i < large; ++i) {
         world->peer.send_quietly(bridge_module, std::to_string(i) + megabyte);
@@ -87,7 +87,7 @@ TEST_F(Roaming, ServiceIsHeldBackWhileTheBusIsDown) {
 
     world->broker.restart();
 
-    // The bus drops what its peer cannot take, but keeps the order.
+    // The bus drops messages that its peer cannot take, but keeps the order.
     int arrived = 0;
     int last = 0;
     while (const auto m = world->peer.received().take(3s)) {
@@ -132,7 +132,7 @@ class RoamingStates : public Roaming {
     const black_hole hole;
 };
 
-// In each state the daemon does not spin, and stops within a second or so.
+// In each state the daemon does not spin, and it stops within about a second.
 TEST_F(RoamingStates, AreQuietAndEndAtAStop) {
     const struct {
         const char* name;

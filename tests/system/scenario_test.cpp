@@ -1,4 +1,4 @@
-// The scenarios that people watch, as tests: each checks itself at every step.
+// Runs the scenarios that people can watch as tests: each scenario checks itself at every step.
 #include <gtest/gtest.h>
 
 #include "lab/scenarios.h"

@@ -70,7 +70,7 @@ class RunningDaemon : public testing::Test {
                  {"initial_connection_delay", "1"},
                  {"max_connection_delay", "1"}}};
     }
-    // Names of the process's threads, without a sanitizer's own.
+    // The names of the process's threads, except those of a sanitizer.
     static std::string threads_of(pid_t pid) {
         std::string names;
         for (const auto& task :
@@ -81,7 +81,7 @@ class RunningDaemon : public testing::Test {
         std::replace(names.begin(), names.end(), '\n', ' ');
         return names;
     }
-    // A number of /proc/PID/status in hexadecimal digits.
+    // A hexadecimal number from /proc/PID/status.
     static unsigned long signals_of(pid_t pid, const std::string& field) {
         const std::string status = read_file("/proc/" + std::to_string(pid) + "/status");
         return std::stoul(status.substr(status.find(field + ":") + field.size() + 1), nullptr, 16);
@@ -90,8 +90,8 @@ class RunningDaemon : public testing::Test {
     transcript story{nullptr};
 };
 
-// Which of the file's services is chosen, which files of an earlier run are removed, and whether
-// anything is logged.
+// Which service of the file the daemon chooses, which files of an earlier run it removes, and
+// whether it logs anything.
 TEST_F(RunningDaemon, ModesFilesAndSignals) {
     const struct {
         const char* name;
@@ -177,7 +177,8 @@ TEST_F(RunningDaemon, StandardDescriptorsThatCameClosedAreOpened) {
     }
 }
 
-// The delays are random, though the generator's seed is the time in seconds.
+// Daemons that start in the same second have different delays, although the seed of the generator
+// is the time in seconds.
 TEST_F(RunningDaemon, DelaysOfOneSecondDiffer) {
     if (TIME_SCALE != 1) GTEST_SKIP();
     std::set<int> drawn;

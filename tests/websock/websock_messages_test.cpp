@@ -1,4 +1,4 @@
-// What the link receives, sends and acts on itself.
+// What the link receives and sends, and which messages it obeys itself.
 #include <ctime>
 
 #include "support/websock_fixture.h"

@@ -95,7 +95,7 @@ TEST_F(WebsockWorker, NameLookupMayTakeLong) {
     worker.progress().leave_loop();
 }
 
-// For those who watch the daemon.
+// The status shows people why the connection ended.
 TEST_F(WebsockWorker, StatusSaysWhyTheConnectionEnded) {
     const auto fail = [this](const char* words) {
         event(LWS_CALLBACK_CLIENT_CONNECTION_ERROR, words);
@@ -178,7 +178,7 @@ TEST_F(WebsockWorker, ReasonsThatEndTheConnection) {
     }
 }
 
-// Seconds go by with a writeable event each; what is written is counted.
+// Each second brings a writeable event; the test notes when the link writes a ping.
 TEST_F(WebsockWorker, ThreeUnansweredPingsEndTheConnection) {
     establish();
     int second = 0;
@@ -207,7 +207,7 @@ TEST_F(WebsockWorker, ThreeUnansweredPingsEndTheConnection) {
     EXPECT_FALSE(wanted());
 }
 
-// While reading is held back, pongs lie unread.
+// While reading is held back, pongs stay unread.
 TEST_F(WebsockWorker, PingsOfAHeldLinkAreNotCounted) {
     establish();
     received.push(buffer_of(std::string(heavy_queue, 'x')));
@@ -261,7 +261,7 @@ TEST_F(WebsockWorker, ReadsOnWithoutAWaitAfterAMessage) {
     library.wait_ms = 60'000;
     library.on_service = [this] { receive("message", 0, true); };
 
-    worker.process();  // the service call takes the whole time of a pass
+    worker.process();  // the service call takes as long as a whole pass may
     worker.wait_for_wake();
 
     EXPECT_EQ(drain(received), texts{"message"});
@@ -285,7 +285,7 @@ TEST_F(WebsockWorker, ServesOnceMoreAfterAReadableSocket) {
     close(sockets[1]);
 }
 
-// A socket that can always be written to: whoever asks for that does not wait.
+// The socket is always writable, so a wait that asks for that returns at once.
 TEST_F(WebsockWorker, WaitsForTheSocketToBeWritableOnlyWithSomethingToWrite) {
     const struct {
         const char* name;

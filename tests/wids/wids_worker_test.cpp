@@ -48,7 +48,7 @@ TEST_F(WidsWorker, AnswersEachList) {
         const char* name;
         const char* list = "l1";
         std::string members;
-        const char* reply;  // from its command on; null for none
+        const char* reply;  // the text from the command on; null for no reply
     } rows[] = {
         {.name = "letter case does not matter",
          .members = R"("service":"WIDS-Mac-Service","Name":"L1","a":[1])",

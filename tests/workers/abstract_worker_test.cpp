@@ -12,12 +12,12 @@
 namespace rfcd {
 namespace {
 
-// The flag has to be there before the worker that is made with it.
+// A base class, so that the flag exists before the worker that uses it.
 struct flag_owner {
     running_flag flag = true;
 };
 
-// Writes down what the loop does with it, and answers as a test tells it to.
+// Records what the loop does with it, and returns what a test sets.
 class scripted_worker : public flag_owner, public abstract_worker {
   public:
     explicit scripted_worker(std::int32_t poll_timeout_us = 0)
@@ -110,7 +110,7 @@ TEST(AbstractWorker, ProgressIsObservedSeldomButBeforeAPause) {
     EXPECT_EQ(worker.progress().look().last_ms, 1'000'000);
 }
 
-// How long the passes of a worker took that waits 200 ms after each, unless it is woken.
+// Runs the worker's loop and returns how long that took.
 std::chrono::milliseconds time_of(scripted_worker& worker) {
     const auto start = std::chrono::steady_clock::now();
     worker.run();
@@ -162,10 +162,10 @@ TEST(AbstractWorker, HasOneThread) {
     EXPECT_EQ(worker.record, "start pass pass stop pause ");
 }
 
-// What a worker's end prints on standard output; death tests read standard error.
+// Sends what the end of a worker prints to standard error, because death tests read that.
 void end_on_standard_error(scripted_worker& worker, void (*go)(scripted_worker&)) {
     dup2(STDERR_FILENO, STDOUT_FILENO);
-    setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);  // nothing is printed that is not flushed
+    setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);  // text that is not flushed is lost
     go(worker);
 }
 

@@ -83,7 +83,7 @@ TEST(SafeQueue, StatesThatNobodyTakesDoNotPileUp) {
     const auto down = buffer_of("down");
     const struct {
         const char* name;
-        const char* pushed;  // u and d are states, s is a text that looks like a state, m a message
+        const char* pushed;  // u, d: states; s: a message with the text of a state; m: a message
         texts left;
     } rows[] = {
         {.name = "an equal one", .pushed = "dd", .left = {"down"}},
@@ -116,7 +116,7 @@ TEST(SafeQueue, StatesThatNobodyTakesDoNotPileUp) {
     }
 }
 
-// Run under ThreadSanitizer: pushes, takes and changes of the callback at the same time.
+// For ThreadSanitizer: pushes, takes and changes the callback at the same time.
 TEST(SafeQueue, ProducerConsumerAndCallbackDoNotRace) {
     constexpr int count = 20000;
     safe_queue queue;
