@@ -13,7 +13,7 @@ inline constexpr std::size_t service_count = 3;
 struct service_entry {
     service_index index;
     const char* name;         // for those who run the daemon
-    const char* wire_name;    // "service" in its messages; null: nobody reads them
+    const char* wire_name;    // "service" in its messages; null: the daemon does not read them
     const char* worker_name;  // of its service worker; the thread is "rfcd:" and this name
     const char* link_name;    // the same for its link; also the WebSocket subprotocol
     const char* log_prefix;   // of lines that the WebSocket library logs
