@@ -12,6 +12,7 @@ procd_close_instance() { echo close; }
 
 . "$init"
 CONFIG=$folder/rfcd.conf
+CHECK=$folder/rfcdctl
 MARK=$folder/mark
 
 expect() {
@@ -21,9 +22,24 @@ expect() {
 }
 
 expect "procd is used" "${USE_PROCD:-}" 1
-expect "without a file nothing is started" "$(start_service 2>/dev/null)" ""
-echo '#roam_service_url=ws://h:1/x' >"$CONFIG"
-expect "nor without a service" "$(start_service 2>/dev/null)" ""
+logger() { echo "$@" >>"$folder/log"; }
+start() { echo reloaded; }
+expect_refusal() {  # expect_refusal WHAT
+    : >"$folder/log"
+
+    started=$(start_service 2>/dev/null)
+
+    expect "$1: nothing is started" "$started" ""
+    expect "$1: a reload changes nothing" "$(reload_service 2>/dev/null)" ""
+    expect "$1: a line in the log for each" "$(grep -c "^-s -t rfcd .*$CONFIG is wrong" "$folder/log")" 2
+}
+expect_refusal "no file"
+for line in "#roam_service_url=ws://h:1/x" "#skylark_service_url=ws://h:1/x" \
+    "roam_service_url=" "skylark_service_url=ws://host:80" "roam_service_url=wss://host:443/x" \
+    "mac-list-service-url=ws://host/x" " roam_service_url=ws://h:1/x" "roam_service_url=:1/x"; do
+    echo "$line" >"$CONFIG"
+    expect_refusal "$line"
+done
 
 # The daemon is replaced by a script that prints its arguments and the notify files.
 PROGRAM=$folder/daemon
@@ -44,14 +60,29 @@ expect_start() {  # expect_start KEY WHAT-RUNS FILE ...
 
     started=$(start_service)
 
-    expect "$key is started, and again for ever, with '$running' running" "$started" \
-        "$(printf '%s\n' open "$PROGRAM -f $CONFIG" "$@" "respawn 3600 10 0" close)"
+    expect "$key is started, and again until it is hopeless, with '$running' running" "$started" \
+        "$(printf '%s\n' open "$PROGRAM -f $CONFIG" "$@" "respawn 60 10 30" close)"
 }
 expect_start roam_service_url ""
 expect_start skylark_service_url hostapd .skylark_notify .skylark_notify_hostapd_started
 expect_start skylark_service_url widsd .skylark_notify .skylark_notify_widsd_started
 expect_start MAC-LIST-SERVICE-URL "hostapd widsd" .skylark_notify \
     .skylark_notify_hostapd_started .skylark_notify_widsd_started
+
+# rfcdctl, where it is installed, decides instead of the pattern.
+for status in 0 1; do
+    printf '#!/bin/sh\necho "line 1: $*"\nexit %s\n' $status >"$CHECK"
+    chmod +x "$CHECK"
+    : >"$folder/log"
+
+    started=$(start_service 2>/dev/null | head -n 1)
+
+    expect "status $status of rfcdctl: start" "$started" "$([ $status = 1 ] || echo open)"
+    expect "status $status of rfcdctl: reload" "$(reload_service)" \
+        "$([ $status = 1 ] || echo reloaded)"
+    expect "status $status of rfcdctl: its reason" \
+        "$(grep -c "line 1: check $CONFIG" "$folder/log")" $((2 * status))
+done
 
 : >"$MARK"
 service_stopped
