@@ -16,7 +16,6 @@ namespace rfcd {
 namespace {
 
 constexpr std::string_view default_location = "default-rrm-domain";
-constexpr std::size_t line_buffer_size = 255;
 
 std::string_view trim_line_end(std::string_view text) {
     return text.substr(0, text.find_first_of("\r\n"));
@@ -69,11 +68,14 @@ bool set_log_level(configuration& config, const setting& s) {
     return true;
 }
 
-// The first row whose key begins the line decides. A setter that returns false ends the reading.
-constexpr struct {
+// A setter that returns false ends the reading.
+struct key_entry {
     std::string_view key;
     bool (*set)(configuration&, const setting&);
-} keys[] = {
+};
+
+// The first key that a line begins with decides.
+constexpr key_entry keys[] = {
     {"roam_service_url=", set_url<service_index::roaming>},
     {"skylark_service_url=", set_url<service_index::rrm>},
     {"mac-list-service-url=", set_url<service_index::wids>},
@@ -85,11 +87,12 @@ constexpr struct {
     {"mac-list-id=", set_text<&configuration::mac_list_id>},
 };
 
-bool apply_line(configuration& config, const char* line) {
-    for (const auto& [key, set] : keys) {
-        if (strncasecmp(line, key.data(), key.size()) == 0) return set(config, {line, key.size()});
+// Null when the line begins with no key.
+const key_entry* find_key(const char* line) {
+    for (const auto& entry : keys) {
+        if (strncasecmp(line, entry.key.data(), entry.key.size()) == 0) return &entry;
     }
-    return true;
+    return nullptr;
 }
 
 }  // namespace
@@ -110,14 +113,28 @@ void read_command_line(int argc, char** argv, configuration& config) {
 
 void read_configuration_file(configuration& config) {
     if (config.file_path.empty()) return;
-    for (auto& service : config.services) service.location.assign(default_location);
-    config.log_level = 0;
+    set_configuration_defaults(config);
     const auto file = open_for_reading(config.file_path.c_str());
     if (!file) return;
-    char line[line_buffer_size];
+    char line[configuration_line_size];
     while (std::fgets(line, sizeof line, file.get()) != nullptr) {
-        if (!apply_line(config, line)) return;
+        if (!apply_configuration_line(config, line)) return;
     }
+}
+
+void set_configuration_defaults(configuration& config) {
+    for (auto& service : config.services) service.location.assign(default_location);
+    config.log_level = 0;
+}
+
+std::string_view configuration_key(const char* line) {
+    const auto* entry = find_key(line);
+    return entry == nullptr ? std::string_view() : entry->key;
+}
+
+bool apply_configuration_line(configuration& config, const char* line) {
+    const auto* entry = find_key(line);
+    return entry == nullptr || entry->set(config, {line, entry->key.size()});
 }
 
 bool parse_service_url(service_configs& services, service_index index, const char* line,

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "base/services.h"
 #include "base/text_field.h"
@@ -44,6 +45,16 @@ void read_command_line(int argc, char** argv, configuration& config);
 // cannot be opened. A "log_level=" line sets the log mask at once. A line of more than 253
 // characters is read in pieces of 254, each as a line of its own.
 void read_configuration_file(configuration& config);
+
+// The steps of read_configuration_file, for a program that looks at a file line by line.
+// The size of the buffer that fgets reads each line, or piece of a line, into.
+inline constexpr std::size_t configuration_line_size = 255;
+// Sets what holds before the first line.
+void set_configuration_defaults(configuration& config);
+// The key that `line` begins with, in lower case and with its "="; empty when it begins with none.
+std::string_view configuration_key(const char* line);
+// Applies one line. False when the line ends the reading of the file.
+bool apply_configuration_line(configuration& config, const char* line);
 
 // Reads `[ws://]host:port/path`, which follows the key of `key_length` characters at the start of
 // `line`, into the record of that service. Returns false and changes nothing when the scheme is
