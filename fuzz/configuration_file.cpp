@@ -1,8 +1,10 @@
-// The input is the configuration file, and also the board's factory file.
+// The input is the configuration file, read by the daemon and by rfcdctl, and also the board's
+// factory file.
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include "base/files.h"
+#include "ctl/configuration_check.h"
 #include "driver/board_identity.h"
 #include "fuzz/fuzz.h"
 #include "harness/fakes/fake_log.h"
@@ -27,6 +29,30 @@ void look_at(const rfcd::configuration& config) {
                   "a text is one line");
 }
 
+bool same_texts(const rfcd::service_config& a, const rfcd::service_config& b) {
+    return a.host.view() == b.host.view() && a.path.view() == b.path.view() &&
+           a.location.view() == b.location.view();
+}
+
+// rfcdctl understands the file as the daemon does.
+void check_like_the_daemon(const rfcd::configuration& config) {
+    const auto file = rfcd::open_for_reading(config.file_path.c_str());
+    const auto checked = ctl::check_configuration(file.get()).understood;
+    for (std::size_t i = 0; i < rfcd::service_count; ++i) {
+        const auto& read = config.services[i];
+        const auto& other = checked.services[i];
+        fuzz::require(read.enabled == other.enabled && read.port == other.port, "the same URL");
+        fuzz::require(same_texts(read, other), "the same texts");
+        fuzz::require(read.initial_connection_delay == other.initial_connection_delay &&
+                          read.max_connection_delay == other.max_connection_delay,
+                      "the same delays");
+    }
+    fuzz::require(config.mac_list_id == checked.mac_list_id &&
+                      config.log_file_path == checked.log_file_path &&
+                      config.log_level == checked.log_level,
+                  "the same settings");
+}
+
 void read_board(const char* path) {
     const auto file = rfcd::open_for_reading(path);
     const auto board = rfcd::parse_board_identity(file.get());
@@ -47,6 +73,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     config.file_path = path;
     rfcd::read_configuration_file(config);
     look_at(config);
+    check_like_the_daemon(config);
     read_board(path.c_str());
     return 0;
 }
