@@ -7,6 +7,8 @@ pkg_check_modules(libwebsockets REQUIRED IMPORTED_TARGET libwebsockets)
 
 # platform::NAME is the library behind src/platform/NAME.h.
 if(RFCD_PLATFORM STREQUAL "device")
+  # The device finds the libraries in its own folders; a RUNPATH would name the sysroot.
+  set(CMAKE_SKIP_RPATH ON)
   function(rfcd_device_library name)
     add_library(platform_${name} INTERFACE)
     foreach(library ${ARGN})
