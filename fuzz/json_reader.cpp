@@ -6,9 +6,9 @@
 
 #include <algorithm>
 
+#include "base/json_cost.h"
 #include "fuzz/fuzz.h"
 #include "ipc/json_writer.h"
-#include "workers/json_cost.h"
 
 // Functions of the sanitizers' runtime; other builds lack them.
 extern "C" {

@@ -1,6 +1,6 @@
 #include "harness/fakes/fake_clock.h"
 
-#include "workers/monotonic_clock.h"
+#include "base/monotonic_clock.h"
 
 namespace rfcd {
 

@@ -5,10 +5,10 @@
 #include <cstring>
 #include <utility>
 
+#include "base/cfg_ptr.h"
 #include "harness/fakes/fake_clock.h"
 #include "platform/peermsg.h"
 #include "platform/replywait.h"
-#include "workers/cfg_ptr.h"
 
 struct peermsg_ctx {
     std::string request;  // the last one

@@ -14,8 +14,8 @@
 #include <map>
 #include <string>
 
+#include "base/running_flag.h"
 #include "driver/driver_interface.h"
-#include "workers/running_flag.h"
 
 namespace rfcd {
 

@@ -6,10 +6,10 @@
 #include <cstring>
 #include <utility>
 
+#include "base/monotonic_clock.h"
 #include "main/logging.h"
 #include "platform/replywait.h"
 #include "workers/loop_progress.h"
-#include "workers/monotonic_clock.h"
 
 namespace rfcd {
 

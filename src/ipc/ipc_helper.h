@@ -19,10 +19,10 @@
 #include <utility>
 #include <vector>
 
+#include "base/cfg_ptr.h"
+#include "base/running_flag.h"
 #include "ipc/bus.h"
 #include "platform/peermsg.h"
-#include "workers/cfg_ptr.h"
-#include "workers/running_flag.h"
 
 namespace rfcd {
 

@@ -1,7 +1,7 @@
 #include "ipc/ipc_worker.h"
 
+#include "base/monotonic_clock.h"
 #include "base/services.h"
-#include "workers/monotonic_clock.h"
 
 namespace rfcd {
 

@@ -4,8 +4,8 @@
 
 #include <cstring>
 
+#include "base/json_cost.h"
 #include "main/logging.h"
-#include "workers/json_cost.h"
 
 namespace rfcd {
 

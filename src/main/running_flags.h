@@ -6,8 +6,8 @@
 #include <array>
 #include <cstddef>
 
+#include "base/running_flag.h"
 #include "base/services.h"
-#include "workers/running_flag.h"
 
 namespace rfcd {
 

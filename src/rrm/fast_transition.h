@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <string>
 
+#include "base/running_flag.h"
 #include "driver/driver_interface.h"
 #include "ipc/json_reader.h"
-#include "workers/running_flag.h"
 
 namespace rfcd {
 

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "base/interface_names.h"
+#include "base/monotonic_clock.h"
 #include "main/logging.h"
-#include "workers/monotonic_clock.h"
 
 namespace rfcd {
 

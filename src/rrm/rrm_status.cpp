@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "workers/monotonic_clock.h"
+#include "base/monotonic_clock.h"
 
 namespace rfcd {
 

@@ -9,9 +9,9 @@
 #include <optional>
 
 #include "base/bands.h"
+#include "base/monotonic_clock.h"
 #include "main/logging.h"
 #include "rrm/rrm_timer.h"
-#include "workers/monotonic_clock.h"
 
 namespace rfcd {
 

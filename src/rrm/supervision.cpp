@@ -3,9 +3,9 @@
 #include <ctime>
 #include <utility>
 
+#include "base/monotonic_clock.h"
 #include "main/logging.h"
 #include "rrm/flag_files.h"
-#include "workers/monotonic_clock.h"
 
 namespace rfcd {
 

@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include "workers/monotonic_clock.h"
+#include "base/monotonic_clock.h"
 
 namespace rfcd {
 

@@ -1,10 +1,10 @@
 // The worker without a connection: waiting, starting an attempt, and cleaning up after one.
 #include <cstdlib>
 
+#include "base/monotonic_clock.h"
 #include "main/logging.h"
 #include "websock/lws_callback.h"
 #include "websock/websock_worker.h"
-#include "workers/monotonic_clock.h"
 
 namespace rfcd {
 

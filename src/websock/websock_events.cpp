@@ -6,10 +6,10 @@
 #include <memory>
 #include <string>
 
+#include "base/monotonic_clock.h"
 #include "main/logging.h"
 #include "websock/lws_callback.h"
 #include "websock/websock_worker.h"
-#include "workers/monotonic_clock.h"
 
 namespace rfcd {
 

@@ -7,10 +7,10 @@
 #include <iterator>
 #include <utility>
 
+#include "base/monotonic_clock.h"
 #include "base/services.h"
 #include "ipc/json_writer.h"
 #include "main/logging.h"
-#include "workers/monotonic_clock.h"
 
 namespace rfcd {
 

@@ -10,8 +10,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "base/monotonic_clock.h"
 #include "workers/free_memory.h"
-#include "workers/monotonic_clock.h"
 
 namespace rfcd {
 

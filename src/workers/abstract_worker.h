@@ -11,8 +11,8 @@
 #include <string>
 #include <thread>
 
+#include "base/running_flag.h"
 #include "workers/loop_progress.h"
-#include "workers/running_flag.h"
 
 namespace rfcd {
 

@@ -1,9 +1,9 @@
 #include "workers/buffer_info.h"
 
+#include "base/cfg_ptr.h"
+#include "base/json_cost.h"
 #include "main/logging.h"
-#include "workers/cfg_ptr.h"
 #include "workers/free_memory.h"
-#include "workers/json_cost.h"
 
 namespace rfcd {
 

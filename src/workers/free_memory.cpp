@@ -3,7 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "workers/monotonic_clock.h"
+#include "base/monotonic_clock.h"
 
 // Not every C library has it. A library without it returns large blocks by itself.
 extern "C" int malloc_trim(std::size_t pad) __attribute__((weak));

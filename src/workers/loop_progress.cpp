@@ -1,6 +1,6 @@
 #include "workers/loop_progress.h"
 
-#include "workers/monotonic_clock.h"
+#include "base/monotonic_clock.h"
 
 namespace rfcd {
 

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <utility>
 
-#include "workers/monotonic_clock.h"
+#include "base/monotonic_clock.h"
 
 namespace rfcd {
 

@@ -7,11 +7,11 @@
 #include <regex>
 #include <thread>
 
+#include "base/monotonic_clock.h"
 #include "harness/child_process.h"
 #include "harness/fakes/fake_clock.h"
 #include "harness/fakes/queues.h"
 #include "harness/notify_listener.h"
-#include "workers/monotonic_clock.h"
 
 namespace rfcd {
 namespace {

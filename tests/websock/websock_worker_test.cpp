@@ -4,8 +4,8 @@
 
 #include <chrono>
 
+#include "base/monotonic_clock.h"
 #include "support/websock_fixture.h"
-#include "workers/monotonic_clock.h"
 
 namespace rfcd {
 namespace {

@@ -1,4 +1,4 @@
-#include "workers/json_cost.h"
+#include "base/json_cost.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "workers/monotonic_clock.h"
+#include "base/monotonic_clock.h"
 
 #include <unistd.h>
 
