@@ -62,6 +62,7 @@ class Rfcdctl : public testing::Test {
 
 TEST_F(Rfcdctl, Words) {
     write_file("/tmp/fine.conf", "roam_service_url=ws://h:1/x\n");
+    write_file("/tmp/empty.conf", "");
     write_file("/tmp/wrong.conf", "roam_service_url=ws://h:0/x\n");
     const struct {
         std::vector<std::string> words;
@@ -82,6 +83,9 @@ TEST_F(Rfcdctl, Words) {
          .status = 0,
          .output = "/tmp/fine.conf: the service is roaming, ws://h:1/x\n"},
         {.words = {"check", "/tmp/wrong.conf"}, .status = 1, .output = "/tmp/wrong.conf:1: has a "},
+        {.words = {"check", "/tmp/empty.conf"},
+         .status = 1,
+         .output = "/tmp/empty.conf: no service is chosen"},
         {.words = {"check", "/tmp"}, .status = 2, .output = "rfcdctl: /tmp is not a regular file"},
         {.words = {"check", "/no/file"},
          .status = 2,
@@ -152,38 +156,44 @@ TEST_F(Rfcdctl, StateOfTheProcess) {
         pid_t pid;
         std::uint64_t started;
         int status;
-        const char* headline;
+        const char* verdict;
+        const char* reason = "";
     } rows[] = {
         {.name = "running",
          .pid = daemon.pid(),
          .started = now,
          .status = 0,
-         .headline = "WIDS: connected for "},
+         .verdict = "WIDS: connected for "},
         {.name = "started at another time",
          .pid = daemon.pid(),
          .started = now - 100,
          .status = 2,
-         .headline = "WIDS: not running: process "},
+         .verdict = "WIDS: not running: ",
+         .reason = " is another program\n"},
         {.name = "another program",
          .pid = stranger.pid(),
          .started = now,
          .status = 2,
-         .headline = "WIDS: not running: process "},
+         .verdict = "WIDS: not running: ",
+         .reason = " is another program\n"},
         {.name = "no process",
          .pid = 2'000'000'000,
          .started = now,
          .status = 2,
-         .headline = "WIDS: not running: process 2000000000 has ended"},
+         .verdict = "WIDS: not running: ",
+         .reason = " has ended\n"},
         {.name = "no thread runs",
          .pid = frozen.pid(),
          .started = now,
          .status = 2,
-         .headline = "WIDS: stuck: process "},
+         .verdict = "WIDS: stuck: ",
+         .reason = " does not run\n"},
         {.name = "stopped",
          .pid = stopped.pid(),
          .started = now,
          .status = 2,
-         .headline = "WIDS: stuck: process "},
+         .verdict = "WIDS: stuck: ",
+         .reason = " is stopped\n"},
     };
 
     for (const auto& row : rows) {
@@ -192,7 +202,8 @@ TEST_F(Rfcdctl, StateOfTheProcess) {
         const auto [status, output] = rfcdctl({"status"});
 
         EXPECT_EQ(status, row.status) << row.name << ": " << output;
-        EXPECT_TRUE(output.starts_with(row.headline)) << row.name << ": " << output;
+        EXPECT_TRUE(output.starts_with(row.verdict)) << row.name << ": " << output;
+        EXPECT_NE(output.find(row.reason), std::string::npos) << row.name << ": " << output;
     }
 }
 

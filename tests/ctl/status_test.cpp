@@ -115,7 +115,6 @@ TEST(Status, FilesThatAreNotBelieved) {
         const char* fault = "";
     } rows[] = {
         {.name = "root's"},
-        {.name = "ours", .owner = geteuid()},
         {.name = "largest", .size = 65'536},
         {.name = "too large", .size = 65'537, .fault = "is too large"},
         {.name = "a stranger's", .owner = geteuid() + 1, .fault = "belongs to another user"},
@@ -198,6 +197,11 @@ TEST(Status, VerdictsAndHeadlines) {
         EXPECT_EQ(exit_status_of(judged.judged.outcome), row.exit_status) << row.name;
         EXPECT_EQ(report.substr(0, report.find('\n')), row.headline) << row.name;
     }
+}
+
+TEST(Status, ReportAboutADaemonThatIsGoneIsItsHeadline) {
+    EXPECT_EQ(person_report(seen({}, process_life::replaced)),
+              "RRM: not running: process 12 is another program\n");
 }
 
 TEST(Status, ReportForAPerson) {
