@@ -43,8 +43,9 @@ std::string headline_without_link(const aged_record& record) {
     if (link == "unlinked") {
         return "given up for good " + record.age("link-since") + " ago" + attempts_text(record);
     }
-    return "not connected (" + link + " for " + record.age("link-since") + ")" +
-           attempts_text(record);
+    // Each attempt has states of its own; this is since the link was lost, or the daemon started.
+    const char* since = record.has("disconnected-since") ? "disconnected-since" : "link-since";
+    return "not connected for " + record.age(since) + attempts_text(record);
 }
 
 std::string headline_of(const observation& seen) {
@@ -69,7 +70,7 @@ std::string process_line(const aged_record& record) {
 }
 
 std::string link_line(const aged_record& record) {
-    const std::string text = record.text("link") + " for " + record.age("link-since");
+    std::string text = record.text("link") + " for " + record.age("link-since");
     if (!record.has("next-attempt")) return text;
     return text + ", next attempt in " + record.time_to("next-attempt");
 }

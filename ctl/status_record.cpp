@@ -33,6 +33,7 @@ constexpr known_key known_keys[] = {
     {"written", value_kind::time, true},
     {"link", value_kind::text, true},
     {"link-since", value_kind::time, true},
+    {"disconnected-since", value_kind::time},
     {"attempts", value_kind::count},
     {"next-attempt", value_kind::time},
     {"last-end-at", value_kind::time},

@@ -148,6 +148,9 @@ std::string status_reporter::text(std::int64_t now_ms, const loops& state) const
 
     lines.add("link", name_of(link));
     lines.add_number("link-since", link.since != 0 ? link.since.load() : started_);
+    if (link.state != link_state::connected) {
+        lines.add_number("disconnected-since", link.lost != 0 ? link.lost.load() : started_);
+    }
     lines.add_number("attempts", link.attempts);
     lines.add_time("next-attempt", link.next_attempt);
     const auto last = link.last_end();

@@ -40,6 +40,7 @@ struct link_status {
     // Times are seconds of the monotonic clock.
     std::atomic<link_state> state = link_state::idle;
     std::atomic<std::int64_t> since = 0;         // when the link entered this state
+    std::atomic<std::int64_t> lost = 0;          // it was connected last; 0: never
     std::atomic<bool> unlinked = false;          // given up: the link makes no further attempt
     std::atomic<std::uint32_t> attempts = 0;     // since the last completed handshake
     std::atomic<std::int64_t> next_attempt = 0;  // 0: the link is not waiting for one

@@ -67,6 +67,7 @@ bool websock_worker::connected() const {
 
 void websock_worker::enter(link_state state) {
     status_.since = monotonic_now().tv_sec;
+    if (status_.state == link_state::connected) status_.lost = status_.since.load();
     status_.state = state;
     status_.note_change();
 }

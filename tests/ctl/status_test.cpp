@@ -155,9 +155,10 @@ TEST(Status, VerdictsAndHeadlines) {
          .exit_status = 1,
          .headline = "RRM: connected for 3 h 12 min, subscribing for 3 h 11 min"},
         {.name = "waiting",
-         .edits = {{"link: connected", "link: waiting"}, {"8480", "19959"}},
+         .edits = {{"link: connected", "link: waiting"},
+                   {"8480", "19990\ndisconnected-since: 19959"}},
          .exit_status = 1,
-         .headline = "RRM: not connected (waiting for 41 s), 7 attempts, last: connection refused"},
+         .headline = "RRM: not connected for 41 s, 7 attempts, last: connection refused"},
         {.name = "given up",
          .edits = {{"link: connected", "link: unlinked"}, {"8480", "19940"}},
          .exit_status = 1,
@@ -212,7 +213,7 @@ TEST(Status, ReportForAPerson) {
               {"link-loop: 19990", "link-loop: 19950\nlink-loop-busy: name lookup"}}));
 
     EXPECT_EQ(report,
-              "RRM: not connected (waiting for 3 h 12 min), 7 attempts, last: connection refused\n"
+              "RRM: not connected for 3 h 12 min, 7 attempts, last: connection refused\n"
               "  service           ws://h:80/?[2J\n"
               "  process           12, version 1.0.0, started 3 h 20 min ago\n"
               "  link              waiting for 3 h 12 min, next attempt in 5 s\n"

@@ -131,6 +131,7 @@ TEST_F(StatusReporter, WritesStatesAtOnceCountsOnceASecondAndElseNothing) {
         return std::exchange(before, file_number()) != before;
     };
 
+    EXPECT_NE(lab::read_file(path).find("disconnected-since: 1000\n"), std::string::npos);
     fake_clock::now_ns += fake_clock::second_ns / 5;
     EXPECT_FALSE(written_anew()) << "nothing has changed";
     set_state(link_state::connecting);

@@ -139,6 +139,7 @@ TEST_F(WebsockWorker, StatusSaysWhyTheConnectionEnded) {
         if (worker.status().state == link_state::closing) attempts = 0;
         worker.on_stop();
 
+        EXPECT_EQ(worker.status().lost == monotonic_now().tv_sec, attempts == 0);
         EXPECT_EQ(worker.status().last_end().reason, row.reason);
         EXPECT_EQ(worker.status().last_end().time, monotonic_now().tv_sec);
         EXPECT_EQ(worker.status().state, link_state::idle);
