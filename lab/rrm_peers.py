@@ -29,7 +29,14 @@ async def connect_bus(path):
 
 
 async def serve_store(path, store):
-    reader, writer = await connect_bus(path)
+    while True:
+        try:
+            await serve_store_until_the_bus_ends(*await connect_bus(path), store)
+        except (asyncio.IncompleteReadError, OSError):
+            pass
+
+
+async def serve_store_until_the_bus_ends(reader, writer, store):
     for kind in (HELLO, START):
         writer.write(HEAD.pack(MAGIC, 0, kind, CONFIGD, 0))
 
