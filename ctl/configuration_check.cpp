@@ -194,16 +194,20 @@ check_result checker::finish() {
     return std::move(result_);
 }
 
+// Under systemd, what is wrong is an error in the journal.
 void print(const char* path, const check_result& result) {
+    const char* error_mark = std::getenv("JOURNAL_STREAM") != nullptr ? "<3>" : "";
     for (const auto& [line, weight, message] : result.findings) {
-        std::printf("%s:%zu: %s%s\n", path, line, weight == severity::note ? "note: " : "",
-                    message.c_str());
+        const bool is_note = weight == severity::note;
+        std::printf("%s%s:%zu: %s%s\n", is_note ? "" : error_mark, path, line,
+                    is_note ? "note: " : "", message.c_str());
     }
     if (result.service) {
         std::printf("%s: the service is %s, %s\n", path, display_name(*result.service),
                     printable(url_of(result.understood.of(*result.service))).c_str());
     } else {
-        std::printf("%s: no service is chosen, so the daemon would end at once\n", path);
+        std::printf("%s%s: no service is chosen, so the daemon would end at once\n", error_mark,
+                    path);
     }
 }
 
