@@ -42,7 +42,8 @@ int print_status(const std::string& service, std::string (*report)(const ctl::ob
     return worst;
 }
 
-int status(words arguments) {
+int status(const words& given) {
+    words arguments = given;
     const bool json = std::erase(arguments, "--json") > 0;
     if (arguments.size() > 1) return wrong_words();
     if (!arguments.empty() && !is_service(arguments.front())) return wrong_words();
@@ -51,31 +52,31 @@ int status(words arguments) {
     return print_status(service, json ? ctl::json_report : ctl::person_report);
 }
 
-int watch(words arguments) {
+int watch(const words& arguments) {
     if (arguments.size() > 1) return wrong_words();
     if (!arguments.empty() && !is_service(arguments.front())) return wrong_words();
     return ctl::run_watch(std::string(arguments.empty() ? "" : arguments.front()));
 }
 
-int check(words arguments) {
+int check(const words& arguments) {
     if (arguments.size() != 1) return wrong_words();
     return ctl::run_check(std::string(arguments.front()).c_str());
 }
 
-int version(words arguments) {
+int version(const words& arguments) {
     if (!arguments.empty()) return wrong_words();
     std::puts("rfcdctl " RFCD_VERSION);
     return ctl::exit_good;
 }
 
-int help(words /*arguments*/) {
+int help(const words& /*arguments*/) {
     std::fputs(usage, stdout);
     return ctl::exit_good;
 }
 
 constexpr struct {
     std::string_view name;
-    int (*run)(words);
+    int (*run)(const words&);
 } commands[] = {
     {"status", status}, {"watch", watch}, {"check", check}, {"version", version}, {"--help", help},
 };
