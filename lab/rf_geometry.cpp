@@ -49,7 +49,8 @@ double centre_of(const channel_use& use, int width_mhz) {
 
         const int joined = channels_per_20_mhz * width_mhz / 20;
         const int begin = row.first + from_first / joined * joined;
-        return begin + (joined - channels_per_20_mhz) / 2;
+        const int centre = begin + (joined - channels_per_20_mhz) / 2;
+        return centre;
     }
     return use.channel;
 }
