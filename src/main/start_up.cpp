@@ -80,6 +80,7 @@ void run_roaming(const service_config& service, const service_manager& manager) 
     ipc.start_thread();
     manager.ready();
     websock.run();
+    reporter.stop();
 }
 
 void run_rrm(const service_config& service, const service_manager& manager) {
@@ -99,6 +100,7 @@ void run_rrm(const service_config& service, const service_manager& manager) {
     websock.start_thread();
     manager.ready();
     rrm.run();
+    reporter.stop();
 }
 
 void run_wids(const service_config& service, const std::string& mac_list_id,
@@ -114,6 +116,7 @@ void run_wids(const service_config& service, const std::string& mac_list_id,
     websock.start_thread();
     manager.ready();
     wids.run();
+    reporter.stop();
 }
 
 // A number from 0 to 1,023, to tell apart devices that start in the same second. Early in a boot

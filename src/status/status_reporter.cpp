@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <thread>
+
 #include "base/monotonic_clock.h"
 
 namespace rfcd {
@@ -63,10 +65,16 @@ void status_reporter::watch(const sources& workers) {
     workers.service_loop.set_observer([this] { look(); });
 }
 
+void status_reporter::stop() {
+    while (in_use_.test_and_set(std::memory_order_acquire)) std::this_thread::yield();
+    from_.reset();
+    in_use_.clear(std::memory_order_release);
+}
+
 void status_reporter::look() noexcept {
     if (in_use_.test_and_set(std::memory_order_acquire)) return;
     try {
-        do_what_is_due();
+        if (from_) do_what_is_due();
     } catch (...) {
         // Out of memory: this call shows nothing, the next one tries again.
     }

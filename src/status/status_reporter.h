@@ -44,6 +44,10 @@ class status_reporter {
     // Observes both loops from now on. Call it once, before the loops run.
     void watch(const sources& workers);
 
+    // Looks at the workers no more: one of them is about to be destroyed. Waits for a look of the
+    // other loop to end.
+    void stop();
+
     // Does what is due. Safe on any thread.
     void look() noexcept;
 

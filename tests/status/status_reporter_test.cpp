@@ -240,6 +240,19 @@ TEST_F(StatusReporter, TellsTheServiceManagerInOneLine) {
               "STATUS=Gave the service up for good; STOPPING=1; ");
 }
 
+TEST_F(StatusReporter, LeavesWorkersAloneThatAreDestroyed) {
+    watch();
+    both_loops_pass();
+    const auto before = file_number();
+
+    reporter->stop();
+    set_state(link_state::connected);
+    fake_clock::advance(10);
+    both_loops_pass();
+
+    EXPECT_EQ(file_number(), before);
+}
+
 TEST_F(StatusReporter, WorksWithoutItsFile) {
     lab::write_file(status_folder, "a file where the folder should be");
     watch();
