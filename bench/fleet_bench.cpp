@@ -129,7 +129,7 @@ void measure_fleet(results& r) {
 
     r.table("200 daemons, dropped all at once",
             {"back", "first s", "median s", "last s", "most in 1 s", "own MB", "share MB"});
-    r.row("delay 5, started over 5 s",
+    r.row("delay 5, started at once",
           {static_cast<double>(returns.size()), percentile(returns, 0), median(returns),
            percentile(returns, 1), static_cast<double>(most_in_one_second(returns)), own, share});
     r.note("own and share: of all 200 together");
