@@ -13,9 +13,9 @@ struct service_name {
 };
 
 inline constexpr std::array<service_name, rfcd::service_count> service_names{{
-    {"roaming", "roaming"},
-    {"rrm", "RRM"},
-    {"wids", "WIDS"},
+    {rfcd::entry_of(rfcd::service_index::roaming).name, "roaming"},
+    {rfcd::entry_of(rfcd::service_index::rrm).name, "RRM"},
+    {rfcd::entry_of(rfcd::service_index::wids).name, "WIDS"},
 }};
 
 constexpr const char* display_name(rfcd::service_index index) {
