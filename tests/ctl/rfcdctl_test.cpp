@@ -9,6 +9,7 @@
 #include <csignal>
 #include <ctime>
 #include <filesystem>
+#include <regex>
 
 #include "harness/child_process.h"
 
@@ -207,6 +208,12 @@ TEST_F(Rfcdctl, StateOfTheProcess) {
     }
 }
 
+// Ages grow by a second between one run of the program and the next.
+std::string without_ages(const std::string& json) {
+    static const std::regex age(R"(,"[a-z-]+-age":\d+)");
+    return std::regex_replace(json, age, "");
+}
+
 TEST_F(Rfcdctl, SeveralServicesEndWithTheWorst) {
     auto daemon = start_daemon();
     write_status("wids", "connected", daemon.pid());
@@ -217,7 +224,8 @@ TEST_F(Rfcdctl, SeveralServicesEndWithTheWorst) {
 
     EXPECT_EQ(both.status, 1);
     EXPECT_TRUE(both.output.starts_with(R"({"verdict":"not connected",)")) << both.output;
-    EXPECT_TRUE(both.output.ends_with(one.output)) << both.output;
+    EXPECT_TRUE(without_ages(both.output).ends_with(without_ages(one.output)))
+        << both.output << one.output;
     EXPECT_EQ(one.status, 0);
     EXPECT_TRUE(one.output.starts_with(R"({"verdict":"connected",)")) << one.output;
 }
