@@ -4,8 +4,9 @@ find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(json-c REQUIRED IMPORTED_TARGET json-c)
 pkg_check_modules(libwebsockets REQUIRED IMPORTED_TARGET libwebsockets)
-# Only linux/ uses it, which is left out without it.
-pkg_check_modules(libnl-genl IMPORTED_TARGET libnl-genl-3.0)
+if(RFCD_LINUX)
+  pkg_check_modules(libnl-genl REQUIRED IMPORTED_TARGET libnl-genl-3.0)
+endif()
 
 # platform::NAME is the library behind src/platform/NAME.h.
 if(RFCD_PLATFORM STREQUAL "device")
