@@ -6,6 +6,14 @@ pkg_check_modules(json-c REQUIRED IMPORTED_TARGET json-c)
 pkg_check_modules(libwebsockets REQUIRED IMPORTED_TARGET libwebsockets)
 if(RFCD_LINUX)
   pkg_check_modules(libnl-genl REQUIRED IMPORTED_TARGET libnl-genl-3.0)
+
+  # The client of hostapd's control sockets. Debian's package has no file for pkg-config.
+  find_library(WPA_CLIENT_LIBRARY wpa_client REQUIRED)
+  find_path(WPA_CLIENT_INCLUDE wpa_ctrl.h REQUIRED)
+  add_library(wpa_client UNKNOWN IMPORTED)
+  set_target_properties(wpa_client PROPERTIES
+    IMPORTED_LOCATION ${WPA_CLIENT_LIBRARY}
+    INTERFACE_INCLUDE_DIRECTORIES ${WPA_CLIENT_INCLUDE})
 endif()
 
 # platform::NAME is the library behind src/platform/NAME.h.
