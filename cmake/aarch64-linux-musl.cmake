@@ -18,6 +18,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(ENV{PKG_CONFIG_LIBDIR} ${target}/root/lib/pkgconfig)
+# As /usr/include on the machine itself: for headers that no target asks for.
+set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES ${target}/root/include)
 
 # musl and libc++ are compiled as what is linked with them: at -Os, also when CMake tries the compiler.
 foreach(language C CXX)
