@@ -4,7 +4,7 @@ find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(json-c REQUIRED IMPORTED_TARGET json-c)
 pkg_check_modules(libwebsockets REQUIRED IMPORTED_TARGET libwebsockets)
-if(RFCD_LINUX)
+if(RFCD_LINUX AND RFCD_PLATFORM STREQUAL "standin")
   pkg_check_modules(libnl-genl REQUIRED IMPORTED_TARGET libnl-genl-3.0)
 
   # The client of hostapd's control sockets. Debian's package has no file for pkg-config.
