@@ -162,7 +162,7 @@ void checker::take_setting(const piece& p, std::string_view key) {
 
     const auto [earlier, is_new] = in_effect_.try_emplace(key, p.line);
     if (!is_new) {
-        report(earlier->second, severity::wrong, "is overridden by " + line_name(p.line));
+        report(earlier->second, severity::note, "is overridden by " + line_name(p.line));
         earlier->second = p.line;
     }
 }
@@ -173,7 +173,7 @@ void checker::find_unused_settings() {
     for (const auto& [key, line] : in_effect_) {
         const auto service = service_of_url_key(key);
         if (service && service != result_.service) {
-            report(line, severity::wrong, "is not used: another line chooses " + chosen);
+            report(line, severity::note, "is not used: another line chooses " + chosen);
         }
         const auto user = only_user_of(key);
         if (user && user != result_.service) {

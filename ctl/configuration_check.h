@@ -14,8 +14,8 @@
 namespace ctl {
 
 enum class severity {
-    note,   // the daemon does what the line says, but the line may surprise its writer
-    wrong,  // the daemon does not do what the line says
+    note,   // the daemon reads the line as it is written, but has another reason not to use it
+    wrong,  // the daemon ignores the line, cuts it or reads something else
 };
 
 struct finding {
