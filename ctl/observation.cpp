@@ -25,13 +25,24 @@ std::uint64_t monotonic_seconds() {
 
 std::string path_of(const std::string& service) { return status_folder + service + ".status"; }
 
-// What the process says; nothing when it runs.
+// Whether this loop has said what it waits for.
+bool waits_for_something(const status_record& record, std::string_view loop) {
+    const std::string busy = std::string(loop) + "-busy";
+    return record.has(busy) && record.text(busy) != "unknown";
+}
+
+// What the process says; nothing when it runs, or when both its loops may wait.
 std::optional<judgement> judge_process(const status_record& record, process_life life) {
     const std::string process = "process " + std::to_string(record.number("pid"));
     switch (life) {
         case process_life::running: break;
         case process_life::stopped: return judgement{verdict::stuck, process + " is stopped"};
-        case process_life::frozen: return judgement{verdict::stuck, process + " does not run"};
+        case process_life::frozen:
+            if (waits_for_something(record, "link-loop") &&
+                waits_for_something(record, "service-loop")) {
+                break;
+            }
+            return judgement{verdict::stuck, process + " does not run"};
         case process_life::ended: return judgement{verdict::not_running, process + " has ended"};
         case process_life::replaced:
             return judgement{verdict::not_running, process + " is another program"};

@@ -111,8 +111,13 @@ status_reporter::loops status_reporter::look_at_loops(std::int64_t now_ms) const
     const auto is_stuck = [&](const loop_progress& loop) {
         return takes_longer(loop, loop_progress::limit_ms(loop.look().reason));
     };
-    return {.link_busy = takes_longer(from_->link_loop, busy_ms),
-            .service_busy = takes_longer(from_->service_loop, busy_ms),
+    const auto waits = [](const loop_progress& loop) {
+        return loop.look().reason != wait_reason::none;
+    };
+    // A loop that waits cannot tell of the other later. So both count as busy at once.
+    const bool both_wait = waits(from_->link_loop) && waits(from_->service_loop);
+    return {.link_busy = both_wait || takes_longer(from_->link_loop, busy_ms),
+            .service_busy = both_wait || takes_longer(from_->service_loop, busy_ms),
             .stuck = is_stuck(from_->link_loop) || is_stuck(from_->service_loop)};
 }
 

@@ -169,6 +169,33 @@ TEST_F(StatusReporter, OneLoopTellsOfTheOther) {
     EXPECT_EQ(text_after(1).find("busy"), std::string::npos);
 }
 
+// Neither could tell of the other later.
+TEST_F(StatusReporter, BothLoopsTellWhatTheyWaitForAsTheSecondOneBegins) {
+    watch();
+    both_loops_pass();
+
+    std::string both;
+    std::string after;
+    std::thread link_thread([&] {
+        link_loop.enter_loop();
+        const long_wait lookup(wait_reason::name_lookup);
+        std::thread service_thread([&] {
+            service_loop.enter_loop();
+            {
+                const long_wait request(wait_reason::request);
+                both = lab::read_file(path);
+            }
+            after = lab::read_file(path);
+        });
+        service_thread.join();
+    });
+    link_thread.join();
+
+    EXPECT_NE(both.find("link-loop-busy: name lookup\n"), std::string::npos);
+    EXPECT_NE(both.find("service-loop-busy: request to a local daemon\n"), std::string::npos);
+    EXPECT_EQ(after.find("busy"), std::string::npos);
+}
+
 TEST_F(StatusReporter, FeedsTheWatchdogWhileBothLoopsMakeProgress) {
     const struct {
         const char* name;
