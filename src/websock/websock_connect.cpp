@@ -114,6 +114,7 @@ bool websock_worker::connect() {
         destroy_context();
         return false;
     }
+    looked_up_ms_ = monotonic_milliseconds();
     log_debug(daemon_logger, "%s->Connected\n", name().c_str());
     return true;
 }

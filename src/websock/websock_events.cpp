@@ -19,6 +19,10 @@ constexpr std::int32_t max_missed_pongs = 2;
 constexpr std::time_t ping_period_seconds = 30;
 constexpr std::int64_t longest_drain_ms = 100;
 
+// Longer than the kernel takes to find out that an address refuses or has no route, and shorter
+// than the library waits for an address.
+constexpr std::int64_t unanswered_ms = 15'000;
+
 // Makes a text of the library or of the service one short line that is safe to show.
 std::string printable(const void* text, std::size_t length) {
     constexpr std::size_t longest = 80;
@@ -131,7 +135,14 @@ void websock_worker::log_reason(int reason) const {
 
 void websock_worker::process_connection_error(const void* in, std::size_t length) {
     log_debug(daemon_logger, "%s->%s:%d\n", name().c_str(), "process_client_connection_error", 90);
-    end_connection(attempt_reason(in, length));
+
+    // The library has taken the system's error number off the socket. Only the time tells apart an
+    // address that refuses and one that drops every packet. Without a connection the name lookup
+    // has failed.
+    const bool unanswered = status_.state == link_state::connecting && connection_ != nullptr &&
+                            monotonic_milliseconds() - looked_up_ms_ >= unanswered_ms;
+    end_connection(unanswered ? "the address of the service does not answer"
+                              : attempt_reason(in, length));
 }
 
 void websock_worker::process_client_established(lws* connection) {

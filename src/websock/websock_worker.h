@@ -137,8 +137,9 @@ class websock_worker : public abstract_worker {
     buffer_ptr rx_buffer_ = buffer_info_t::make();
     std::array<lws_protocols, 2> protocols_{};  // ours and the terminator
     link_status status_;
-    std::string end_reason_;     // of the present connection or attempt
-    bool reading_held_ = false;  // because the service worker does not keep up
+    std::string end_reason_;         // of the present connection or attempt
+    std::int64_t looked_up_ms_ = 0;  // when its name lookup was over
+    bool reading_held_ = false;      // because the service worker does not keep up
     std::timespec last_ping_{};
     connection_delay delay_;
     std::atomic<bool> woken_ = false;  // by a push that the worker has not noticed yet

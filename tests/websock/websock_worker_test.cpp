@@ -102,10 +102,22 @@ TEST_F(WebsockWorker, StatusSaysWhyTheConnectionEnded) {
     };
     const struct {
         const char* name;
+        int lookup_seconds = 0;
         std::function<void()> happen;
         const char* reason;
     } rows[] = {
         {.name = "known words",
+         .happen = [&] { fail("Unable to connect"); },
+         .reason = "connection refused, or the address cannot be reached"},
+        {.name = "known words after the library's wait for an address",
+         .happen =
+             [&] {
+                 fake_clock::advance(20);
+                 fail("Unable to connect");
+             },
+         .reason = "the address of the service does not answer"},
+        {.name = "known words after a long name lookup",
+         .lookup_seconds = 30,
          .happen = [&] { fail("Unable to connect"); },
          .reason = "connection refused, or the address cannot be reached"},
         {.name = "other words", .happen = [&] { fail("HS: \x01 hash"); }, .reason = "HS: ? hash"},
@@ -133,6 +145,7 @@ TEST_F(WebsockWorker, StatusSaysWhyTheConnectionEnded) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const auto version = worker.status().version.load();
+        library.on_connect = [&] { fake_clock::advance(row.lookup_seconds); };
         ASSERT_TRUE(worker.start_check());
         EXPECT_EQ(worker.status().attempts, ++attempts);
         row.happen();
