@@ -183,16 +183,16 @@ TEST(Journal, LinesHaveAPriorityAndNoStampWhereTheJournalReads) {
     }
 }
 
-TEST(Journal, LongLineIsCutAndEachPieceHasThePriority) {
-    const auto lines = [](const char* format, ...) {
-        std::va_list args;
-        va_start(args, format);
-        const std::string text = format_journal_lines(8, format, args);
-        va_end(args);
-        return text;
-    };
+[[gnu::format(printf, 1, 2)]] std::string error_lines(const char* format, ...) {
+    std::va_list args;
+    va_start(args, format);
+    std::string text = format_journal_lines(8, format, args);
+    va_end(args);
+    return text;
+}
 
-    const std::string text = lines("%s", std::string(79'990, 'x').c_str());
+TEST(Journal, LongLineIsCutAndEachPieceHasThePriority) {
+    const std::string text = error_lines("%s", std::string(79'990, 'x').c_str());
 
     EXPECT_EQ(text.substr(40'000, 6), "\n<3>\tx");
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2);
