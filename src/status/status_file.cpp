@@ -36,6 +36,7 @@ bool status_file::replace(std::string_view text) const {
         return true;
     }
     unlink(new_path_.c_str());
+    unlink(path_.c_str());
     return false;
 }
 

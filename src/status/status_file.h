@@ -1,6 +1,6 @@
 // A small file that shows the state of the daemon. It is replaced as a whole, so nobody ever reads
-// half of one. When the folder cannot be made or the disk is full, only the file is missing or out
-// of date. The status_reporter owns it and lets one thread at a time use it.
+// half of one. When the folder cannot be made or the disk is full, only the file is missing. The
+// status_reporter owns it and lets one thread at a time use it.
 #pragma once
 
 #include <string>
@@ -19,7 +19,9 @@ class status_file {
     // Removes the file.
     ~status_file();
 
-    // Writes the new text; makes the folder if it is missing. False when the file stays as it was.
+    // Writes the new text; makes the folder if it is missing. False when it cannot: then there is
+    // no file, because an old one would tell of a state that is over. (On a read-only disk it
+    // stays.)
     bool replace(std::string_view text) const;
 
   private:

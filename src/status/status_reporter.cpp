@@ -93,7 +93,8 @@ void status_reporter::do_what_is_due() {
         if (state_changed || counted != last_counts_) {
             last_version_ = version;
             last_counts_ = std::move(counted);
-            report(now_ms, state);
+            // Without a file, try again when counts are due.
+            if (!report(now_ms, state)) last_counts_.clear();
         }
     }
 
@@ -121,13 +122,15 @@ status_reporter::loops status_reporter::look_at_loops(std::int64_t now_ms) const
             .stuck = is_stuck(from_->link_loop) || is_stuck(from_->service_loop)};
 }
 
-void status_reporter::report(std::int64_t now_ms, const loops& state) {
-    file_.replace(text(now_ms, state));
+bool status_reporter::report(std::int64_t now_ms, const loops& state) {
+    const bool written = file_.replace(text(now_ms, state));
 
     auto now_summary = summary();
-    if (now_summary == last_summary_) return;
-    manager_.status(now_summary);
-    last_summary_ = std::move(now_summary);
+    if (now_summary != last_summary_) {
+        manager_.status(now_summary);
+        last_summary_ = std::move(now_summary);
+    }
+    return written;
 }
 
 std::uint64_t status_reporter::state_version(const loops& state) const {

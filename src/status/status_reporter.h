@@ -7,7 +7,7 @@
 // is already doing so, `look` returns at once.
 //
 // It writes the file when a state has changed, and at most once a second when only counts have
-// changed. An idle daemon writes nothing.
+// changed. An idle daemon writes nothing. While the file cannot be written, it tries once a second.
 #pragma once
 
 #include <atomic>
@@ -60,7 +60,8 @@ class status_reporter {
     loops look_at_loops(std::int64_t now_ms) const;
 
     void do_what_is_due();
-    void report(std::int64_t now_ms, const loops& state);
+    // False when the file could not be written.
+    bool report(std::int64_t now_ms, const loops& state);
     std::uint64_t state_version(const loops& state) const;
     std::string counts() const;
     std::string text(std::int64_t now_ms, const loops& state) const;

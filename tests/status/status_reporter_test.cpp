@@ -302,5 +302,25 @@ TEST_F(StatusReporter, WorksWithoutItsFile) {
     EXPECT_FALSE(std::filesystem::exists(path)) << "a daemon that ends leaves no status";
 }
 
+// The file of a state that is over would tell people what is not so.
+TEST_F(StatusReporter, RemovesAFileThatItCannotReplaceAndTriesAgain) {
+    watch();
+    both_loops_pass();
+
+    std::filesystem::create_directory(path + ".new");
+    set_state(link_state::connected);
+    fake_clock::now_ns += fake_clock::second_ns / 5;
+    both_loops_pass();
+    EXPECT_FALSE(std::filesystem::exists(path));
+
+    std::filesystem::remove(path + ".new");
+    fake_clock::now_ns += fake_clock::second_ns / 5;
+    both_loops_pass();
+    EXPECT_FALSE(std::filesystem::exists(path)) << "too soon";
+    fake_clock::advance(1);
+    both_loops_pass();
+    EXPECT_NE(lab::read_file(path).find("link: connected"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace rfcd
