@@ -25,6 +25,8 @@ class bus_connection {
     bool open(std::uint8_t module);
     void close();
     bool is_open() const { return descriptor_ != -1; }
+    // For poll(); -1 when it is not open. Read with receive() until that returns null.
+    int descriptor() const { return descriptor_; }
 
     // False when the frame was not sent whole; the connection is then closed.
     bool send(const frame_head& head, std::string_view text);

@@ -1,0 +1,97 @@
+#include "aplocald/daemon.h"
+
+#include "aplocald/json.h"
+#include "aplocald/log.h"
+#include "aplocald/replace_file.h"
+
+namespace aplocal {
+
+namespace {
+
+constexpr const char* instance_file = "/run/aplocald.pid";
+constexpr std::uint8_t configd_module = 1;
+constexpr std::uint8_t networkd_module = 6;
+constexpr std::uint8_t scan_listener_module = 34;
+constexpr int modules = 3;
+
+// hostapd replies within milliseconds. The loop waits no longer, so that a stop of aplocald does
+// not wait for a hostapd that hangs.
+constexpr std::chrono::milliseconds hostapd_limit{700};
+
+}  // namespace
+
+daemon::daemon(event_loop& loop, const configuration& config, std::function<void()> when_ready)
+    : loop_(loop),
+      config_(config),
+      when_ready_(std::move(when_ready)),
+      instance_(instance_file),
+      stored_(config.store),
+      view_([this](const std::string& command) { return ask_hostapd(command); }),
+      kernel_(open_kernel_radios()),
+      live_(view_, *kernel_, stored_),
+      channels_(*kernel_,
+                config.radar_channels ? radar_channels::included : radar_channels::left_out),
+      settings_({.loop = loop,
+                 .kernel = *kernel_,
+                 .live = live_,
+                 .stored = stored_,
+                 .hostapd = [this](const std::string& command) { return ask_hostapd(command); }}),
+      services_(
+          {.stored = stored_,
+           .live = live_,
+           .radio = settings_,
+           .update_fast_transition =
+               [](json_object*) { return std::optional<std::string>("not implemented"); },
+           .reset_fast_transition =
+               [](json_object*) { return std::optional<std::string>("not implemented"); },
+           .take_mac_lists = [this](json_object* request) { return take_mac_lists(request); }}),
+      configd_(
+          loop, configd_module,
+          [this](std::uint8_t from, const std::string& text) {
+              services_.ask_configd(text, [=, this](const auto& t) { configd_.send(from, t); });
+          },
+          [this] { note_joined(); }),
+      networkd_(
+          loop, networkd_module,
+          [this](std::uint8_t from, const std::string& text) {
+              services_.ask_networkd(text, [=, this](const auto& t) { networkd_.send(from, t); });
+          },
+          [this] { note_joined(); }),
+      scan_listener_(
+          loop, scan_listener_module, [](std::uint8_t, const std::string&) {},
+          [this] { note_joined(); }) {
+    channels_.write();
+    watch_regulatory_domain();
+}
+
+daemon::~daemon() {
+    if (kernel_events_) loop_.forget(kernel_events_->descriptor());
+}
+
+hostapd_control::reply daemon::ask_hostapd(const std::string& command) {
+    if (!hostapd_) hostapd_ = hostapd_control::open(config_.hostapd_control);
+    if (!hostapd_) return {.what = hostapd_control::reply::kind::gone, .text = ""};
+    return hostapd_->request(command, hostapd_limit);
+}
+
+// The file has the message of the service as it came, for a detector of intruders.
+std::optional<std::string> daemon::take_mac_lists(json_object* request) {
+    json_object_object_del(request, "command");
+    return replace_file(config_.mac_lists, json_text(request) + "\n", 0600,
+                        durability::survives_power_loss);
+}
+
+void daemon::watch_regulatory_domain() {
+    kernel_events_ = nl80211::events::open({"regulatory"});
+    if (!kernel_events_) return;
+    loop_.watch(kernel_events_->descriptor(), [this] {
+        kernel_events_->read([](const nl80211::event&) {});
+        channels_.write();
+    });
+}
+
+void daemon::note_joined() {
+    if (++joined_ == modules) when_ready_();
+}
+
+}  // namespace aplocal

@@ -1,0 +1,161 @@
+#include "aplocald/hostapd_view.h"
+
+#include <charconv>
+#include <utility>
+
+#include "aplocald/log.h"
+#include "base/monotonic_clock.h"
+
+namespace aplocal {
+
+namespace {
+
+constexpr std::int64_t answers_count_ms = 1000;
+constexpr std::int64_t silence_counts_ms = 10'000;
+
+std::string_view take_line(std::string_view& text) {
+    const auto end = text.find('\n');
+    const auto line = text.substr(0, end);
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    return line;
+}
+
+std::string_view value_of(std::string_view text, std::string_view key) {
+    while (!text.empty()) {
+        const auto line = take_line(text);
+        if (line.size() > key.size() && line.starts_with(key) && line[key.size()] == '=') {
+            return line.substr(key.size() + 1);
+        }
+    }
+    return {};
+}
+
+bool contains(std::string_view text, std::string_view part) {
+    return text.find(part) != std::string_view::npos;
+}
+
+// True when one of the words between blanks is `word`.
+bool offers(std::string_view words, std::string_view word) {
+    while (!words.empty()) {
+        const auto end = words.find(' ');
+        if (words.substr(0, end) == word) return true;
+        words.remove_prefix(end == std::string_view::npos ? words.size() : end + 1);
+    }
+    return false;
+}
+
+}  // namespace
+
+bool hostapd_view::has(const std::string& ifname) {
+    look();
+    return interfaces_.contains(ifname);
+}
+
+std::optional<vap_facts> hostapd_view::vap(const std::string& ifname) {
+    if (!has(ifname)) return std::nullopt;
+
+    auto& known = vaps_.try_emplace(ifname, known_vap{0, std::nullopt}).first->second;
+    if (known.look != look_ && !silent_) {
+        auto facts = read_vap(ifname);
+        if (!silent_) known = {look_, std::move(facts)};
+    }
+    return known.facts;
+}
+
+void hostapd_view::look() {
+    if (rfcd::monotonic_milliseconds() < next_look_ms_) return;
+
+    const bool was_silent = std::exchange(silent_, false);
+    const auto list = ask("INTERFACES");
+    if (silent_) {
+        if (!was_silent) log(severity::warning, "hostapd does not answer");
+        return;
+    }
+    if (was_silent) log(severity::notice, "hostapd answers again");
+
+    next_look_ms_ = rfcd::monotonic_milliseconds() + answers_count_ms;
+    ++look_;
+    interfaces_.clear();
+    for (std::string_view rest = list.value_or(""); !rest.empty();) {
+        if (const auto line = take_line(rest); !line.empty()) interfaces_.emplace(line);
+    }
+    if (interfaces_.empty()) vaps_.clear();
+}
+
+// Null when there is no answer, or when it is a failure.
+std::optional<std::string> hostapd_view::ask(const std::string& command) {
+    const auto reply = request_(command);
+    silent_ = reply.what == hostapd_control::reply::kind::silent;
+    if (silent_) next_look_ms_ = rfcd::monotonic_milliseconds() + silence_counts_ms;
+
+    const bool answered = reply.what == hostapd_control::reply::kind::answer &&
+                          !reply.text.starts_with("FAIL") &&
+                          !reply.text.starts_with("UNKNOWN COMMAND");
+    return answered ? std::optional(reply.text) : std::nullopt;
+}
+
+std::optional<vap_facts> hostapd_view::read_vap(const std::string& ifname) {
+    const auto config = ask("IFNAME=" + ifname + " GET_CONFIG");
+    if (!config) return std::nullopt;
+
+    vap_facts facts;
+    facts.ssid = unescape(value_of(*config, "ssid"));
+    facts.security_mode = read_security_mode(*config);
+    facts.fast_transition = contains(value_of(*config, "key_mgmt"), "FT-");
+    // hostapd shows the list only where 802.11k neighbour reports are on, and fails elsewhere.
+    facts.neighbour_reports = ask("IFNAME=" + ifname + " SHOW_NEIGHBOR").has_value();
+    return facts;
+}
+
+std::string read_security_mode(std::string_view get_config) {
+    const auto key_mgmt = value_of(get_config, "key_mgmt");
+    const auto wpa = value_of(get_config, "wpa");  // bit 0: the first WPA, bit 1: RSN
+    if (key_mgmt.empty()) return "OPEN";
+    if (offers(key_mgmt, "OWE")) return "OWE";
+
+    const bool enterprise = contains(key_mgmt, "EAP");
+    const bool new_only = enterprise ? !offers(key_mgmt, "WPA-EAP") && !offers(key_mgmt, "FT-EAP")
+                                     : !contains(key_mgmt, "PSK");
+    const bool new_too =
+        contains(key_mgmt, enterprise ? "SUITE-B" : "SAE") || contains(key_mgmt, "EAP-SHA256");
+    const char* const suffix = enterprise ? "_1X" : new_only ? "-SAE" : "-PSK";
+
+    const char* generation = "WPA2";
+    if (wpa == "1") generation = "WPA";
+    if (wpa == "3") generation = "WPA_WPA2";
+    if (wpa == "2" && new_too) generation = new_only ? "WPA3" : "WPA2_WPA3";
+    return std::string(generation) + suffix;
+}
+
+std::string unescape(std::string_view text) {
+    std::string bytes;
+    while (!text.empty()) {
+        const char first = text.front();
+        text.remove_prefix(1);
+        if (first != '\\' || text.empty()) {
+            bytes += first;
+            continue;
+        }
+
+        const char code = text.front();
+        text.remove_prefix(1);
+        switch (code) {
+            case 'e': bytes += '\033'; break;
+            case 'n': bytes += '\n'; break;
+            case 'r': bytes += '\r'; break;
+            case 't': bytes += '\t'; break;
+            case 'x': {
+                unsigned char byte = 0;
+                const auto digits = text.substr(0, 2);
+                std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16);
+                bytes += static_cast<char>(byte);
+                text.remove_prefix(digits.size());
+                break;
+            }
+            default: bytes += code;
+        }
+    }
+    return bytes;
+}
+
+}  // namespace aplocal
