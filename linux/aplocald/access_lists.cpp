@@ -1,0 +1,63 @@
+#include "aplocald/access_lists.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+#include <vector>
+
+#include "aplocald/hostapd_control.h"
+#include "aplocald/hostapd_text.h"
+
+namespace aplocal {
+
+namespace {
+
+std::vector<std::string> difference(const std::set<std::string>& from,
+                                    const std::set<std::string>& without) {
+    std::vector<std::string> rest;
+    std::set_difference(from.begin(), from.end(), without.begin(), without.end(),
+                        std::back_inserter(rest));
+    return rest;
+}
+
+}  // namespace
+
+std::set<std::string> read_access_list(std::string_view reply) {
+    std::set<std::string> macs;
+    for (const auto line : split(reply, '\n')) {
+        const std::string mac = mac_text(line.substr(0, line.find(' ')));  // "MAC VLAN_ID=0"
+        if (!mac.empty()) macs.insert(mac);
+    }
+    return macs;
+}
+
+access_lists::access_lists(std::string folder) : folder_(std::move(folder)) {}
+
+std::optional<std::string> access_lists::deny(const std::string& ifname,
+                                              const std::set<std::string>& macs) {
+    std::set<std::string> wanted;
+    for (const auto& mac : macs) {
+        if (mac_text(mac).empty()) return "'" + mac + "' is not a MAC address";
+        wanted.insert(mac_text(mac));
+    }
+
+    auto control = hostapd_control::open(folder_ + "/" + ifname);
+    if (!control) return ifname + ": hostapd has no such interface";
+    const auto shown = control->request("DENY_ACL SHOW");
+    if (shown.what != hostapd_control::reply::kind::answer) {
+        return ifname + ": hostapd does not reply";
+    }
+
+    const auto present = read_access_list(shown.text);
+    std::vector<std::string> commands;
+    for (const auto& mac : difference(present, wanted)) commands.push_back("DEL_MAC " + mac);
+    for (const auto& mac : difference(wanted, present)) commands.push_back("ADD_MAC " + mac);
+    for (const auto& command : commands) {
+        const auto reply = control->request("DENY_ACL " + command);
+        if (reply.text != "OK")
+            return ifname + ": hostapd replied \"" + reply.text + "\" to " + command;
+    }
+    return std::nullopt;
+}
+
+}  // namespace aplocal
