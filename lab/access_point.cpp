@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "aplocald/control_proxy.h"
+#include "aplocald/hostapd_text.h"
 #include "harness/child_process.h"
 #include "lab/json.h"
 #include "radioctl/radio_scene.h"
@@ -22,7 +24,7 @@ namespace {
 constexpr std::uint8_t scan_listener_module = 34;
 constexpr const char* hostapd_pid_file = "/run/hostapd.pid";
 constexpr const char* command_list = "/tmp/wpa_cli.calls";
-constexpr const char* control_socket = "/var/run/hostapd/global";
+constexpr const char* control_socket = "/run/hostapd/global.hostapd";  // the proxy has the other
 constexpr const char* wpa_cli = "/usr/sbin/wpa_cli";
 
 void write_program(const std::string& path, const std::string& text) {
@@ -47,6 +49,14 @@ std::string hostapd_configuration(const std::string& ifname, const std::string& 
 std::string sandboxed(std::string path) {
     require_sandbox();
     return path;
+}
+
+// Says something to hostapd itself, and returns its reply.
+std::string ask_hostapd(const std::string& ifname, const std::string& command) {
+    const std::string output = "/tmp/ask-hostapd.out";
+    child_process({wpa_cli, "-g", control_socket, "raw", "IFNAME=" + ifname, command}, output)
+        .wait();
+    return read_file(output);
 }
 
 // Removes what an earlier access point of this sandbox and its daemon left behind.
@@ -140,6 +150,22 @@ void system_log::listen() {
     }
 }
 
+class access_point::proxy_thread {
+  public:
+    proxy_thread() : proxy_(loop_, {}), thread_([this] { loop_.run(); }) {}
+    proxy_thread(const proxy_thread&) = delete;
+    proxy_thread& operator=(const proxy_thread&) = delete;
+    ~proxy_thread() {
+        loop_.stop();
+        thread_.join();
+    }
+
+  private:
+    aplocal::event_loop loop_;
+    aplocal::control_proxy proxy_;  // used by the thread alone while it runs
+    std::thread thread_;
+};
+
 access_point::access_point(transcript& story)
     : store(sandboxed(std::string(LAB_DATA) + "/store.json")),
       scene(std::string(LAB_DATA) + "/scene.json"),
@@ -200,12 +226,14 @@ void access_point::start_hostapd(bool tell) {
         starter.wait() == 0 && wait_until([] { return !read_file(hostapd_pid_file).empty(); });
     if (!up) throw std::runtime_error("hostapd did not start: " + read_file("/tmp/hostapd.log"));
 
+    proxy_ = std::make_unique<proxy_thread>();
     story_.add("hostapd", "", "started, " + std::to_string(command.size() - 8) + " VAPs");
     if (tell) notify("hostapd_started");
 }
 
 void access_point::stop_hostapd() {
     const auto pid = static_cast<pid_t>(std::atol(read_file(hostapd_pid_file).c_str()));
+    proxy_.reset();
     if (pid <= 0) return;
 
     kill(pid, SIGTERM);
@@ -214,11 +242,12 @@ void access_point::stop_hostapd() {
 }
 
 std::string access_point::neighbours(const std::string& ifname) const {
-    const std::string output = "/tmp/show-neighbour.out";
-    child_process({wpa_cli, "-g", control_socket, "raw", "IFNAME=" + ifname, "SHOW_NEIGHBOR"},
-                  output)
-        .wait();
-    return read_file(output);
+    return ask_hostapd(ifname, "SHOW_NEIGHBOR");
+}
+
+void access_point::plant_neighbour(const std::string& ifname, const std::string& bssid) const {
+    ask_hostapd(ifname, "SET_NEIGHBOR " + bssid + " ssid=6f6c64 nr=" + aplocal::mac_digits(bssid) +
+                            "631800007324090603002400");
 }
 
 std::string access_point::take_commands() {

@@ -1,7 +1,7 @@
 // The simulated access point around the daemon: configuration store, network daemon, scan listener,
 // radios with a scene, network devices, factory information, the system log, and a real hostapd
-// with the real wpa_cli. All of it lives in the sandbox's own /tmp, /run, /sys/class/net, /bin and
-// /dev. There can be one in a sandbox.
+// with the real wpa_cli, and between these two the control proxy of aplocald. All of it lives in
+// the sandbox's own /tmp, /run, /sys/class/net, /bin and /dev. There can be one in a sandbox.
 #pragma once
 
 #include <memory>
@@ -65,6 +65,8 @@ class access_point {
     void stop_hostapd();
     // The neighbours that hostapd keeps for an interface, one a line.
     std::string neighbours(const std::string& ifname) const;
+    // Gives hostapd a neighbour that nobody asked for, past the daemon.
+    void plant_neighbour(const std::string& ifname, const std::string& bssid) const;
     // The arguments of every wpa_cli since the last call, one call a line.
     std::string take_commands();
 
@@ -85,7 +87,11 @@ class access_point {
     void apply(const std::string& ifname, const std::string& key, const std::string& value);
     std::vector<std::string> enabled_vaps() const;
 
+    // The control proxy with a thread of its own; there while hostapd runs.
+    class proxy_thread;
+
     transcript& story_;
+    std::unique_ptr<proxy_thread> proxy_;
 };
 
 // The interface name that the system uses for a VAP: VAP 0 has the name of its radio.
