@@ -1,7 +1,6 @@
 #include "nl80211/interfaces.h"
 
 #include <linux/nl80211.h>
-#include <net/if.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -63,12 +62,17 @@ interface_info read_attributes(const attributes& all) {
 
 }  // namespace
 
+// The list is searched instead of asking for the index of a name: for a name that does not exist,
+// that question makes the kernel look for a module, which can take a second.
 int read_interface(connection& kernel, const std::string& name, interface_info& info) {
-    const auto index = if_nametoindex(name.c_str());
-    if (index == 0) return -ENODEV;
-    request question(NL80211_CMD_GET_INTERFACE);
-    question.put_u32(NL80211_ATTR_IFINDEX, index);
-    return kernel.ask(question, [&](const attributes& all) { info = read_attributes(all); });
+    std::vector<interface_info> list;
+    const int result = list_interfaces(kernel, list);
+    if (result != 0) return result;
+    const auto found = std::find_if(list.begin(), list.end(),
+                                    [&](const interface_info& i) { return i.name == name; });
+    if (found == list.end()) return -ENODEV;
+    info = std::move(*found);
+    return 0;
 }
 
 int list_interfaces(connection& kernel, std::vector<interface_info>& list) {
@@ -79,10 +83,11 @@ int list_interfaces(connection& kernel, std::vector<interface_info>& list) {
 }
 
 int set_tx_power(connection& kernel, const std::string& name, int dbm) {
-    const auto index = if_nametoindex(name.c_str());
-    if (index == 0) return -ENODEV;
+    interface_info info;
+    const int result = read_interface(kernel, name, info);
+    if (result != 0) return result;
     request order(NL80211_CMD_SET_WIPHY);
-    order.put_u32(NL80211_ATTR_IFINDEX, index)
+    order.put_u32(NL80211_ATTR_IFINDEX, info.index)
         .put_u32(NL80211_ATTR_WIPHY_TX_POWER_SETTING, NL80211_TX_POWER_FIXED)
         .put_u32(NL80211_ATTR_WIPHY_TX_POWER_LEVEL, static_cast<std::uint32_t>(dbm * mbm_per_dbm));
     return kernel.ask(order);

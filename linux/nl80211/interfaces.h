@@ -27,12 +27,12 @@ struct channel {
 struct interface_info {
     std::uint32_t index = 0;
     std::uint32_t wiphy = 0;  // the radio that it belongs to
-    std::string name;
+    std::string name{};
     bool is_access_point = false;
     mac_address mac{};
-    std::string ssid;  // of an access point that runs
-    channel on;
-    std::optional<double> tx_power_dbm;
+    std::string ssid{};  // of an access point that runs
+    channel on{};
+    std::optional<double> tx_power_dbm{};
 };
 
 int read_interface(connection& kernel, const std::string& name, interface_info& info);

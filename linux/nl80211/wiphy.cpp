@@ -2,6 +2,8 @@
 
 #include <linux/nl80211.h>
 
+#include "nl80211/channels.h"
+
 namespace nl80211 {
 
 namespace {
@@ -42,7 +44,8 @@ int read_frequencies(connection& kernel, std::uint32_t wiphy, std::vector<freque
     return kernel.ask(question, [&](const attributes& message) {
         message.nest(NL80211_ATTR_WIPHY_BANDS).for_each_nest([&](const attributes& band) {
             band.nest(NL80211_BAND_ATTR_FREQS).for_each_nest([&](const attributes& each) {
-                list.push_back(read_frequency(each));
+                const auto read = read_frequency(each);
+                if (channel_of(read.mhz)) list.push_back(read);
             });
         });
     });

@@ -22,7 +22,8 @@ struct frequency {
     bool no_160 = false;
 };
 
-// All frequencies of the radio, in the order of the kernel. 0 or a negative error number.
+// The frequencies of the radio that are channels in the bands of 2.4, 5 and 6 GHz, in the order of
+// the kernel. 0 or a negative error number.
 int read_frequencies(connection& kernel, std::uint32_t wiphy, std::vector<frequency>& list);
 
 }  // namespace nl80211
