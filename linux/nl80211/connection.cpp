@@ -20,6 +20,7 @@ struct answer {
     const connection::receiver* receive;
     std::uint32_t sequence;
     bool complete = false;
+    bool interrupted = false;  // the list changed meanwhile; the rest of it still arrives
     int error = 0;
 };
 
@@ -81,11 +82,12 @@ int receive_all(nl_sock* socket, answer& of_request) {
     while (!of_request.complete) {
         if (!is_readable(socket, until)) return -ETIMEDOUT;
         const int result = nl_recvmsgs(socket, callbacks.get());
-        if (result == -NLE_DUMP_INTR) return -EINTR;
         if (result == -NLE_NOMEM) return -ENOBUFS;
-        if (result < 0 && result != -NLE_AGAIN && !of_request.complete) return -EIO;
+        if (result == -NLE_DUMP_INTR) of_request.interrupted = true;
+        const bool goes_on = result >= 0 || result == -NLE_AGAIN || result == -NLE_DUMP_INTR;
+        if (!goes_on && !of_request.complete) return -EIO;
     }
-    return of_request.error;
+    return of_request.interrupted && of_request.error == 0 ? -EINTR : of_request.error;
 }
 
 }  // namespace
