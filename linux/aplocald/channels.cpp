@@ -54,8 +54,6 @@ planned_channel plan_free_channel(numbered_channel primary, int width, sideband 
 
 planned_channel plan_fixed_channel(numbered_channel primary, int width, sideband place) {
     const int mhz = frequency_of_channel(primary).value_or(0);
-    if (width == 20) return {.channel = {mhz, width, mhz}, .problem = ""};
-
     const channel_run* const run = run_of(primary);
     const int step = width / 5;  // in channel numbers
     const int first = run == nullptr ? 0 : primary.number - (primary.number - run->first) % step;
@@ -132,6 +130,7 @@ std::string usable_channels(const std::vector<nl80211::frequency>& frequencies, 
     std::string text;
     for (const auto& frequency : frequencies) {
         const auto channel = channel_of_frequency(frequency.mhz);
+        if (band != 2 && run_of(channel) == nullptr) continue;  // narrower than 20 MHz
         const bool has_radar = frequency.radar != nl80211::radar_state::none;
         const bool usable = has_radar ? radar == radar_channels::included : !frequency.no_ir;
         if (channel.band != band || frequency.disabled || !usable) continue;

@@ -76,7 +76,7 @@ void hostapd_view::look() {
     next_look_ms_ = rfcd::monotonic_milliseconds() + answers_count_ms;
     ++look_;
     interfaces_.clear();
-    for (std::string_view rest = list.value_or(""); !rest.empty();) {
+    for (std::string_view rest = list ? *list : std::string_view(); !rest.empty();) {
         if (const auto line = take_line(rest); !line.empty()) interfaces_.emplace(line);
     }
     if (interfaces_.empty()) vaps_.clear();

@@ -41,6 +41,14 @@ std::string answer_text(const std::string& command, const std::optional<std::str
     return json_text(answer.get());
 }
 
+// An answer gets no answer, which could go on for ever.
+void refuse(const std::string& text, const std::string& command,
+            const local_services::answer_handler& answer) {
+    log(severity::warning, "unknown request: " + text.substr(0, 100));
+    const bool is_request = !command.empty() && !command.ends_with("-response");
+    if (is_request) answer(answer_text(command, "unknown command"));
+}
+
 std::string value_answer(const std::string& json) {
     return R"({"command":"get-response","status":"ok","value":)" + json + "}";
 }
@@ -53,8 +61,7 @@ void local_services::ask_configd(const std::string& text, const answer_handler& 
 
     if (command == "get") return answer(get(request.get()));
     if (command == "set") return answer(set(request.get()));
-    log(severity::warning, "configd was asked something unknown: " + text.substr(0, 100));
-    if (!command.empty()) answer(answer_text(command, "unknown command"));
+    refuse(text, command, answer);
 }
 
 std::string local_services::get(json_object* request) {
@@ -91,8 +98,7 @@ void local_services::ask_networkd(const std::string& text, const answer_handler&
     for (const auto& row : actions) {
         if (row.name == command) return answer(answer_text(command, row.apply(request.get())));
     }
-    log(severity::warning, "networkd was asked something unknown: " + text.substr(0, 100));
-    if (!command.empty()) answer(answer_text(command, "unknown command"));
+    refuse(text, command, answer);
 }
 
 void local_services::update_radio(json_object* request, const answer_handler& answer) {

@@ -107,7 +107,7 @@ void radio_settings::serve_next() {
         if (!problem) problem = check_power(job);
         if (!problem) problem = store_auto_channel(job);
         if (!problem) problem = start_switch(job);
-        if (!problem && switching_) return await_switch(switch_limit);
+        if (!problem && switching_) return await_switch(tools_.switch_limit);
         finish(problem ? problem : set_power(job));
     }
 }

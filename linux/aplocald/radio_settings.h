@@ -33,11 +33,12 @@ class radio_settings {
         live_values& live;
         store& stored;
         hostapd_view::request_function hostapd;
+        // hostapd announces most switches for half a second. For some it restarts the radio, which
+        // takes some seconds. The daemon waits 20 s for an answer.
+        std::chrono::milliseconds switch_limit{15'000};
     };
 
     static constexpr std::size_t max_waiting = 16;
-    // The daemon waits 20 s for an answer.
-    static constexpr std::chrono::milliseconds switch_limit{8000};
     static constexpr std::chrono::milliseconds switch_step{100};
 
     explicit radio_settings(tools with) : tools_(std::move(with)) {}

@@ -1,0 +1,346 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "aplocald/configuration.h"
+#include "aplocald/local_services.h"
+#include "harness/child_process.h"
+#include "linux/fake_access_point.h"
+
+namespace {
+
+using namespace aplocal;
+using fakes::kind;
+using std::chrono_literals::operator""ms;
+
+constexpr const char* store_file = "/tmp/store.json";
+
+// An access point whose hostapd moves wlan1 as it is told, unless a test says otherwise.
+class Settings : public testing::Test {
+  public:  // for the rows of the tables
+    Settings() {
+        fake_clock::reset();
+        hostapd.replies = {{"IFNAME=wlan1 STATUS", "state=ENABLED\nieee80211n=1\nieee80211ac=1"}};
+        on_switch("5220 center_freq1=5210 bandwidth=80 sec_channel_offset=1 ht vht", "OK");
+    }
+    ~Settings() override { std::filesystem::remove(store_file); }
+
+    void on_switch(const std::string& words, const char* reply) {
+        hostapd.replies["IFNAME=wlan1 CHAN_SWITCH 5 " + words] = reply;
+    }
+    hostapd_control::reply ask_hostapd(const std::string& command) {
+        const auto reply = hostapd(command);
+        const bool moved = command.find("CHAN_SWITCH") != std::string::npos && reply.text == "OK";
+        if (moved && moves) kernel.interfaces["wlan1"].on = {5220, 80, 5210};
+        return reply;
+    }
+    std::string ask_networkd(const std::string& request) {
+        std::string answer;
+        services.ask_networkd(request, [&](const std::string& text) {
+            answer = text;
+            loop.stop();
+        });
+        loop.run();
+        return answer;
+    }
+    std::string ask_configd(const std::string& request) {
+        std::string answer;
+        services.ask_configd(request, [&](const std::string& text) { answer = text; });
+        return answer;
+    }
+    // The reason, or "ok".
+    std::string update(const std::string& params, const std::string& ifname = "wlan1") {
+        const auto answer = parse_object(ask_networkd(R"({"command":"update-skylark","ifname":")" +
+                                                      ifname + R"(","params":)" + params + "}"));
+        const std::string reason = text_member(answer.get(), "reason");
+        return reason.empty() ? text_member(answer.get(), "status") : reason;
+    }
+
+    fakes::fake_hostapd hostapd;
+    fakes::fake_radios kernel;
+    bool moves = true;
+    event_loop loop;
+    store stored{store_file};
+    hostapd_view view{[this](const auto& command) { return ask_hostapd(command); }};
+    live_values live{view, kernel, stored};
+    radio_settings radio{{.loop = loop,
+                          .kernel = kernel,
+                          .live = live,
+                          .stored = stored,
+                          .hostapd = [this](const auto& command) { return ask_hostapd(command); },
+                          .switch_limit = 200ms}};
+    std::string lists;
+    local_services services{
+        {.stored = stored,
+         .live = live,
+         .radio = radio,
+         .update_fast_transition = [](json_object*) { return std::optional<std::string>(); },
+         .reset_fast_transition = [](json_object*) { return std::optional<std::string>("no"); },
+         .take_mac_lists =
+             [this](json_object* request) {
+                 lists = json_text(request);
+                 return std::optional<std::string>();
+             }}};
+};
+
+TEST_F(Settings, OfARadioCountAsAppliedWhenTheRadioShowsThem) {
+    const struct {
+        const char* name;
+        const char* params;
+        const char* result;
+        const char* ifname = "wlan1";
+        std::function<void(Settings&)> before = [](Settings&) {};
+        bool switched = false;  // hostapd was asked to
+        int power = 20;         // afterwards
+    } rows[] = {
+        {.name = "channel",
+         .params = R"({"auto-channel":"false","channel":"44","bandwidth":"80"})",
+         .result = "ok",
+         .switched = true},
+        {.name = "channel and power",
+         .params = R"({"channel":"44","tx-power":"17"})",
+         .result = "ok",
+         .switched = true,
+         .power = 17},
+        {.name = "by the name of the first VAP",
+         .params = R"({"channel":"44"})",
+         .result = "ok",
+         .ifname = "wlan1-vap0",
+         .switched = true},
+        {.name = "the channel that it has", .params = R"({"channel":"36"})", .result = "ok"},
+        {.name = "nothing at all", .params = "{}", .result = "ok"},
+        {.name = "power alone", .params = R"({"tx-power":"-1"})", .result = "ok", .power = -1},
+        {.name = "hostapd refuses",
+         .params = R"({"channel":"44","tx-power":"10"})",
+         .result = "hostapd refuses channel 44 with 80 MHz: FAIL bad",
+         .before =
+             [](Settings& s) {
+                 s.on_switch("5220 center_freq1=5210 bandwidth=80 sec_channel_offset=1 ht vht",
+                             "FAIL bad\n");
+             },
+         .switched = true},
+        {.name = "hostapd agrees and the radio stays",
+         .params = R"({"channel":"44","tx-power":"10"})",
+         .result = "hostapd accepted channel 44 with 80 MHz, but the radio did not move there",
+         .before = [](Settings& s) { s.moves = false; },
+         .switched = true},
+        {.name = "hostapd hangs",
+         .params = R"({"channel":"44"})",
+         .result = "hostapd does not answer",
+         .before = [](Settings& s) { s.hostapd.mood = kind::silent; }},
+        {.name = "hostapd has gone",
+         .params = R"({"channel":"44"})",
+         .result = "hostapd does not run",
+         .before = [](Settings& s) { s.hostapd.mood = kind::gone; }},
+        {.name = "too much power for the new channel, so nothing changes",
+         .params = R"({"channel":"44","tx-power":"18"})",
+         .result = "18 dBm are more than the 17 dBm allowed on this channel"},
+        {.name = "the kernel makes another power of it",
+         .params = R"({"tx-power":"10"})",
+         .result = "the radio sends with 13 dBm instead of 10",
+         .before = [](Settings& s) { s.kernel.power_offset = 3; },
+         .power = 13},
+        {.name = "the kernel refuses",
+         .params = R"({"tx-power":"10"})",
+         .result = "busy",
+         .before = [](Settings& s) { s.kernel.refusal = "busy"; }},
+        {.name = "no such channel",
+         .params = R"({"channel":"37","tx-power":"10"})",
+         .result = "channel 37 is in no channel of 80 MHz"},
+        {.name = "not a number",
+         .params = R"({"tx-power":"10","channel":"44x"})",
+         .result = "channel cannot be \"44x\""},
+        {.name = "hostapd shall choose",
+         .params = R"({"auto-channel":"true"})",
+         .result = "auto-channel cannot be \"true\""},
+        {.name = "unknown parameter",
+         .params = R"({"tx-power":"10","colour":"red"})",
+         .result = "unknown parameter colour"},
+        {.name = "no such radio",
+         .params = R"({"channel":"44"})",
+         .result = "there is no radio wlan5",
+         .ifname = "wlan5"},
+    };
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        hostapd = {.mood = kind::answer, .replies = hostapd.replies, .commands = {}};
+        on_switch("5220 center_freq1=5210 bandwidth=80 sec_channel_offset=1 ht vht", "OK");
+        kernel = {};
+        moves = true;
+        row.before(*this);
+
+        EXPECT_EQ(update(row.params, row.ifname), row.result);
+
+        EXPECT_EQ(hostapd.commands.size() == 2, row.switched);
+        EXPECT_EQ(kernel.interfaces["wlan1"].tx_power_dbm, row.power);
+    }
+}
+
+TEST_F(Settings, WaitForEachOtherWhileARadioMoves) {
+    moves = false;
+    std::string story;
+    const auto note = [&](const char* name) {
+        return [&, name](const std::optional<std::string>& problem) {
+            story += std::string(name) + (problem ? " failed, " : " done, ");
+            if (story.ends_with("power done, ")) loop.stop();
+        };
+    };
+
+    radio.apply("wlan1", {{"channel", "44"}}, note("channel"));
+    radio.apply("wlan1", {{"tx-power", "10"}}, note("power"));
+    EXPECT_EQ(ask_configd(R"({"command":"get","path":"/interface/wlan1/wlan/radio/channel"})"),
+              R"({"command":"get-response","status":"ok","value":"36"})");
+    loop.run();
+
+    EXPECT_EQ(story, "channel failed, power done, ");
+}
+
+TEST_F(Settings, OfTheStoreAreAnsweredAsConfigdDoes) {
+    stored.set("/interface/wlan1/wlan/radio/country", R"("RU")");
+    stored.set("/tree", R"({"a":["1",2]})");
+    const struct {
+        const char* name;
+        const char* request;
+        const char* answer;
+    } rows[] = {
+        {.name = "the kernel knows better than the store",
+         .request = R"({"command":"get","path":"/interface/wlan1/wlan/radio/country"})",
+         .answer = R"({"command":"get-response","status":"ok","value":"DE"})"},
+        {.name = "a tree",
+         .request = R"({"command":"get","path":"/tree"})",
+         .answer = R"({"command":"get-response","status":"ok","value":{"a":["1",2]}})"},
+        {.name = "without a store",
+         .request = R"({"command":"get","path":"/skylark/dca"})",
+         .answer = R"({"command":"get-response","status":"ok","value":"true"})"},
+        {.name = "set",
+         .request = R"({"command":"set","path":"/skylark/dca","value":"false"})",
+         .answer = R"({"command":"set-response","status":"ok"})"},
+        {.name = "and read",
+         .request = R"({"command":"get","path":"/skylark/dca"})",
+         .answer = R"({"command":"get-response","status":"ok","value":"false"})"},
+        {.name = "a VAP that does not exist",
+         .request = R"({"command":"get","path":"/interface/wlan1-vap3/common/enabled"})",
+         .answer = R"({"command":"get-response","status":"ok","value":"false"})"},
+        {.name = "unknown path",
+         .request = R"({"command":"get","path":"/nothing"})",
+         .answer = R"({"command":"get-response","status":"fail","reason":"no such path"})"},
+        {.name = "not in the hands of the store",
+         .request = R"({"command":"set","path":"/interface/wlan1-vap0/vap/ssid","value":"x"})",
+         .answer = R"({"command":"set-response","status":"fail",)"
+                   R"("reason":"hostapd and the kernel decide about this value"})"},
+        {.name = "not a path",
+         .request = R"({"command":"set","path":"a","value":"x"})",
+         .answer = R"({"command":"set-response","status":"fail","reason":"\"a\" is not a path"})"},
+        {.name = "no value",
+         .request = R"({"command":"set","path":"/a"})",
+         .answer = R"({"command":"set-response","status":"fail","reason":"no value"})"},
+        {.name = "unknown command",
+         .request = R"({"command":"dance"})",
+         .answer = R"({"command":"dance-response","status":"fail","reason":"unknown command"})"},
+        {.name = "an answer is not answered, or two daemons would never stop",
+         .request = R"({"command":"get-response"})",
+         .answer = ""},
+        {.name = "garbage", .request = R"({"command":"get","path":)", .answer = ""},
+    };
+
+    for (const auto& row : rows) EXPECT_EQ(ask_configd(row.request), row.answer) << row.name;
+}
+
+TEST_F(Settings, OfOtherKindsAreHandedOn) {
+    EXPECT_EQ(ask_networkd(R"({"command":"update-skylark-fbt","wlan1-vap0":{}})"),
+              R"({"command":"update-skylark-fbt-response","status":"ok"})");
+    EXPECT_EQ(ask_networkd(R"({"command":"reset-skylark-fbt"})"),
+              R"({"command":"reset-skylark-fbt-response","status":"fail","reason":"no"})");
+    EXPECT_EQ(ask_networkd(R"({"command":"update-wids-mac-lists","Name":"l"})"),
+              R"({"command":"update-wids-mac-lists-response","status":"ok"})");
+    EXPECT_EQ(lists, R"({"command":"update-wids-mac-lists","Name":"l"})");
+}
+
+TEST(Store, KeepsWhatTheDiskTook) {
+    // 256 kB, which the text below does not fit into.
+    const std::string file = "/tmp/small-disk/store.json";
+    {
+        store stored(file);
+        ASSERT_EQ(stored.set("/a", R"("1")"), std::nullopt);
+
+        const auto problem = stored.set("/a", '"' + std::string(300'000, 'x') + '"');
+
+        EXPECT_EQ(problem, "cannot write " + file + ": No space left on device");
+        EXPECT_EQ(stored.get("/a"), R"("1")");
+    }
+    EXPECT_EQ(store(file).get("/a"), R"("1")");
+    EXPECT_FALSE(std::filesystem::exists(file + ".new"));
+    std::filesystem::remove(file);
+}
+
+TEST(Store, RefusesAFileThatItCannotKeep) {
+    const struct {
+        const char* name;
+        const char* text;
+        const char* problem;  // behind the name of the file
+    } rows[] = {
+        {.name = "empty", .text = "", .problem = " is not a JSON object of paths and values"},
+        {.name = "cut",
+         .text = R"({"/a":"1)",
+         .problem = " is not a JSON object of paths and values"},
+        {.name = "more behind",
+         .text = R"({"/a":"1"} x)",
+         .problem = " is not a JSON object of paths and values"},
+        {.name = "a list", .text = "[]", .problem = " is not a JSON object of paths and values"},
+        {.name = "no path", .text = R"({"a":"1"})", .problem = ": \"a\" is not a path"},
+    };
+
+    for (const auto& row : rows) {
+        lab::write_file(store_file, row.text);
+        try {
+            const store stored(store_file);
+            ADD_FAILURE() << row.name << " was taken";
+        } catch (const std::runtime_error& problem) {
+            EXPECT_EQ(problem.what(), store_file + std::string(row.problem)) << row.name;
+        }
+        EXPECT_EQ(lab::read_file(store_file), row.text) << row.name;
+    }
+    std::filesystem::remove(store_file);
+}
+
+TEST(LocalConfiguration, NamesTheWrongLine) {
+    const struct {
+        const char* name;
+        const char* text;
+        const char* problem;
+    } rows[] = {
+        {.name = "unknown",
+         .text = "# x\n\nshop=/a\n",
+         .problem = "line 3: there is no setting \"shop\""},
+        {.name = "a blank",
+         .text = "store =/a",
+         .problem = "line 1: there is no setting \"store \""},
+        {.name = "no value", .text = "store", .problem = "line 1: there is no setting \"store\""},
+        {.name = "not absolute",
+         .text = "store=a",
+         .problem = "line 1: store needs a path that begins with \"/\""},
+        {.name = "switch",
+         .text = "deny_lists=1",
+         .problem = "line 1: deny_lists needs \"yes\" or \"no\""},
+        {.name = "group",
+         .text = "client_group=no-such-group",
+         .problem = "line 1: client_group names a group that does not exist"},
+    };
+
+    for (const auto& row : rows) {
+        try {
+            read_configuration(row.text);
+            ADD_FAILURE() << row.name << " was taken";
+        } catch (const std::runtime_error& problem) {
+            EXPECT_STREQ(problem.what(), row.problem) << row.name;
+        }
+    }
+    const auto config = read_configuration("store=/a=b\ndeny_lists=yes\nradar_channels=no");
+    EXPECT_EQ(config.store, "/a=b");
+    EXPECT_TRUE(config.deny_lists);
+    EXPECT_FALSE(config.radar_channels);
+}
+
+}  // namespace
