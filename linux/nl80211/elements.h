@@ -27,8 +27,8 @@ struct bss_description {
     bool operator==(const bss_description&) const = default;
 };
 
-// Null when the frequency belongs to no band. `heard_mhz` is where the kernel heard the frame. On 2.4
-// GHz, where channels overlap, an element that names another primary channel is believed.
+// Null when the frequency belongs to no band. `heard_mhz` is where the kernel heard the frame.
+// On 2.4 GHz, where channels overlap, an element that names another primary channel is believed.
 //
 // Elements of four generations may tell the width, and may contradict each other. The newest one is
 // believed whose wide channel lies in the band and contains the primary channel: EHT, then HE (6
