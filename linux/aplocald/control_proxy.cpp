@@ -19,6 +19,8 @@ using std::chrono::milliseconds;
 constexpr mode_t socket_mode = 0660;
 // What hostapd does not take is offered again, as often and as long as hostapd's own client does.
 constexpr milliseconds retry_pause{50};
+// Replies are read in between, or one busy client would keep the others waiting.
+constexpr int requests_at_once = 8;
 constexpr milliseconds retry_limit{5000};
 
 bool is_socket(const std::string& path) {
@@ -42,17 +44,9 @@ void remove_dead_socket(const std::string& path, const unix_address& address) {
 control_proxy::control_proxy(event_loop& loop, settings s)
     : loop_(loop), settings_(std::move(s)), hostapd_(settings_.hostapd) {
     listen();
-    loop_.watch(socket_.descriptor(), [this] { read_clients(); });
 }
 
-control_proxy::~control_proxy() {
-    while (!clients_.empty()) drop_client(clients_.begin()->first);
-    if (retry_timer_) loop_.cancel(*retry_timer_);
-    if (idle_timer_) loop_.cancel(*idle_timer_);
-
-    loop_.forget(socket_.descriptor());
-    unlink(settings_.path.c_str());
-}
+control_proxy::~control_proxy() { stop_listening(); }
 
 void control_proxy::listen() {
     const unix_address address(settings_.path);
@@ -68,16 +62,47 @@ void control_proxy::listen() {
     const gid_t group = settings_.group.value_or(static_cast<gid_t>(-1));
     const bool ready =
         chown(path, static_cast<uid_t>(-1), group) == 0 && chmod(path, socket_mode) == 0;
-    if (ready) return;
+    if (ready) {
+        loop_.watch(socket_.descriptor(), [this] { read_clients(); });
+        return;
+    }
 
     const int error = errno;
     unlink(path);
     throw std::runtime_error(settings_.path + ": rights: " + std::strerror(error));
 }
 
+void control_proxy::stop_listening() {
+    while (!clients_.empty()) drop_client(clients_.begin()->first);
+    for (auto* timer : {&retry_timer_, &idle_timer_, &new_socket_timer_}) {
+        if (*timer) loop_.cancel(**timer);
+        timer->reset();
+    }
+    held_.reset();
+
+    loop_.forget(socket_.descriptor());
+    unlink(settings_.path.c_str());
+}
+
+// What a client does not read takes room in the send buffer of our socket, which all clients share,
+// until the client closes its own. When the buffer is full, only a new socket helps.
+unix_socket::outcome control_proxy::reply(const unix_address& to, const std::string& text) {
+    const auto result = socket_.send_to(to, text);
+    if (result == unix_socket::outcome::full && !new_socket_timer_) {
+        new_socket_timer_ = loop_.after(milliseconds(0), [this] { take_new_socket(); });
+    }
+    return result;
+}
+
+void control_proxy::take_new_socket() {
+    stop_listening();
+    socket_ = unix_socket();
+    listen();
+}
+
 void control_proxy::read_clients() {
     unix_address sender;
-    while (!held_) {
+    for (int i = 0; i < requests_at_once && !held_; ++i) {
         const auto text = socket_.receive(&sender);
         if (!text) return;
         if (!sender.name().empty()) take_request(sender, *text);  // others cannot be replied to
@@ -87,7 +112,7 @@ void control_proxy::read_clients() {
 void control_proxy::take_request(const unix_address& sender, const std::string& text) {
     client* const from = client_at(sender);
     if (from == nullptr) {
-        socket_.send_to(sender, "FAIL\n");
+        reply(sender, "FAIL\n");
         return;
     }
 
@@ -101,7 +126,7 @@ void control_proxy::take_request(const unix_address& sender, const std::string& 
         case unix_socket::outcome::sent: break;
         case unix_socket::outcome::full: hold(sender, text); break;
         case unix_socket::outcome::refused:
-            socket_.send_to(sender, "FAIL\n");
+            reply(sender, "FAIL\n");
             drop_client(sender.name());
             break;
     }
@@ -173,6 +198,7 @@ void control_proxy::hold(const unix_address& sender, const std::string& text) {
 }
 
 void control_proxy::retry_held() {
+    loop_.cancel(*retry_timer_);
     client* const from = client_at(held_->sender);
     const bool full = from != nullptr && pass_on(*from, held_->text) == unix_socket::outcome::full;
     if (full && clock::now() - held_->since < retry_limit) {
@@ -185,23 +211,22 @@ void control_proxy::retry_held() {
     loop_.watch(socket_.descriptor(), [this] { read_clients(); });
 }
 
-// Passes on one reply or event. A client that does not read loses what it has no room for.
+// Passes on one reply or event.
 void control_proxy::read_hostapd(const std::string& name) {
     client& to = clients_.at(name);
     const auto text = to.hostapd.receive();
     if (!text) return;
-
-    const std::string client_name = name;  // `name` belongs to the watch that drop_client() ends
-    if (socket_.send_to(to.address, *text) == unix_socket::outcome::refused) {
-        drop_client(client_name);
+    if (reply(to.address, *text) == unix_socket::outcome::refused) {
+        drop_client(name);
     }
+    if (held_) retry_held();  // hostapd has taken a request, so it may have room for one more
 }
 
 void control_proxy::start_removal(client& of, const std::string& ifname) {
     unix_socket connection;
     const bool ready = !of.emptying && connection.bind_anywhere() && connection.connect(hostapd_);
     if (!ready) {
-        socket_.send_to(of.address, "FAIL\n");
+        reply(of.address, "FAIL\n");
         return;
     }
 
@@ -237,12 +262,12 @@ void control_proxy::send_removal(client& of, const std::optional<std::string>& r
     });
 }
 
-void control_proxy::end_removal(client& of, std::string reply) {
+void control_proxy::end_removal(client& of, std::string result) {
     loop_.cancel(of.emptying->limit);
     loop_.forget(of.emptying->hostapd.descriptor());
     of.emptying.reset();
 
-    if (!reply.empty()) socket_.send_to(of.address, reply);
+    if (!result.empty()) reply(of.address, result);
 }
 
 void control_proxy::watch_idle_clients() {

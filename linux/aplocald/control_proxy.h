@@ -3,9 +3,10 @@
 // because hostapd does not know it: "IFNAME=x REMOVE_ALL_NEIGHBOR" (neighbour_lists.h).
 //
 // Each client gets a connection of its own to hostapd, so hostapd tells clients apart as it would
-// without the proxy: replies and events go to whom they belong. Nothing here waits: what a client
-// does not read is dropped, and when hostapd does not read, the proxy stops reading its own socket,
-// so that clients wait as they would for hostapd.
+// without the proxy: replies and events go to whom they belong. Nothing here waits. When hostapd
+// does not read, the proxy stops reading its own socket, so that clients wait as they would for
+// hostapd. When a client has left 200 KiB unread, all clients are dropped and the socket is made
+// anew; with hostapd alone, hostapd would stand still then.
 //
 // Lives on the thread of the loop. Create it when hostapd has started and destroy it when hostapd
 // has gone, so that clients find nobody at the socket, as they would without the proxy.
@@ -68,6 +69,9 @@ class control_proxy {
     };
 
     void listen();
+    void stop_listening();
+    unix_socket::outcome reply(const unix_address& to, const std::string& text);
+    void take_new_socket();
     void read_clients();
     void take_request(const unix_address& sender, const std::string& text);
     client* client_at(const unix_address& address);
@@ -83,7 +87,7 @@ class control_proxy {
     void start_removal(client& of, const std::string& ifname);
     void read_removal(const std::string& name);
     void send_removal(client& of, const std::optional<std::string>& request);
-    void end_removal(client& of, std::string reply);
+    void end_removal(client& of, std::string result);
 
     void drop_idle_clients();
     void watch_idle_clients();
@@ -95,6 +99,7 @@ class control_proxy {
     std::map<std::string, client> clients_;  // by the name of their address
     std::optional<held_request> held_;
     std::optional<event_loop::timer> retry_timer_;
+    std::optional<event_loop::timer> new_socket_timer_;
     std::optional<event_loop::timer> idle_timer_;  // runs while there are clients
 };
 

@@ -1,10 +1,8 @@
 #include "aplocald/fast_transition.h"
 
-#include <sys/random.h>
-
 #include <algorithm>
-#include <array>
-#include <cstdio>
+#include <csignal>
+#include <fstream>
 #include <utility>
 
 #include "aplocald/hostapd_text.h"
@@ -12,9 +10,6 @@
 namespace aplocal {
 
 namespace {
-
-// Stands for a key that nobody knows.
-const std::string locked;
 
 using reply_kind = hostapd_control::reply::kind;
 
@@ -40,19 +35,6 @@ std::string set(hostapd_control& control, const std::string& name, const std::st
     return order(control, "SET " + name + " " + value, "SET " + name);
 }
 
-std::string random_key() {
-    std::array<unsigned char, 32> bytes{};
-    if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) return {};
-
-    std::string digits;
-    for (const auto byte : bytes) {
-        char pair[3];
-        std::snprintf(pair, sizeof pair, "%02x", byte);
-        digits += pair;
-    }
-    return digits;
-}
-
 struct place {
     std::string radio;  // the first interface of the radio, which stands for all of it
     bool up = false;
@@ -74,7 +56,8 @@ fast_transition::outcome fast_transition::failure(std::string words) {
     return {.radio = {}, .needed = effort::none, .error = std::move(words)};
 }
 
-fast_transition::fast_transition(std::string folder) : folder_(std::move(folder)) {}
+fast_transition::fast_transition(std::string folder, std::string pid_file)
+    : folder_(std::move(folder)), pid_file_(std::move(pid_file)) {}
 
 std::optional<std::string> fast_transition::apply(
     const std::map<std::string, ft_parameters>& vaps) {
@@ -89,7 +72,11 @@ std::optional<std::string> fast_transition::apply(
         }
     }
 
-    if (auto error = apply_all(enabled)) return error;
+    const bool outdated = std::any_of(enabled.begin(), enabled.end(), [this](const auto& vap) {
+        return has_outdated_keys(vap.first, vap.second);
+    });
+    if (outdated) start_over();
+    if (auto error = apply_all(outdated ? wanted_ : enabled)) return error;
     return reset(disabled);
 }
 
@@ -167,24 +154,38 @@ std::string fast_transition::set_settings(hostapd_control& control, vap_state& s
 
 std::string fast_transition::set_remotes(hostapd_control& control, vap_state& state,
                                          const ft_parameters& parameters) {
-    const auto wished = ft_remotes(parameters);
-    std::map<std::string, std::string> changes;
-    for (const auto& [holder, key] : wished) {
-        const auto known = state.remotes.find(holder);
-        if (known == state.remotes.end() || known->second != key) changes[holder] = key;
-    }
-    for (const auto& [holder, key] : state.remotes) {
-        const bool left_out = !wished.contains(holder) && key != locked;
-        if (left_out) changes[holder] = locked;
-    }
-
-    for (const auto& [holder, key] : changes) {
-        state.remotes.erase(holder);
-        const std::string value = key == locked ? random_key() : key;
-        if (auto error = set(control, holder, value); !error.empty()) return error;
+    for (const auto& [holder, key] : ft_remotes(parameters)) {
+        if (state.remotes.contains(holder)) continue;
+        if (auto error = set(control, holder, key); !error.empty()) return error;
         state.remotes[holder] = key;
     }
     return {};
+}
+
+// Whether hostapd was given a key that is another one now, or that should be no more.
+bool fast_transition::has_outdated_keys(const std::string& ifname,
+                                        const ft_parameters& parameters) const {
+    const auto state = states_.find(ifname);
+    if (state == states_.end()) return false;
+
+    const auto wished = ft_remotes(parameters);
+    return std::any_of(state->second.remotes.begin(), state->second.remotes.end(),
+                       [&wished](const auto& given) {
+                           const auto found = wished.find(given.first);
+                           return found == wished.end() || found->second != given.second;
+                       });
+}
+
+// Makes hostapd read its own configuration again, which ends everything that it was given since.
+void fast_transition::start_over() {
+    std::ifstream file(pid_file_);
+    pid_t pid = 0;
+    if (file >> pid && pid > 0) kill(pid, SIGHUP);
+
+    for (auto& [ifname, state] : states_) {
+        state.settings.clear();
+        state.remotes.clear();
+    }
 }
 
 std::optional<std::string> fast_transition::reset(const std::vector<std::string>& vaps) {

@@ -1,14 +1,14 @@
 // Gives hostapd the settings of fast transition, and takes them away. Changes as little as it can,
 // because hostapd 2.10 drops stations for some of them:
 //
-// - other access points and their keys: hostapd takes them at once, and every station stays;
+// - another access point and its keys: hostapd takes them at once, and every station stays;
 // - mobility domain, own identifiers, over DS, deadline, and the end of fast transition: a RELOAD
 //   of the radio, whose stations have to associate anew;
 // - the beginning of fast transition on a VAP that hostapd started without: DISABLE and ENABLE of
-//   the radio, because hostapd only then opens the socket to the other access points.
-//
-// hostapd can add other access points but not remove them, and the last added one counts. Those
-// that are left out of a later update get keys that nobody knows.
+//   the radio, because hostapd only then opens the socket to the other access points;
+// - another key for a known access point, or one that is left out: SIGHUP, and everything again.
+//   hostapd can only add keys, and the first that it was given counts. All radios lose their
+//   stations, and deny lists and other settings that hostapd was given since its start are gone.
 //
 // Lives on the thread of the loop. Each request may take as long as hostapd_control allows.
 #pragma once
@@ -26,8 +26,10 @@ namespace aplocal {
 
 class fast_transition {
   public:
-    // The folder with the control sockets of the interfaces.
-    explicit fast_transition(std::string folder = "/run/hostapd");
+    // The folder with the control sockets of the interfaces, and the file with the process number
+    // of hostapd.
+    explicit fast_transition(std::string folder = "/run/hostapd",
+                             std::string pid_file = "/run/hostapd.pid");
 
     // By VAP name, "wlan1-vap0" or "wlan1". Null when hostapd has taken everything, otherwise what
     // went wrong. VAPs before the one that failed keep what they were given.
@@ -62,9 +64,12 @@ class fast_transition {
                                     const std::map<std::string, std::string>& settings);
     static std::string set_remotes(hostapd_control& control, vap_state& state,
                                    const ft_parameters& parameters);
+    bool has_outdated_keys(const std::string& ifname, const ft_parameters& parameters) const;
+    void start_over();
     std::optional<std::string> take_into_use(const std::map<std::string, effort>& radios);
 
     const std::string folder_;
+    const std::string pid_file_;
     std::map<std::string, ft_parameters> wanted_;  // by interface name
     std::map<std::string, vap_state> states_;      // by interface name
 };

@@ -160,6 +160,8 @@ std::string without_fast_transition(std::string_view key_management) {
         });
         if (!still) words.push_back(plain);
     }
+
+    std::erase_if(words, [](const auto word) { return word.starts_with("FT-"); });
     return joined(words);
 }
 

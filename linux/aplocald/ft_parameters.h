@@ -28,7 +28,7 @@ struct ft_parameters {
     int mobility_domain = 0;         // 0 to 65535
     std::string r0_key_holder;
     std::string r1_key_holder;  // a MAC address
-    std::vector<key_holder> remotes;
+    std::vector<key_holder> remotes = {};
 };
 
 struct ft_reading {

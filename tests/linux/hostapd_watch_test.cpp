@@ -1,0 +1,129 @@
+// How aplocald notices what hostapd does, and what it gives hostapd, with a real hostapd.
+#include "aplocald/hostapd_watch.h"
+
+#include "aplocald/access_lists.h"
+#include "aplocald/fast_transition.h"
+#include "aplocald/notify_files.h"
+#include "harness/inbox.h"
+#include "tests/linux/hostapd_fixture.h"
+
+namespace aplocal {
+namespace {
+
+class HostapdWatch : public HostapdTest {
+  protected:
+    ~HostapdWatch() override { thread_.reset(); }
+
+    void watch() {
+        watch_ = std::make_unique<hostapd_watch>(
+            loop_, hostapd_watch::settings{.ping_pause = 100ms, .ping_limit = 200ms},
+            hostapd_watch::callbacks{.started = [this] { told_.put("started"); },
+                                     .stopped = [this] { told_.put("stopped"); },
+                                     .changed = [this] { told_.put("changed"); },
+                                     .said = [this](const std::string& line) { told_.put(line); }});
+        thread_ = std::make_unique<loop_thread>(loop_);
+    }
+    std::string next(std::chrono::milliseconds time = lab::patience) {
+        return told_.take(time).value_or("nothing");
+    }
+
+    event_loop loop_;
+    lab::inbox<std::string> told_;
+    std::unique_ptr<hostapd_watch> watch_;
+    std::unique_ptr<loop_thread> thread_;
+};
+
+TEST_F(HostapdWatch, TellsOfEveryEndAndBeginning) {
+    watch();
+
+    EXPECT_EQ(next(), "started");
+    for (const int signal : {SIGTERM, SIGKILL}) {
+        kill(signal);
+        EXPECT_EQ(next(), "stopped");
+        EXPECT_TRUE(lab::wait_until([] { return !std::filesystem::exists("/run/hostapd.pid"); }));
+        start();
+        EXPECT_EQ(next(), "started");
+    }
+}
+
+TEST_F(HostapdWatch, SaysOnceThatHostapdHangs) {
+    watch();
+    ASSERT_EQ(next(), "started");
+
+    kill(SIGSTOP);
+    EXPECT_EQ(next(), "hostapd does not reply");
+    EXPECT_EQ(next(1s), "nothing");
+    kill(SIGCONT);
+
+    EXPECT_EQ(next(), "hostapd replies again");
+}
+
+TEST_F(HostapdWatch, TellsOnlyOfChangesThatAplocaldDidNotMake) {
+    watch();
+    ASSERT_EQ(next(), "started");
+
+    control_client("/run/hostapd/wlan2").ask("DISABLE");
+    EXPECT_EQ(next(), "changed");
+    thread_.reset();
+    watch_->expect_own_changes(2s);
+    thread_ = std::make_unique<loop_thread>(loop_);
+    control_client("/run/hostapd/wlan2").ask("ENABLE");
+    EXPECT_EQ(next(2500ms), "nothing");
+    control_client(inner_socket).ask("REMOVE wlan2");
+
+    EXPECT_EQ(next(), "changed");
+}
+
+TEST_F(HostapdWatch, IsOutlivedByFilesOfTheDaemonOnly) {
+    std::filesystem::create_symlink("/tmp/victim", "/tmp/.skylark_notify_hostapd_started");
+
+    EXPECT_FALSE(notify_daemon("hostapd_started"));
+    EXPECT_FALSE(std::filesystem::exists("/tmp/victim"));
+    EXPECT_FALSE(std::filesystem::exists("/tmp/.skylark_notify"));
+    EXPECT_TRUE(notify_daemon("config_updated"));
+    EXPECT_TRUE(notify_daemon("config_updated"));
+    EXPECT_TRUE(std::filesystem::exists("/tmp/.skylark_notify_config_updated"));
+    EXPECT_TRUE(std::filesystem::exists("/tmp/.skylark_notify"));
+    for (const char* name : {"", "_config_updated", "_hostapd_started"}) {
+        std::filesystem::remove(std::string("/tmp/.skylark_notify") + name);
+    }
+}
+
+using GivenToHostapd = HostapdTest;
+
+TEST_F(GivenToHostapd, DenyListsDifferByNothingFromWhatWasAsked) {
+    access_lists lists;
+    const control_client wlan1("/run/hostapd/wlan1");
+
+    EXPECT_EQ(lists.deny("wlan1", {"02:00:00:00:03:01", "02-00-00-00-03-02"}), std::nullopt);
+    EXPECT_EQ(lists.deny("wlan1", {"020000000302", "02:00:00:00:03:03"}), std::nullopt);
+    EXPECT_EQ(lists.deny("wlan1", {"me"}), "'me' is not a MAC address");
+    EXPECT_EQ(lists.deny("wlan9", {}), "wlan9: hostapd has no such interface");
+
+    const std::set<std::string> expected{"02:00:00:00:03:02", "02:00:00:00:03:03"};
+    EXPECT_EQ(read_access_list(wlan1.ask("DENY_ACL SHOW")), expected);
+}
+
+TEST_F(GivenToHostapd, FastTransitionComesAndGoes) {
+    fast_transition ft;
+    const control_client wlan1("/run/hostapd/wlan1");
+    ft_parameters parameters{
+        .enabled = true, .r0_key_holder = "ap-a", .r1_key_holder = "02:00:00:00:01:00"};
+    parameters.remotes.push_back({.r0_id = "ap-b",
+                                  .r1_id = "02:00:00:00:02:00",
+                                  .r0_key = std::string(64, 'a'),
+                                  .r1_key = std::string(64, 'b')});
+
+    EXPECT_EQ(ft.apply({{"wlan1-vap0", parameters}}), std::nullopt);
+    EXPECT_NE(wlan1.ask("GET_CONFIG").find("key_mgmt=WPA-PSK FT-PSK\n"), std::string::npos);
+    EXPECT_EQ(ft.reset({"wlan1-vap0", "wlan0-vap3"}), std::nullopt);
+    EXPECT_NE(wlan1.ask("GET_CONFIG").find("key_mgmt=WPA-PSK\n"), std::string::npos);
+
+    parameters.remotes[0].r0_key = "secret";
+    EXPECT_EQ(ft.apply({{"wlan2-vap0", parameters}}),
+              "wlan2: hostapd replied \"FAIL\" to SET r0kh 02:00:00:00:02:00 ap-b");
+    EXPECT_EQ(ft.apply({{"wlan2-vap1", parameters}}), "wlan2-vap1: hostapd has no such interface");
+}
+
+}  // namespace
+}  // namespace aplocal
