@@ -2,7 +2,8 @@
 // that it is linked with, and says which promise of which header does not hold. One program without
 // other files: copy it to the device and run it as root while the bus runs and rfcd does not.
 //
-// It uses module 28 of the bus, sends only to itself, starts no scan and changes no radio.
+// It uses module 28 of the bus and sends only to itself. Of the radio that is named it starts two
+// scans and ends them; it changes no radio.
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -29,6 +30,12 @@ using tree = std::unique_ptr<cfg_tree, tree_deleter>;
 
 bool same(const char* left, const char* right) {
     return left != nullptr && std::strcmp(left, right) == 0;
+}
+
+std::int64_t milliseconds_now() {
+    std::timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * 1000 + now.tv_nsec / 1'000'000;
 }
 
 int seconds_of(int (*call)()) {
@@ -210,7 +217,10 @@ bool keeps_to_its_storage() {
 bool refuses_an_unknown_radio() {
     const radios all;
     framed<RADIOCTL_INFO_SIZE> info;
-    return all.open && radioctl_get_radio_info(all.ctx, "none0", info.record) < 0 && info.whole();
+    const radioctl_scan_params params{};
+    return all.open && radioctl_get_radio_info(all.ctx, "none0", info.record) < 0 && info.whole() &&
+           radioctl_lock_and_stop_scan(all.ctx, "none0", 22) != 0 &&
+           radioctl_start_scan(all.ctx, "none0", &params) != 0;
 }
 
 bool describes_the_radio() {
@@ -219,6 +229,75 @@ bool describes_the_radio() {
     if (!all.open || radioctl_get_radio_info(all.ctx, radio, info.record) < 0) return false;
     const int width = std::atoi(reinterpret_cast<const char*>(info.record));
     return info.whole() && width >= 20 && width <= 320 && info.record[RADIOCTL_INFO_PRIMARY] != 0;
+}
+
+bool scans_only_when_locked() {
+    const radios all;
+    const radioctl_scan_params params{};
+    if (!all.open || radioctl_start_scan(all.ctx, radio, &params) == 0) return false;
+
+    const bool locked = radioctl_lock_and_stop_scan(all.ctx, radio, 22) == 0;
+    const bool again = radioctl_lock_and_stop_scan(all.ctx, radio, 22) == 0;
+    const bool started = radioctl_start_scan(all.ctx, radio, &params) == 0;
+    const bool ended = radioctl_scan_abort(all.ctx, radio) == 0 &&
+                       radioctl_stop_rrm_and_unlock_scan(all.ctx, radio) == 0;
+    return locked && again && started && ended;
+}
+
+bool ends_what_does_not_run() {
+    const radios all;
+    return all.open && radioctl_scan_abort(all.ctx, radio) == 0 &&
+           radioctl_stop_rrm_and_unlock_scan(all.ctx, radio) == 0 &&
+           radioctl_stop_rrm_and_unlock_scan(all.ctx, radio) == 0;
+}
+
+// A scan of all channels takes seconds; each call around it must not.
+bool waits_for_no_scan() {
+    constexpr std::int64_t limit_ms = 200;
+    static const radioctl_scan_params params{};
+    static radioctl_scan_results results;
+    constexpr int (*calls[])(radioctl_ctx*) = {
+        [](radioctl_ctx* ctx) { return radioctl_lock_and_stop_scan(ctx, radio, 22); },
+        [](radioctl_ctx* ctx) { return radioctl_start_scan(ctx, radio, &params); },
+        [](radioctl_ctx* ctx) { return radioctl_get_scan(ctx, radio, &results); },
+        [](radioctl_ctx* ctx) { return radioctl_scan_abort(ctx, radio); },
+        [](radioctl_ctx* ctx) { return radioctl_stop_rrm_and_unlock_scan(ctx, radio); },
+    };
+    const radios all;
+    if (!all.open) return false;
+
+    bool at_once = true;
+    scan_results_init(&results);
+    for (const auto call : calls) {
+        const auto start = milliseconds_now();
+        const int result = call(all.ctx);
+        at_once = at_once && result == 0 && milliseconds_now() - start < limit_ms;
+    }
+    scan_results_free(&results);
+    return at_once;
+}
+
+// The width of each result is a text that ends within its field.
+bool fills_active_results() {
+    const radios all;
+    const radioctl_scan_params params{};
+    radioctl_scan_results results;
+    scan_results_init(&results);
+    if (!all.open || radioctl_lock_and_stop_scan(all.ctx, radio, 22) != 0) return false;
+
+    radioctl_start_scan(all.ctx, radio, &params);
+    const std::timespec pause{2, 0};
+    nanosleep(&pause, nullptr);
+    bool whole = radioctl_get_scan(all.ctx, radio, &results) >= 0;
+    const auto* entry = static_cast<const char*>(results.entries);
+    for (std::uint64_t i = 0; i < results.count; ++i, entry += RADIOCTL_ENTRY_SIZE) {
+        whole = whole && std::memchr(entry + RADIOCTL_ENTRY_BANDWIDTH, '\0',
+                                     RADIOCTL_ENTRY_BANDWIDTH_SIZE) != nullptr;
+    }
+
+    radioctl_stop_rrm_and_unlock_scan(all.ctx, radio);
+    scan_results_free(&results);
+    return whole;
 }
 
 bool marks_rrm_results() {
@@ -296,6 +375,10 @@ constexpr struct {
     {"radioctl.h", "a prepared container is empty", empties_a_container},
     {"radioctl.h", "a radio's record has width and channel", describes_the_radio, true},
     {"radioctl.h", "RRM results have the mark and fit", marks_rrm_results, true},
+    {"radioctl.h", "only a locked radio scans", scans_only_when_locked, true},
+    {"radioctl.h", "to end what does not run succeeds", ends_what_does_not_run, true},
+    {"radioctl.h", "no call waits for a scan", waits_for_no_scan, true},
+    {"radioctl.h", "the texts of results end in their fields", fills_active_results, true},
     {"runproc.h", "the status of a command is told", tells_the_status},
     {"runproc.h", "no shell reads the command", uses_no_shell},
     {"runproc.h", "the end of a command is waited for", waits_for_the_end},

@@ -62,7 +62,7 @@ struct radioctl_scan_params {
  * 0 on success.
  */
 int radioctl_lock_and_stop_scan(radioctl_ctx* ctx, const char* iface, int purpose);
-/* Starts an active scan. 0 on success. */
+/* Starts an active scan. 0 on success; an error while the radio is not locked. */
 int radioctl_start_scan(radioctl_ctx* ctx, const char* iface,
                         const struct radioctl_scan_params* params);
 /* Starts an RRM scan of one channel. */
