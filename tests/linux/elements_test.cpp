@@ -141,6 +141,13 @@ TEST(Elements, ChannelAndWidth) {
          .width = 160,
          .centre = 50,
          .place = 1},
+        {.name = "80+80 MHz, the old way",
+         .heard_mhz = 5200,
+         .elements = {vht(3, 42, 155)},
+         .primary = 40,
+         .width = 80,
+         .centre = 42,
+         .place = 1},
         {.name = "80+80 MHz",
          .heard_mhz = 5200,
          .elements = {vht(1, 42, 155)},
@@ -149,18 +156,17 @@ TEST(Elements, ChannelAndWidth) {
          .centre = 42,
          .place = 1},
         {.name = "VHT without a place for the primary channel",
-         .heard_mhz = 5200,
-         .elements = {ht(40, 0x7), vht(1, 155)},
-         .primary = 40,
+         .heard_mhz = 5500,
+         .elements = {ht(100, 0x5), vht(1, 42)},
+         .primary = 100,
          .width = 40,
-         .centre = 38,
-         .place = 1},
+         .centre = 102},
         {.name = "VHT on 2.4 GHz",
-         .heard_mhz = 2437,
-         .elements = {ht(6, 0x5), vht(1, 8)},
-         .primary = 6,
+         .heard_mhz = 2432,
+         .elements = {ht(5, 0x5), vht(1, 7)},
+         .primary = 5,
          .width = 40,
-         .centre = 8},
+         .centre = 7},
         {.name = "6 GHz, 80 MHz",
          .heard_mhz = 6135,
          .elements = {he_6ghz(37, 2, 39)},
@@ -202,6 +208,12 @@ TEST(Elements, ChannelAndWidth) {
          .width = 80,
          .centre = 42,
          .place = 1},
+        {.name = "HE and EHT without their information",
+         .heard_mhz = 6135,
+         .elements = {extension(36, {0, 0, 0, 0, 0, 0, 37, 2, 39, 0, 0}),
+                      extension(106, {0, 0, 0, 0, 0, 2, 39, 0})},
+         .primary = 37,
+         .centre = 37},
         {.name = "HE before EHT without a place",
          .heard_mhz = 6135,
          .elements = {eht(4, 191, 191), he_6ghz(37, 2, 39)},
@@ -229,6 +241,7 @@ TEST(Elements, NameAndPower) {
     const struct {
         const char* name;
         std::vector<bytes> elements{};
+        int heard_mhz = 5240;
         std::size_t ssid_length = 0;
         bool hidden = true;
         std::optional<int> tx_power{};
@@ -246,6 +259,9 @@ TEST(Elements, NameAndPower) {
          .limit = 23},
         {.name = "country without the channel",
          .elements = {element(7, {'D', 'E', ' ', 36, 3, 23, 52, 4, 30})}},
+        {.name = "an operating triplet of 6 GHz",
+         .elements = {element(7, {'D', 'E', ' ', 201, 134, 0})},
+         .heard_mhz = 6975},
         {.name = "country that ends within a triplet",
          .elements = {element(7, {'D', 'E', ' ', 36, 4})}},
     };
@@ -253,7 +269,7 @@ TEST(Elements, NameAndPower) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
 
-        const auto about = read_elements(all_of(row.elements), 5240);
+        const auto about = read_elements(all_of(row.elements), row.heard_mhz);
 
         ASSERT_TRUE(about);
         EXPECT_EQ(about->ssid.size(), row.ssid_length);
