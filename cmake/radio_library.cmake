@@ -32,4 +32,12 @@ function(radio_library kind static)
   if(kind STREQUAL "scene")
     add_library(platform::radioctl ALIAS ${shared})
   endif()
+
+  # An installed daemon finds the kernel's; the scene's is beside it, for whoever tries the daemon.
+  set(folder ${CMAKE_INSTALL_LIBDIR}/rfcd)
+  if(RFCD_LINUX AND kind STREQUAL "scene")
+    string(APPEND folder /scene)
+  endif()
+  add_dependencies(rfcd ${shared})
+  install(TARGETS ${shared} LIBRARY DESTINATION ${folder} NAMELINK_SKIP)
 endfunction()
