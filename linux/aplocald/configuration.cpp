@@ -30,16 +30,19 @@ void set_group(configuration& config, const std::string& value) {
     config.client_group = found->gr_gid;
 }
 
+void set_deny_list(configuration& config, const std::string& value) { config.deny_list = value; }
+
 constexpr struct {
     std::string_view key;
     setter set;
 } settings[] = {
     {.key = "store", .set = set_path<&configuration::store>},
     {.key = "hostapd_control", .set = set_path<&configuration::hostapd_control>},
+    {.key = "hostapd_folder", .set = set_path<&configuration::hostapd_folder>},
     {.key = "client_control", .set = set_path<&configuration::client_control>},
     {.key = "client_group", .set = set_group},
     {.key = "mac_lists", .set = set_path<&configuration::mac_lists>},
-    {.key = "deny_lists", .set = set_switch<&configuration::deny_lists>},
+    {.key = "deny_list", .set = set_deny_list},
     {.key = "radar_channels", .set = set_switch<&configuration::radar_channels>},
 };
 

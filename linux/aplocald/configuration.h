@@ -11,10 +11,11 @@ namespace aplocal {
 struct configuration {
     std::string store = "/var/lib/rfcd-aplocal/store.json";
     std::string hostapd_control = "/run/hostapd/global.hostapd";
+    std::string hostapd_folder = "/run/hostapd";  // the control sockets of the interfaces
     std::string client_control = "/var/run/hostapd/global";
     std::optional<gid_t> client_group;
     std::string mac_lists = "/var/lib/rfcd-aplocal/mac-lists.json";
-    bool deny_lists = false;      // hand the MAC lists to hostapd too
+    std::string deny_list;        // the member of a MAC list message that hostapd gets too
     bool radar_channels = false;  // list channels on which a radar may be
 };
 

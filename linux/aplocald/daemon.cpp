@@ -1,7 +1,10 @@
 #include "aplocald/daemon.h"
 
+#include <stdexcept>
+
 #include "aplocald/json.h"
 #include "aplocald/log.h"
+#include "aplocald/notify_files.h"
 #include "aplocald/replace_file.h"
 
 namespace aplocal {
@@ -18,6 +21,10 @@ constexpr int modules = 3;
 // not wait for a hostapd that hangs.
 constexpr std::chrono::milliseconds hostapd_limit{700};
 
+void tell_daemon(const std::string& what) {
+    if (!notify_daemon(what)) log(severity::error, "cannot make the notify file of " + what);
+}
+
 }  // namespace
 
 daemon::daemon(event_loop& loop, const configuration& config, std::function<void()> when_ready)
@@ -26,7 +33,7 @@ daemon::daemon(event_loop& loop, const configuration& config, std::function<void
       when_ready_(std::move(when_ready)),
       instance_(instance_file),
       stored_(config.store),
-      view_([this](const std::string& command) { return ask_hostapd(command); }),
+      view_([this](const auto& command) { return ask_hostapd(command); }),
       kernel_(open_kernel_radios()),
       live_(view_, *kernel_, stored_),
       channels_(*kernel_,
@@ -35,16 +42,10 @@ daemon::daemon(event_loop& loop, const configuration& config, std::function<void
                  .kernel = *kernel_,
                  .live = live_,
                  .stored = stored_,
-                 .hostapd = [this](const std::string& command) { return ask_hostapd(command); }}),
-      services_(
-          {.stored = stored_,
-           .live = live_,
-           .radio = settings_,
-           .update_fast_transition =
-               [](json_object*) { return std::optional<std::string>("not implemented"); },
-           .reset_fast_transition =
-               [](json_object*) { return std::optional<std::string>("not implemented"); },
-           .take_mac_lists = [this](json_object* request) { return take_mac_lists(request); }}),
+                 .hostapd = [this](const auto& command) { return ask_hostapd(command); }}),
+      requests_(config.hostapd_folder),
+      services_(service_parts()),
+      watch_(loop, {.folder = config.hostapd_folder}, watch_callbacks()),
       configd_(
           loop, configd_module,
           [this](std::uint8_t from, const std::string& text) {
@@ -54,6 +55,7 @@ daemon::daemon(event_loop& loop, const configuration& config, std::function<void
       networkd_(
           loop, networkd_module,
           [this](std::uint8_t from, const std::string& text) {
+              watch_.expect_own_changes();
               services_.ask_networkd(text, [=, this](const auto& t) { networkd_.send(from, t); });
           },
           [this] { note_joined(); }),
@@ -68,6 +70,24 @@ daemon::~daemon() {
     if (kernel_events_) loop_.forget(kernel_events_->descriptor());
 }
 
+local_services::parts daemon::service_parts() {
+    return {.stored = stored_,
+            .live = live_,
+            .radio = settings_,
+            .update_fast_transition =
+                [this](json_object* request) { return requests_.update_fast_transition(request); },
+            .reset_fast_transition =
+                [this](json_object* request) { return requests_.reset_fast_transition(request); },
+            .take_mac_lists = [this](json_object* request) { return take_mac_lists(request); }};
+}
+
+hostapd_watch::callbacks daemon::watch_callbacks() {
+    return {.started = [this] { hostapd_started(); },
+            .stopped = [this] { hostapd_stopped(); },
+            .changed = [this] { hostapd_changed(); },
+            .said = [](const std::string& line) { log(severity::warning, line); }};
+}
+
 hostapd_control::reply daemon::ask_hostapd(const std::string& command) {
     if (!hostapd_) hostapd_ = hostapd_control::open(config_.hostapd_control);
     if (!hostapd_) return {.what = hostapd_control::reply::kind::gone, .text = ""};
@@ -77,8 +97,39 @@ hostapd_control::reply daemon::ask_hostapd(const std::string& command) {
 // The file has the message of the service as it came, for a detector of intruders.
 std::optional<std::string> daemon::take_mac_lists(json_object* request) {
     json_object_object_del(request, "command");
-    return replace_file(config_.mac_lists, json_text(request) + "\n", 0600,
-                        durability::survives_power_loss);
+    auto problem = replace_file(config_.mac_lists, json_text(request) + "\n", 0600,
+                                durability::survives_power_loss);
+    if (problem || config_.deny_list.empty()) return problem;
+    return requests_.deny(request, config_.deny_list, view_.interfaces());
+}
+
+void daemon::hostapd_started() {
+    view_.forget();
+    channels_.write();
+    try {
+        proxy_ = std::make_unique<control_proxy>(
+            loop_, control_proxy::settings{.path = config_.client_control,
+                                           .hostapd = config_.hostapd_control,
+                                           .group = config_.client_group});
+    } catch (const std::runtime_error& problem) {
+        log(severity::error, problem.what());
+    }
+
+    if (const auto problem = requests_.hostapd_started()) {
+        log(severity::error, "fast transition after the start of hostapd: " + *problem);
+    }
+    tell_daemon("hostapd_started");
+}
+
+void daemon::hostapd_stopped() {
+    proxy_.reset();
+    view_.forget();
+}
+
+void daemon::hostapd_changed() {
+    view_.forget();
+    channels_.write();
+    tell_daemon("config_updated");
 }
 
 void daemon::watch_regulatory_domain() {

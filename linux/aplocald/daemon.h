@@ -3,9 +3,12 @@
 //
 //   bus module 1, 6 --> local_services --> store, live_values --> hostapd_view, radios
 //                                      --> radio_settings     --> hostapd, radios
+//                                      --> hostapd_requests   --> hostapd
 //   bus module 34   --> nobody: takes the scan notices, so that they do not count as lost
+//   hostapd_watch   --> control_proxy, channel_files, the daemon's notify files
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,9 +16,12 @@
 #include "aplocald/bus_module.h"
 #include "aplocald/channel_files.h"
 #include "aplocald/configuration.h"
+#include "aplocald/control_proxy.h"
 #include "aplocald/event_loop.h"
 #include "aplocald/hostapd_control.h"
+#include "aplocald/hostapd_requests.h"
 #include "aplocald/hostapd_view.h"
+#include "aplocald/hostapd_watch.h"
 #include "aplocald/live_values.h"
 #include "aplocald/local_services.h"
 #include "aplocald/only_instance.h"
@@ -28,16 +34,22 @@ namespace aplocal {
 
 class daemon {
   public:
-    // `when_ready` is called once, when all modules are on the bus. Throws std::runtime_error when
-    // another instance runs or when the store is bad.
+    // `when_ready` is called once, when all modules are on the bus. Throws an exception of the
+    // standard library when another instance runs, when the store is bad, or when the system
+    // refuses a descriptor.
     daemon(event_loop& loop, const configuration& config, std::function<void()> when_ready);
     daemon(const daemon&) = delete;
     daemon& operator=(const daemon&) = delete;
     ~daemon();
 
   private:
+    local_services::parts service_parts();
+    hostapd_watch::callbacks watch_callbacks();
     hostapd_control::reply ask_hostapd(const std::string& command);
     std::optional<std::string> take_mac_lists(json_object* request);
+    void hostapd_started();
+    void hostapd_stopped();
+    void hostapd_changed();
     void watch_regulatory_domain();
     void note_joined();
 
@@ -53,8 +65,11 @@ class daemon {
     channel_files channels_;
     std::unique_ptr<nl80211::events> kernel_events_;
     radio_settings settings_;
+    hostapd_requests requests_;
     local_services services_;
-    int joined_ = 0;
+    std::unique_ptr<control_proxy> proxy_;  // while hostapd runs
+    hostapd_watch watch_;
+    int joined_ = 0;  // modules, once each
     bus_module configd_;
     bus_module networkd_;
     bus_module scan_listener_;

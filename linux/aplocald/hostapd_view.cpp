@@ -1,8 +1,10 @@
 #include "aplocald/hostapd_view.h"
 
+#include <algorithm>
 #include <charconv>
 #include <utility>
 
+#include "aplocald/hostapd_text.h"
 #include "aplocald/log.h"
 #include "base/monotonic_clock.h"
 
@@ -13,42 +15,19 @@ namespace {
 constexpr std::int64_t answers_count_ms = 1000;
 constexpr std::int64_t silence_counts_ms = 10'000;
 
-std::string_view take_line(std::string_view& text) {
-    const auto end = text.find('\n');
-    const auto line = text.substr(0, end);
-    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-    return line;
-}
-
-std::string_view value_of(std::string_view text, std::string_view key) {
-    while (!text.empty()) {
-        const auto line = take_line(text);
-        if (line.size() > key.size() && line.starts_with(key) && line[key.size()] == '=') {
-            return line.substr(key.size() + 1);
-        }
-    }
-    return {};
-}
-
 bool contains(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
 }
 
-// True when one of the words between blanks is `word`.
-bool offers(std::string_view words, std::string_view word) {
-    while (!words.empty()) {
-        const auto end = words.find(' ');
-        if (words.substr(0, end) == word) return true;
-        words.remove_prefix(end == std::string_view::npos ? words.size() : end + 1);
-    }
-    return false;
+bool offers(std::string_view key_management, std::string_view kind) {
+    return std::ranges::count(split(key_management, ' '), kind) > 0;
 }
 
 }  // namespace
 
-bool hostapd_view::has(const std::string& ifname) {
+const std::set<std::string, std::less<>>& hostapd_view::interfaces() {
     look();
-    return interfaces_.contains(ifname);
+    return interfaces_;
 }
 
 std::optional<vap_facts> hostapd_view::vap(const std::string& ifname) {
@@ -76,9 +55,8 @@ void hostapd_view::look() {
     next_look_ms_ = rfcd::monotonic_milliseconds() + answers_count_ms;
     ++look_;
     interfaces_.clear();
-    for (std::string_view rest = list ? *list : std::string_view(); !rest.empty();) {
-        if (const auto line = take_line(rest); !line.empty()) interfaces_.emplace(line);
-    }
+    const auto names = split(list ? *list : std::string_view(), '\n');
+    interfaces_.insert(names.begin(), names.end());
     if (interfaces_.empty()) vaps_.clear();
 }
 

@@ -30,7 +30,8 @@ class hostapd_view {
 
     explicit hostapd_view(request_function request) : request_(std::move(request)) {}
 
-    bool has(const std::string& ifname);
+    bool has(const std::string& ifname) { return interfaces().contains(ifname); }
+    const std::set<std::string, std::less<>>& interfaces();
     // Null when hostapd does not run, has no such VAP, or has hung since aplocald started.
     std::optional<vap_facts> vap(const std::string& ifname);
 
@@ -51,7 +52,7 @@ class hostapd_view {
     std::int64_t next_look_ms_ = 0;
     std::uint64_t look_ = 0;  // counts the successful ones
     bool silent_ = false;     // it let the last request time out
-    std::set<std::string> interfaces_;
+    std::set<std::string, std::less<>> interfaces_;
     std::map<std::string, known_vap> vaps_;
 };
 

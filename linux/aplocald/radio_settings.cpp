@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 
+#include "aplocald/hostapd_text.h"
 #include "aplocald/json.h"
 #include "base/interface_names.h"
 #include "base/store_paths.h"
@@ -27,13 +28,6 @@ int band_of(const std::string& radio, const nl80211::channel& on) {
     return number == 0 ? 2 : number == 1 ? 5 : 6;
 }
 
-std::string line_value(const std::string& lines, const std::string& key) {
-    const auto begin = ("\n" + lines).find("\n" + key + "=");
-    if (begin == std::string::npos) return "";
-    const auto value = begin + key.size() + 1;
-    return lines.substr(value, lines.find('\n', value) - value);
-}
-
 std::string channel_text(const nl80211::channel& channel) {
     return "channel " + std::to_string(channel_of_frequency(channel.primary_mhz).number) +
            " with " + std::to_string(channel.width_mhz) + " MHz";
@@ -43,9 +37,9 @@ std::string channel_text(const nl80211::channel& channel) {
 // asked for even if an earlier, narrow channel had it not.
 phy_modes modes_for(const nl80211::channel& target, const std::string& status) {
     const int band = channel_of_frequency(target.primary_mhz).band;
-    phy_modes modes{.ht = line_value(status, "ieee80211n") == "1",
-                    .vht = line_value(status, "ieee80211ac") == "1",
-                    .he = line_value(status, "ieee80211ax") == "1"};
+    phy_modes modes{.ht = value_of(status, "ieee80211n") == "1",
+                    .vht = value_of(status, "ieee80211ac") == "1",
+                    .he = value_of(status, "ieee80211ax") == "1"};
     if (band == 6) return {.ht = false, .vht = false, .he = true};
     modes.ht = modes.ht || target.width_mhz > 20;
     modes.vht = modes.vht || target.width_mhz > 40;

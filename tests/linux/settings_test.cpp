@@ -322,8 +322,8 @@ TEST(LocalConfiguration, NamesTheWrongLine) {
          .text = "store=a",
          .problem = "line 1: store needs a path that begins with \"/\""},
         {.name = "switch",
-         .text = "deny_lists=1",
-         .problem = "line 1: deny_lists needs \"yes\" or \"no\""},
+         .text = "radar_channels=1",
+         .problem = "line 1: radar_channels needs \"yes\" or \"no\""},
         {.name = "group",
          .text = "client_group=no-such-group",
          .problem = "line 1: client_group names a group that does not exist"},
@@ -337,10 +337,10 @@ TEST(LocalConfiguration, NamesTheWrongLine) {
             EXPECT_STREQ(problem.what(), row.problem) << row.name;
         }
     }
-    const auto config = read_configuration("store=/a=b\ndeny_lists=yes\nradar_channels=no");
+    const auto config = read_configuration("store=/a=b\ndeny_list=black\nradar_channels=yes");
     EXPECT_EQ(config.store, "/a=b");
-    EXPECT_TRUE(config.deny_lists);
-    EXPECT_FALSE(config.radar_channels);
+    EXPECT_EQ(config.deny_list, "black");
+    EXPECT_TRUE(config.radar_channels);
 }
 
 }  // namespace
