@@ -38,7 +38,7 @@ std::optional<std::string> hostapd_requests::deny(
         macs.insert(plain_text(json_object_array_get_idx(array, i)));
     }
     for (const auto& ifname : interfaces) {
-        if (const auto problem = lists_.deny(ifname, macs)) return ifname + ": " + *problem;
+        if (auto problem = lists_.deny(ifname, macs)) return problem;
     }
     return std::nullopt;
 }

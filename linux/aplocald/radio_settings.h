@@ -35,7 +35,7 @@ class radio_settings {
         hostapd_view::request_function hostapd;
         // hostapd announces most switches for half a second. For some it restarts the radio, which
         // takes some seconds. The daemon waits 20 s for an answer.
-        std::chrono::milliseconds switch_limit{15'000};
+        std::chrono::milliseconds switch_limit{17'000};
     };
 
     static constexpr std::size_t max_waiting = 16;
