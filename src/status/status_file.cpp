@@ -31,12 +31,19 @@ status_file::~status_file() { unlink(path_.c_str()); }
 bool status_file::replace(std::string_view text) const {
     // Whatever the umask is, everybody may read it.
     if (mkdir(status_folder, 0755) == 0) chmod(status_folder, 0755);
+    if (write_and_rename(text)) return true;
+
+    // The old file shows a state that is over. On a full disk its place is enough for the new one.
+    unlink(path_.c_str());
+    return write_and_rename(text);
+}
+
+bool status_file::write_and_rename(std::string_view text) const {
     unlink(new_path_.c_str());
     if (write_whole(new_path_.c_str(), text) && rename(new_path_.c_str(), path_.c_str()) == 0) {
         return true;
     }
     unlink(new_path_.c_str());
-    unlink(path_.c_str());
     return false;
 }
 

@@ -25,6 +25,8 @@ class status_file {
     bool replace(std::string_view text) const;
 
   private:
+    bool write_and_rename(std::string_view text) const;
+
     const std::string path_;
     const std::string new_path_;
 };
