@@ -1,5 +1,7 @@
 #include "aplocald/channels.h"
 
+#include <utility>
+
 namespace aplocal {
 
 namespace {
@@ -35,7 +37,9 @@ std::string name_of(numbered_channel channel) {
     return "channel " + std::to_string(channel.number);
 }
 
-planned_channel refusal(std::string problem) { return {.channel = {}, .problem = problem}; }
+planned_channel refusal(std::string problem) {
+    return {.channel = {}, .problem = std::move(problem)};
+}
 
 // 2.4 GHz: a 40 MHz channel may begin anywhere.
 planned_channel plan_free_channel(numbered_channel primary, int width, sideband place) {

@@ -262,10 +262,10 @@ void control_proxy::send_removal(client& of, const std::optional<std::string>& r
     });
 }
 
-void control_proxy::end_removal(client& of, std::string result) {
-    loop_.cancel(of.emptying->limit);
-    loop_.forget(of.emptying->hostapd.descriptor());
-    of.emptying.reset();
+void control_proxy::end_removal(client& of, const std::string& result) {
+    const auto ended = std::move(of.emptying);  // `result` may be a part of it
+    loop_.cancel(ended->limit);
+    loop_.forget(ended->hostapd.descriptor());
 
     if (!result.empty()) reply(of.address, result);
 }

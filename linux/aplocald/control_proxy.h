@@ -87,7 +87,7 @@ class control_proxy {
     void start_removal(client& of, const std::string& ifname);
     void read_removal(const std::string& name);
     void send_removal(client& of, const std::optional<std::string>& request);
-    void end_removal(client& of, std::string result);
+    void end_removal(client& of, const std::string& result);
 
     void drop_idle_clients();
     void watch_idle_clients();

@@ -99,7 +99,7 @@ std::optional<std::string> fast_transition::apply_all(
         needed = std::max(needed, result.needed);
     }
 
-    const auto failed = take_into_use(radios);
+    auto failed = take_into_use(radios);
     if (!error.empty()) return error;
     if (failed) return failed;
 
@@ -199,7 +199,7 @@ std::optional<std::string> fast_transition::reset(const std::vector<std::string>
         if (result.needed != effort::none) radios[result.radio] = result.needed;
     }
 
-    const auto failed = take_into_use(radios);
+    auto failed = take_into_use(radios);
     return error.empty() ? failed : error;
 }
 
