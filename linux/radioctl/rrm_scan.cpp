@@ -88,7 +88,7 @@ int rrm_scan::trigger() {
 void rrm_scan::run(int first_trigger) {
     int triggered = first_trigger;
     int made = 0;
-    while (true) {
+    while (!is_refusal(triggered)) {
         const auto end = triggered == 0 ? wait_for_end_of_pass() : pass_end::missed;
         if (end == pass_end::stopped) break;
         if (end == pass_end::done) take_samples();
