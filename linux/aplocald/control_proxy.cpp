@@ -19,9 +19,9 @@ using std::chrono::milliseconds;
 constexpr mode_t socket_mode = 0660;
 // What hostapd does not take is offered again, as often and as long as hostapd's own client does.
 constexpr milliseconds retry_pause{50};
+constexpr milliseconds retry_limit{5000};
 // Replies are read in between, or one busy client would keep the others waiting.
 constexpr int requests_at_once = 8;
-constexpr milliseconds retry_limit{5000};
 
 bool is_socket(const std::string& path) {
     struct stat status {};
@@ -178,11 +178,7 @@ void control_proxy::drop_longest_idle() {
 }
 
 unix_socket::outcome control_proxy::pass_on(client& from, const std::string& text) {
-    auto result = from.hostapd.send(text);
-    if (result == unix_socket::outcome::refused && from.hostapd.connect(hostapd_)) {
-        from.attached = false;  // a hostapd that was started anew does not know the client
-        result = from.hostapd.send(text);
-    }
+    const auto result = from.hostapd.send(text);
     if (result != unix_socket::outcome::sent) return result;
 
     if (text == "ATTACH") from.attached = true;

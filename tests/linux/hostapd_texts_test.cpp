@@ -18,7 +18,7 @@ namespace {
 TEST(HostapdEvent, IsToldFromAReply) {
     const struct {
         const char* name;
-        const char* datagram;
+        std::string_view datagram;
         std::optional<std::string> event;
     } rows[] = {
         {.name = "event", .datagram = "<3>AP-ENABLED ", .event = "AP-ENABLED "},
@@ -26,7 +26,9 @@ TEST(HostapdEvent, IsToldFromAReply) {
          .datagram = "IFNAME=wlan1 <3>AP-ENABLED ",
          .event = "IFNAME=wlan1 AP-ENABLED "},
         {.name = "reply", .datagram = "OK\n", .event = {}},
-        {.name = "cut before the end of the priority", .datagram = "<3", .event = {}},
+        {.name = "cut before the end of the priority",
+         .datagram = std::string_view("<3>AP").substr(0, 2),
+         .event = {}},
         {.name = "interface without more", .datagram = "IFNAME=wlan1", .event = {}},
         {.name = "nothing", .datagram = "", .event = {}},
     };
