@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 namespace aplocal {
@@ -15,7 +16,9 @@ struct neighbour {
     std::string ssid;  // in hexadecimal; empty when the entry has none
 
     bool operator==(const neighbour&) const = default;
-    auto operator<=>(const neighbour&) const = default;
+    bool operator<(const neighbour& other) const {
+        return std::tie(bssid, ssid) < std::tie(other.bssid, other.ssid);
+    }
 };
 
 // The entries of a reply to SHOW_NEIGHBOR. hostapd cuts a long list where its buffer ends, so a
