@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
-#include <utility>
 
 #include "aplocald/hostapd_text.h"
-#include "aplocald/log.h"
 #include "base/monotonic_clock.h"
 
 namespace aplocal {
@@ -44,13 +42,8 @@ std::optional<vap_facts> hostapd_view::vap(const std::string& ifname) {
 void hostapd_view::look() {
     if (rfcd::monotonic_milliseconds() < next_look_ms_) return;
 
-    const bool was_silent = std::exchange(silent_, false);
     const auto list = ask("INTERFACES");
-    if (silent_) {
-        if (!was_silent) log(severity::warning, "hostapd does not answer");
-        return;
-    }
-    if (was_silent) log(severity::notice, "hostapd answers again");
+    if (silent_) return;
 
     next_look_ms_ = rfcd::monotonic_milliseconds() + answers_count_ms;
     ++look_;
