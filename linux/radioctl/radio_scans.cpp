@@ -96,6 +96,7 @@ int radio_scans::lock(const std::string& interface) {
     if (!radio.lock) return result;
 
     radio.rrm.reset();
+    radio.heard_by_rrm.reset();
     radio.active.reset();
     return abort_scan(*kernel_, info.index);
 }
@@ -105,7 +106,10 @@ int radio_scans::unlock(const std::string& interface) {
     nl80211::interface_info info;
     // An interface that has gone while its radio was locked leaves nothing to end but the lock.
     const int result = radio.lock ? 0 : read_interface(*kernel_, interface, info);
-    radio = {};
+
+    if (radio.rrm) radio.heard_by_rrm = radio.rrm->results();
+    radio.rrm.reset();
+    radio.lock.reset();
     return result;
 }
 
@@ -172,10 +176,13 @@ int radio_scans::read_rrm(const std::string& interface, rrm_results& results) {
     const int result = read_interface(*kernel_, interface, info);
     if (result != 0) return result;
 
-    const auto& rrm = radio_of(interface).rrm;
+    const auto& radio = radio_of(interface);
     const auto channel = nl80211::channel_of(info.on.primary_mhz);
-    if (rrm) {
-        results = rrm->results();
+    if (radio.rrm) {
+        results = radio.rrm->results();
+    } else if (radio.heard_by_rrm) {
+        results = *radio.heard_by_rrm;
+        results.running = false;
     } else if (channel) {
         results.band = channel->in;
     }

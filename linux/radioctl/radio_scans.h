@@ -6,6 +6,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,7 @@ class radio_scans {
 
     // -EBUSY when another process has the lock. Ends the scan that runs, whoever started it.
     int lock(const std::string& interface);
+    // Ends an RRM scan. What the scans heard can be read until the next lock.
     int unlock(const std::string& interface);
 
     // Starts a scan of those of the frequencies that the radio has and may use; of all in the band
@@ -44,6 +46,7 @@ class radio_scans {
         std::unique_ptr<scan_lock> lock;
         std::unique_ptr<active_scan> active;
         std::unique_ptr<rrm_scan> rrm;
+        std::optional<rrm_results> heard_by_rrm;  // after its end
     };
     struct scan_target {
         int error = 0;  // of looking for the interface; the rest counts when it is 0
