@@ -57,6 +57,7 @@ daemon::daemon(event_loop& loop, const configuration& config, std::function<void
           [this](std::uint8_t from, const std::string& text) {
               watch_.expect_own_changes();
               services_.ask_networkd(text, [=, this](const auto& t) { networkd_.send(from, t); });
+              view_.forget();
           },
           [this] { note_joined(); }),
       scan_listener_(

@@ -50,7 +50,6 @@ void hostapd_view::look() {
     interfaces_.clear();
     const auto names = split(list ? *list : std::string_view(), '\n');
     interfaces_.insert(names.begin(), names.end());
-    if (interfaces_.empty()) vaps_.clear();
 }
 
 // Null when there is no answer, or when it is a failure.

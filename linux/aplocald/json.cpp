@@ -11,9 +11,8 @@ json_ptr parse_object(const std::string& text) {
                                                                               &json_tokener_free);
     if (!tokener) return nullptr;
     json_tokener_set_flags(tokener.get(), JSON_TOKENER_STRICT);
-    // With its terminating zero, so that a text that stops too early is an error.
     json_ptr value(
-        json_tokener_parse_ex(tokener.get(), text.c_str(), static_cast<int>(text.size()) + 1));
+        json_tokener_parse_ex(tokener.get(), text.c_str(), static_cast<int>(text.size())));
     return json_object_is_type(value.get(), json_type_object) ? std::move(value) : nullptr;
 }
 

@@ -61,7 +61,7 @@ void radio_settings::apply(const std::string& radio, const parameters& wanted,
     if (waiting_.size() >= max_waiting) return job.done("too many settings are waiting");
 
     waiting_.push_back(std::move(job));
-    if (waiting_.size() == 1) serve_next();
+    serve_next();
 }
 
 // Returns the reason when a parameter is unknown or has a wrong value.
