@@ -141,6 +141,7 @@ TEST_F(Aplocald, KeepsTheOldSettingsWhenTheDiskIsFull) {
               "cannot write " + file + ": No space left on device");
     EXPECT_EQ(get("/a"), "old");
     EXPECT_EQ(read_file(file), R"({"/a":"old"})");
+    EXPECT_FALSE(std::filesystem::exists(file + ".new"));
     for (const char* name : {"ballast", "store.json"}) {
         std::filesystem::remove(std::string("/tmp/small-disk/") + name);
     }

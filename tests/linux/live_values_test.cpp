@@ -21,9 +21,7 @@ TEST(HostapdView, NamesTheSecurityAsTheDaemonReadsIt) {
         {.name = "OWE", .reply = "wpa=2\nkey_mgmt=OWE\n", .mode = "OWE"},
         {.name = "the first WPA", .reply = "wpa=1\nkey_mgmt=WPA-PSK\n", .mode = "WPA-PSK"},
         {.name = "both", .reply = "wpa=3\nkey_mgmt=WPA-PSK SAE\n", .mode = "WPA_WPA2-PSK"},
-        {.name = "PSK", .reply = "wpa=2\nkey_mgmt=WPA-PSK FT-PSK\n", .mode = "WPA2-PSK"},
         {.name = "PSK and SAE", .reply = "wpa=2\nkey_mgmt=WPA-PSK SAE\n", .mode = "WPA2_WPA3-PSK"},
-        {.name = "SAE with FT", .reply = "wpa=2\nkey_mgmt=SAE FT-SAE\n", .mode = "WPA3-SAE"},
         {.name = "EAP with FT", .reply = "wpa=2\nkey_mgmt=WPA-EAP FT-EAP\n", .mode = "WPA2_1X"},
         {.name = "EAP, old and new",
          .reply = "wpa=2\nkey_mgmt=WPA-EAP WPA-EAP-SHA256\n",
@@ -176,15 +174,6 @@ TEST_F(LiveValues, OfAHostapdThatHangsAreItsLastOnesAndCostOneWait) {
     hostapd.mood = kind::answer;
     fake_clock::advance(10);
     EXPECT_EQ(vap("wlan1-vap1", "vap/ssid"), "guests");
-}
-
-TEST_F(LiveValues, OfAHostapdThatHasGoneAreForgotten) {
-    vap("wlan1-vap0", "vap/ssid");
-    hostapd.mood = kind::gone;
-    view.forget();
-
-    EXPECT_EQ(vap("wlan1-vap0", "common/enabled"), "false");
-    EXPECT_EQ(vap("wlan1-vap0", "vap/ssid"), "nothing");
 }
 
 }  // namespace
