@@ -6,6 +6,7 @@
 #include "aplocald/log.h"
 #include "aplocald/notify_files.h"
 #include "aplocald/replace_file.h"
+#include "base/files.h"
 
 namespace aplocal {
 
@@ -76,7 +77,11 @@ local_services::parts daemon::service_parts() {
             .live = live_,
             .radio = settings_,
             .update_fast_transition =
-                [this](json_object* request) { return requests_.update_fast_transition(request); },
+                [this](json_object* request) {
+                    auto problem = requests_.update_fast_transition(request);
+                    restore_deny_list();
+                    return problem;
+                },
             .reset_fast_transition =
                 [this](json_object* request) { return requests_.reset_fast_transition(request); },
             .take_mac_lists = [this](json_object* request) { return take_mac_lists(request); }};
@@ -100,8 +105,21 @@ std::optional<std::string> daemon::take_mac_lists(json_object* request) {
     json_object_object_del(request, "command");
     auto problem = replace_file(config_.mac_lists, json_text(request) + "\n", 0600,
                                 durability::survives_power_loss);
-    if (problem || config_.deny_list.empty()) return problem;
-    return requests_.deny(request, config_.deny_list, view_.interfaces());
+    return problem ? problem : give_deny_list();
+}
+
+std::optional<std::string> daemon::give_deny_list() {
+    if (config_.deny_list.empty()) return std::nullopt;
+    const auto text = rfcd::read_text_file(config_.mac_lists);
+    if (!text) return std::nullopt;  // no lists have come yet
+
+    const auto lists = parse_object(*text);
+    return requests_.deny(lists.get(), config_.deny_list, view_.interfaces());
+}
+
+// hostapd forgets its deny lists when it is started or reads its configuration again.
+void daemon::restore_deny_list() {
+    if (const auto problem = give_deny_list()) log(severity::error, "deny list: " + *problem);
 }
 
 void daemon::hostapd_started() {
@@ -119,6 +137,7 @@ void daemon::hostapd_started() {
     if (const auto problem = requests_.hostapd_started()) {
         log(severity::error, "fast transition after the start of hostapd: " + *problem);
     }
+    restore_deny_list();
     tell_daemon("hostapd_started");
 }
 
@@ -130,6 +149,7 @@ void daemon::hostapd_stopped() {
 void daemon::hostapd_changed() {
     view_.forget();
     channels_.write();
+    restore_deny_list();
     tell_daemon("config_updated");
 }
 

@@ -47,6 +47,8 @@ class daemon {
     hostapd_watch::callbacks watch_callbacks();
     hostapd_control::reply ask_hostapd(const std::string& command);
     std::optional<std::string> take_mac_lists(json_object* request);
+    std::optional<std::string> give_deny_list();
+    void restore_deny_list();
     void hostapd_started();
     void hostapd_stopped();
     void hostapd_changed();

@@ -45,10 +45,11 @@ class Aplocald : public testing::Test {
     static pid_t hostapd_pid() {
         return static_cast<pid_t>(std::atol(read_file("/run/hostapd.pid").c_str()));
     }
-    static void start_hostapd() {
+    static void start_hostapd(const std::string& more = "") {
         write_file("/tmp/office.conf",
                    "interface=wlan1\ndriver=none\nctrl_interface=/run/hostapd\nssid=office\n"
-                   "hw_mode=a\nchannel=36\nrrm_neighbor_report=1\n");
+                   "hw_mode=a\nchannel=36\nrrm_neighbor_report=1\n" +
+                       more);
         child_process({"hostapd", "-B", "-g", "/run/hostapd/global.hostapd", "-P",
                        "/run/hostapd.pid", "/tmp/office.conf"},
                       "/tmp/hostapd.out")
@@ -74,6 +75,22 @@ class Aplocald : public testing::Test {
             return true;
         });
         return value;
+    }
+
+    // The status of networkd's answer, or the reason.
+    std::string ask_networkd(const std::string& request) {
+        asker.received().clear();
+        asker.send_quietly(6, request);
+        const auto answer = asker.received().take();
+        const json parsed = parse_json(answer ? answer->text : "");
+        return text_of(parsed, parsed.contains("reason") ? "reason" : "status");
+    }
+    static bool denies(const std::string& mac) {
+        child_process({"/usr/sbin/wpa_cli", "-g", "/run/hostapd/global", "raw", "IFNAME=wlan1",
+                       "DENY_ACL", "SHOW"},
+                      "/tmp/deny-list.out")
+            .wait();
+        return read_file("/tmp/deny-list.out").find(mac) != std::string::npos;
     }
 
     transcript story{nullptr};
@@ -122,6 +139,40 @@ TEST_F(Aplocald, AnswersAndEndsWhileHostapdHangs) {
     EXPECT_LT(ended - read, 1s * TIME_SCALE);
     EXPECT_FALSE(std::filesystem::exists("/run/hostapd/global"));
     EXPECT_FALSE(std::filesystem::exists("/run/aplocald.pid"));
+}
+
+// hostapd drops the list when it starts, and when it has to take another key of an access point.
+TEST_F(Aplocald, GivesTheDenyListToHostapdAgain) {
+    const std::string mac = "02:00:00:00:03:00";
+    const auto transition = [](const std::string& key) {
+        return R"({"command":"update-skylark-fbt","wlan1-vap0":{"ft-config":{"enabled":"true",)"
+               R"("mobility-domain":1,"r0-key-holder-id":"a","r1-key-holder-id":"020000000100",)"
+               R"("mac":{"x":{"r0-kh-id":"b","r1-kh-id":"020000000200","r0-kh-key":")" +
+               key + R"(","r1-kh-key":")" + key + R"("}}}}})";
+    };
+    const std::string security =
+        "wpa=2\nwpa_key_mgmt=WPA-PSK FT-PSK\nwpa_passphrase=12345678\nrsn_pairwise=CCMP\n"
+        "nas_identifier=a\nmobility_domain=0001\n";
+    write_file(configuration_file, std::string("store=") + store_file +
+                                       "\nmac_lists=/tmp/lists.json\ndeny_list=black\n");
+    const auto process = start();
+    start_hostapd(security);
+    ASSERT_TRUE(wait_until([] { return std::filesystem::exists(notify_file); }));
+
+    EXPECT_EQ(ask_networkd(R"({"command":"update-wids-mac-lists","black":[")" + mac + "\"]}"),
+              "ok");
+    EXPECT_TRUE(denies(mac));
+
+    EXPECT_EQ(ask_networkd(transition("000102030405060708090a0b0c0d0e0f")), "ok");
+    EXPECT_EQ(ask_networkd(transition("ff0102030405060708090a0b0c0d0e0f")), "ok");
+    EXPECT_TRUE(denies(mac)) << "after another key";
+
+    std::filesystem::remove(notify_file);
+    stop_hostapd();
+    start_hostapd(security);
+    ASSERT_TRUE(wait_until([] { return std::filesystem::exists(notify_file); }));
+    EXPECT_TRUE(denies(mac)) << "after a start";
+    std::filesystem::remove("/tmp/lists.json");
 }
 
 TEST_F(Aplocald, KeepsTheOldSettingsWhenTheDiskIsFull) {
