@@ -1,7 +1,10 @@
 #include "aplocald/radio_settings.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <iterator>
+#include <string_view>
 
 #include "aplocald/hostapd_text.h"
 #include "aplocald/json.h"
@@ -18,6 +21,11 @@ std::optional<int> read_number(const std::string& text) {
     const auto [rest, error] = std::from_chars(text.data(), end, number);
     return error == std::errc{} && rest == end && !text.empty() ? std::optional(number)
                                                                 : std::nullopt;
+}
+
+sideband sideband_of(const std::string& text) {
+    if (text == "upper") return sideband::upper;
+    return text == "lower" ? sideband::lower : sideband::any;
 }
 
 // The band by the radio's number counts only while the radio is on no channel.
@@ -66,30 +74,30 @@ void radio_settings::apply(const std::string& radio, const parameters& wanted,
 
 // Returns the reason when a parameter is unknown or has a wrong value.
 std::optional<std::string> radio_settings::read(const parameters& wanted, request& into) {
+    static constexpr struct {
+        std::string_view key;
+        std::optional<int> request::*number;
+    } numbers[] = {
+        {.key = "channel", .number = &request::channel},
+        {.key = "bandwidth", .number = &request::bandwidth},
+        {.key = "tx-power", .number = &request::tx_power},
+    };
+
     for (const auto& [key, text] : wanted) {
-        const auto number = read_number(text);
-        bool good = true;
-        if (key == "auto-channel") {
-            // Who wants hostapd to choose says so in hostapd's configuration.
-            into.auto_channel = text;
-            good = text == "false";
-        } else if (key == "channel") {
-            into.channel = number;
-            good = number.has_value();
-        } else if (key == "bandwidth") {
-            into.bandwidth = number;
-            good = number.has_value();
-        } else if (key == "control-sideband") {
-            into.place = text == "upper"   ? sideband::upper
-                         : text == "lower" ? sideband::lower
-                                           : sideband::any;
-        } else if (key == "tx-power") {
-            into.tx_power = number;
-            good = number.has_value();
-        } else {
+        const auto row = std::ranges::find(numbers, key, [](const auto& r) { return r.key; });
+        const bool is_number = row != std::end(numbers);
+        if (is_number) into.*row->number = read_number(text);
+        if (key == "control-sideband") into.place = sideband_of(text);
+        if (key == "auto-channel") into.auto_channel = text;
+
+        if (!is_number && key != "control-sideband" && key != "auto-channel") {
             return "unknown parameter " + key;
         }
-        if (!good) return key + " cannot be \"" + text + "\"";
+        // Who wants hostapd to choose says so in hostapd's configuration.
+        const bool hostapd_chooses = key == "auto-channel" && text != "false";
+        if (hostapd_chooses || (is_number && !(into.*row->number))) {
+            return key + " cannot be \"" + text + "\"";
+        }
     }
     return std::nullopt;
 }
