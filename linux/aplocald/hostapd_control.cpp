@@ -80,9 +80,10 @@ hostapd_control::reply hostapd_control::request(const std::string& command,
     return {there ? reply::kind::silent : reply::kind::gone, {}};
 }
 
-bool hostapd_control::attach(event_handler handler) {
+hostapd_control::reply hostapd_control::attach(event_handler handler,
+                                               std::chrono::milliseconds limit) {
     on_event_ = std::move(handler);
-    return request("ATTACH").text == "OK";
+    return request("ATTACH", limit);
 }
 
 void hostapd_control::read_events() {

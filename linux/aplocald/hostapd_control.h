@@ -41,8 +41,9 @@ class hostapd_control {
     // meanwhile go to the handler of attach().
     reply request(const std::string& command, std::chrono::milliseconds limit = default_limit);
 
-    // Asks hostapd for its events. They end when hostapd goes; open a new connection then.
-    bool attach(event_handler handler);
+    // Asks hostapd for its events, which it agrees to with "OK". They end when hostapd goes; open a
+    // new connection then.
+    reply attach(event_handler handler, std::chrono::milliseconds limit = default_limit);
     // Hands the events that have come to the handler, without waiting. Call it when descriptor() is
     // readable.
     void read_events();

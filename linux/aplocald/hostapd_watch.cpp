@@ -48,9 +48,15 @@ pid_t read_pid(const std::string& path) {
 
 int open_process(pid_t pid) { return static_cast<int>(syscall(SYS_pidfd_open, pid, 0)); }
 
-bool is_interface_socket(const std::filesystem::directory_entry& entry) {
+// The names of the interfaces that have a control socket in the folder.
+std::vector<std::string> interface_sockets(const std::string& folder) {
     std::error_code ignored;
-    return entry.is_socket(ignored) && !entry.path().filename().string().starts_with("global");
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
+        const std::string name = entry.path().filename();
+        if (entry.is_socket(ignored) && !name.starts_with("global")) names.push_back(name);
+    }
+    return names;
 }
 
 }  // namespace
@@ -129,7 +135,7 @@ void hostapd_watch::look() {
     if (!was_running) find_process();
     if (!running()) return;
 
-    find_interfaces();
+    if (!hangs_) find_interfaces();
     if (!was_running) {
         ping_later();
         if (callbacks_.started) callbacks_.started();
@@ -164,18 +170,23 @@ void hostapd_watch::process_ended() {
     if (callbacks_.stopped) callbacks_.stopped();
 }
 
+// Stops at the first request that hostapd does not reply to. Each would take its time, and ping()
+// tells when it is worth to try again.
 void hostapd_watch::find_interfaces() {
-    std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(settings_.folder, ignored)) {
-        const std::string ifname = entry.path().filename();
-        if (is_interface_socket(entry) && !interfaces_.contains(ifname)) add_interface(ifname);
+    for (const auto& ifname : interface_sockets(settings_.folder)) {
+        if (hangs_) return;
+        if (!interfaces_.contains(ifname)) add_interface(ifname);
     }
 }
 
 void hostapd_watch::add_interface(const std::string& ifname) {
     auto events = hostapd_control::open(settings_.folder + "/" + ifname);
     if (!events) return;
-    if (!events->attach([this](const std::string& event) { take_event(event); })) return;
+
+    const auto reply = events->attach([this](const std::string& event) { take_event(event); },
+                                      settings_.ping_limit);
+    note_silence(reply.what == hostapd_control::reply::kind::silent);
+    if (reply.text != "OK") return;
 
     const auto added = interfaces_.emplace(ifname, std::move(*events)).first;
     loop_.watch(added->second.descriptor(), [this, ifname] {
@@ -216,18 +227,26 @@ void hostapd_watch::ping_later() {
 
 void hostapd_watch::ping() {
     ping_later();
-    if (interfaces_.empty()) return;
-    auto control = hostapd_control::open(settings_.folder + "/" + interfaces_.begin()->first);
+    std::optional<hostapd_control> control;
+    for (const auto& ifname : interface_sockets(settings_.folder)) {
+        control = hostapd_control::open(settings_.folder + "/" + ifname);
+        if (control) break;
+    }
     if (!control) return;
 
     using kind = hostapd_control::reply::kind;
     const auto reply = control->request("PING", settings_.ping_limit).what;
-    const bool silent = reply == kind::silent;
-    if (reply == kind::gone || silent == hangs_) return;
+    if (reply == kind::gone) return;
+    note_silence(reply == kind::silent);
+}
 
+void hostapd_watch::note_silence(bool silent) {
+    if (silent == hangs_) return;
     hangs_ = silent;
-    if (callbacks_.said)
+
+    if (callbacks_.said) {
         callbacks_.said(silent ? "hostapd does not reply" : "hostapd replies again");
+    }
     if (!silent) look_soon();
 }
 

@@ -69,6 +69,7 @@ class hostapd_watch {
     void take_event(const std::string& event);
     void note_change();
     void ping();
+    void note_silence(bool silent);
     void ping_later();
 
     event_loop& loop_;

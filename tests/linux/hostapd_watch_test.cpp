@@ -58,6 +58,20 @@ TEST_F(HostapdWatch, SaysOnceThatHostapdHangs) {
     EXPECT_EQ(next(), "hostapd replies again");
 }
 
+TEST_F(HostapdWatch, HearsAHostapdThatHungAtFirst) {
+    kill(SIGSTOP);
+    watch();
+    EXPECT_EQ(next(1s * TIME_SCALE), "hostapd does not reply");
+    EXPECT_EQ(next(1s * TIME_SCALE), "started") << "each interface was waited for";
+
+    kill(SIGCONT);
+    EXPECT_EQ(next(), "hostapd replies again");
+    EXPECT_EQ(next(), "changed") << "the interfaces are new to the watch";
+    control_client("/run/hostapd/wlan2").ask("DISABLE");
+
+    EXPECT_EQ(next(), "changed");
+}
+
 TEST_F(HostapdWatch, TellsOnlyOfChangesThatAplocaldDidNotMake) {
     watch();
     ASSERT_EQ(next(), "started");
