@@ -84,6 +84,7 @@ void bus_module::read() {
         } else if (head.kind == standin::frame_kind::text) {
             handler_(head.source, std::string(text_of(frame)));
         }
+        if (watched_ == -1) return;  // an answer found the bus closed
     }
 
     // The connection may hold more that the descriptor does not show. Others have their turn first.
