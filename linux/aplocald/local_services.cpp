@@ -41,10 +41,13 @@ std::string answer_text(const std::string& command, const std::optional<std::str
     return json_text(answer.get());
 }
 
-// An answer gets no answer, which could go on for ever.
+// An answer gets no answer, which could go on for ever. The text may have keys in it, so the log
+// does not show it.
 void refuse(const std::string& text, const std::string& command,
             const local_services::answer_handler& answer) {
-    log(severity::warning, "unknown request: " + text.substr(0, 100));
+    log(severity::warning, command.empty() ? "a request of " + std::to_string(text.size()) +
+                                                 " bytes is not a JSON object with a command"
+                                           : "unknown request \"" + command.substr(0, 100) + "\"");
     const bool is_request = !command.empty() && !command.ends_with("-response");
     if (is_request) answer(answer_text(command, "unknown command"));
 }

@@ -15,6 +15,11 @@ namespace aplocal {
 
 namespace {
 
+// Far beyond what any radio sends with; the kernel's unit is a hundredth of this.
+constexpr int greatest_power_dbm = 100;
+
+bool is_power(int dbm) { return -greatest_power_dbm <= dbm && dbm <= greatest_power_dbm; }
+
 std::optional<int> read_number(const std::string& text) {
     int number = 0;
     const char* const end = text.data() + text.size();
@@ -95,7 +100,9 @@ std::optional<std::string> radio_settings::read(const parameters& wanted, reques
         }
         // Who wants hostapd to choose says so in hostapd's configuration.
         const bool hostapd_chooses = key == "auto-channel" && text != "false";
-        if (hostapd_chooses || (is_number && !(into.*row->number))) {
+        const bool wrong_number = is_number && !(into.*row->number);
+        const bool wrong_power = into.tx_power && !is_power(*into.tx_power);
+        if (hostapd_chooses || wrong_number || wrong_power) {
             return key + " cannot be \"" + text + "\"";
         }
     }

@@ -139,6 +139,9 @@ TEST_F(Settings, OfARadioCountAsAppliedWhenTheRadioShowsThem) {
          .params = R"({"tx-power":"10"})",
          .result = "busy",
          .before = [](Settings& s) { s.kernel.refusal = "busy"; }},
+        {.name = "a power beyond what the kernel's unit can hold",
+         .params = R"({"tx-power":"-2147483648"})",
+         .result = "tx-power cannot be \"-2147483648\""},
         {.name = "unknown parameter",
          .params = R"({"tx-power":"10","colour":"red"})",
          .result = "unknown parameter colour"},
@@ -213,6 +216,17 @@ TEST_F(Settings, OfTheStoreAreAnsweredAsConfigdDoes) {
     };
 
     for (const auto& row : rows) EXPECT_EQ(ask_configd(row.request), row.answer) << row.name;
+}
+
+TEST_F(Settings, OfUnknownCommandsDoNotShowTheirKeysInTheLog) {
+    testing::internal::CaptureStderr();
+
+    ask_configd(R"({"r0-kh-key":"secret","command":"dance"})");
+    ask_configd(R"({"r0-kh-key":"secret","command":)");
+
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "aplocald: unknown request \"dance\"\n"
+              "aplocald: a request of 32 bytes is not a JSON object with a command\n");
 }
 
 TEST(Store, RefusesAFileThatItCannotKeep) {
