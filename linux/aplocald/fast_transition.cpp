@@ -56,6 +56,12 @@ fast_transition::outcome fast_transition::failure(std::string words) {
     return {.radio = {}, .needed = effort::none, .error = std::move(words)};
 }
 
+fast_transition::outcome fast_transition::silence() {
+    outcome result = failure("hostapd does not reply to GET_CONFIG");
+    result.silent = true;
+    return result;
+}
+
 fast_transition::fast_transition(std::string folder, std::string pid_file)
     : folder_(std::move(folder)), pid_file_(std::move(pid_file)) {}
 
@@ -88,23 +94,24 @@ std::optional<std::string> fast_transition::hostapd_started() {
 std::optional<std::string> fast_transition::apply_all(
     const std::map<std::string, ft_parameters>& interfaces) {
     std::map<std::string, effort> radios;
+    std::vector<std::string> given;
     std::string error;
     for (const auto& [ifname, parameters] : interfaces) {
         const outcome result = apply_to(ifname, parameters);
-        if (!result.error.empty()) {
-            error = ifname + ": " + result.error;
-            break;
-        }
+        if (!result.error.empty() && error.empty()) error = ifname + ": " + result.error;
+        if (result.silent) break;
+        if (!result.error.empty()) continue;
+
+        given.push_back(ifname);
         effort& needed = radios[result.radio];
         needed = std::max(needed, result.needed);
     }
 
     auto failed = take_into_use(radios);
-    if (!error.empty()) return error;
-    if (failed) return failed;
-
-    for (const auto& [ifname, parameters] : interfaces) states_[ifname].reaches_others = true;
-    return std::nullopt;
+    if (!failed) {
+        for (const auto& ifname : given) states_[ifname].reaches_others = true;
+    }
+    return error.empty() ? failed : error;
 }
 
 fast_transition::outcome fast_transition::apply_to(const std::string& ifname,
@@ -112,7 +119,9 @@ fast_transition::outcome fast_transition::apply_to(const std::string& ifname,
     auto control = hostapd_control::open(folder_ + "/" + ifname);
     if (!control) return failure("hostapd has no such interface");
 
-    const std::string security = value_of(control->request("GET_CONFIG").text, "key_mgmt");
+    const auto config = control->request("GET_CONFIG");
+    if (config.what == reply_kind::silent) return silence();
+    const std::string security = value_of(config.text, "key_mgmt");
     const auto wished = with_fast_transition(security);
     if (!wished) return failure("its security has no fast transition");
 
@@ -196,6 +205,7 @@ std::optional<std::string> fast_transition::reset(const std::vector<std::string>
         wanted_.erase(ifname);
         const outcome result = reset_on(ifname);
         if (!result.error.empty() && error.empty()) error = ifname + ": " + result.error;
+        if (result.silent) break;
         if (result.needed != effort::none) radios[result.radio] = result.needed;
     }
 
@@ -208,7 +218,7 @@ fast_transition::outcome fast_transition::reset_on(const std::string& ifname) {
     if (!control) return {};
 
     const auto config = control->request("GET_CONFIG");
-    if (config.what == reply_kind::silent) return failure("hostapd does not reply to GET_CONFIG");
+    if (config.what == reply_kind::silent) return silence();
     const std::string security = value_of(config.text, "key_mgmt");
     if (!has_fast_transition(security)) return {};
 

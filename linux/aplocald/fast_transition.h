@@ -32,7 +32,7 @@ class fast_transition {
                              std::string pid_file = "/run/hostapd.pid");
 
     // By VAP name, "wlan1-vap0" or "wlan1". Null when hostapd has taken everything, otherwise what
-    // went wrong. VAPs before the one that failed keep what they were given.
+    // went wrong first. The other VAPs get theirs all the same, unless hostapd hangs.
     std::optional<std::string> apply(const std::map<std::string, ft_parameters>& vaps);
     // VAPs that hostapd does not have, or that have no fast transition, are left alone.
     std::optional<std::string> reset(const std::vector<std::string>& vaps);
@@ -53,9 +53,11 @@ class fast_transition {
         std::string radio;  // the first interface of the radio, which takes the orders for it
         effort needed = effort::none;
         std::string error;
+        bool silent = false;  // hostapd hangs, and every further VAP would wait for it too
     };
 
     static outcome failure(std::string words);
+    static outcome silence();
     std::optional<std::string> apply_all(const std::map<std::string, ft_parameters>& interfaces);
     outcome apply_to(const std::string& ifname, const ft_parameters& parameters);
     outcome reset_on(const std::string& ifname);

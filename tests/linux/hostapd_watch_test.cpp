@@ -136,7 +136,37 @@ TEST_F(GivenToHostapd, FastTransitionComesAndGoes) {
     parameters.remotes[0].r0_key = "secret";
     EXPECT_EQ(ft.apply({{"wlan2-vap0", parameters}}),
               "wlan2: hostapd replied \"FAIL\" to SET r0kh 02:00:00:00:02:00 ap-b");
-    EXPECT_EQ(ft.apply({{"wlan2-vap1", parameters}}), "wlan2-vap1: hostapd has no such interface");
+}
+
+// One VAP that the service knows from earlier must not cost the others their fast transition.
+TEST_F(GivenToHostapd, FastTransitionComesBesideAVapThatIsMissing) {
+    fast_transition ft;
+    const ft_parameters parameters{
+        .enabled = true, .r0_key_holder = "ap-a", .r1_key_holder = "02:00:00:00:01:00"};
+
+    EXPECT_EQ(ft.apply({{"wlan1-vap1", parameters}, {"wlan2-vap0", parameters}}),
+              "wlan1-vap1: hostapd has no such interface");
+
+    EXPECT_NE(control_client("/run/hostapd/wlan2").ask("GET_CONFIG").find("FT-PSK"),
+              std::string::npos);
+}
+
+TEST_F(GivenToHostapd, FastTransitionWaitsOnceForAHostapdThatHangs) {
+    fast_transition ft;
+    const ft_parameters parameters{
+        .enabled = true, .r0_key_holder = "ap-a", .r1_key_holder = "02:00:00:00:01:00"};
+    kill(SIGSTOP);
+
+    const auto begin = std::chrono::steady_clock::now();
+    const auto applied = ft.apply({{"wlan1-vap0", parameters}, {"wlan2-vap0", parameters}});
+    const auto between = std::chrono::steady_clock::now();
+    const auto reset = ft.reset({"wlan1-vap0", "wlan2-vap0"});
+    const auto end = std::chrono::steady_clock::now();
+
+    EXPECT_EQ(applied, "wlan1: hostapd does not reply to GET_CONFIG");
+    EXPECT_EQ(reset, "wlan1: hostapd does not reply to GET_CONFIG");
+    EXPECT_LT(between - begin, 3s * TIME_SCALE);
+    EXPECT_LT(end - between, 3s * TIME_SCALE);
 }
 
 }  // namespace
