@@ -338,7 +338,7 @@ bool kills_what_takes_long() {
     return seconds_of([] { return runproc_exec("sleep 60"); }) < 30;
 }
 
-void write_line(const char* format, ...) {
+[[gnu::format(printf, 1, 2)]] void write_line(const char* format, ...) {
     std::va_list args;
     va_start(args, format);
     vnorda_log_msg_timed_new(8, format, args);
