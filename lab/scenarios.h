@@ -22,4 +22,8 @@ int stay(transcript& story);
 // The radio driver without the daemon: what it reads, hears, and tells hostapd.
 int play_driver(transcript& story);
 
+// The daemon on a real access point: radios of the kernel, hostapd, a station. Plays in the virtual
+// machine of `tools/run air` only.
+int play_air(transcript& story);
+
 }  // namespace lab
