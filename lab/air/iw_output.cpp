@@ -1,6 +1,7 @@
 #include "lab/air/iw_output.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <sstream>
 
 namespace lab::air {
@@ -17,13 +18,16 @@ const char* after(const std::string& line, std::string_view head) {
 }
 
 // "36 (5180 MHz), width: 80 MHz, center1: 5210 MHz"
-channel_view read_channel(const char* text) {
+channel_view read_channel(const std::string& text) {
+    constexpr std::string_view centre_head = "center1: ";
     channel_view view;
     int primary = 0;
-    int centre = 0;
-    std::sscanf(text, "%d (%d MHz), width: %d MHz%*[^,], center1: %d", &view.channel, &primary,
-                &view.width, &centre);
-    view.place = place_of(primary, centre, view.width);
+    std::sscanf(text.c_str(), "%d (%d MHz), width: %d", &view.channel, &primary, &view.width);
+
+    const auto centre = text.find(centre_head);
+    if (centre == std::string::npos) return view;
+    view.place =
+        place_of(primary, std::atoi(text.c_str() + centre + centre_head.size()), view.width);
     return view;
 }
 
@@ -40,7 +44,7 @@ std::string place_of(int primary_mhz, int centre_mhz, int width) {
     return "none";
 }
 
-std::string text_of(const channel_view& view) {
+std::string description(const channel_view& view) {
     return std::to_string(view.channel) + ", " + std::to_string(view.width) + " MHz (" +
            view.place + ")";
 }

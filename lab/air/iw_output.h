@@ -17,7 +17,7 @@ struct channel_view {
 };
 
 // "36, 80 MHz (ll)"
-std::string text_of(const channel_view& view);
+std::string description(const channel_view& view);
 
 struct interface_view {
     std::string mac;
