@@ -47,11 +47,15 @@ void service_world::subscribe(const std::vector<std::string>& prefix) {
     cloud.received().clear();
 }
 
-std::string service_world::expect(const std::string& cmd, milliseconds timeout) {
+std::string expect_message(cloud_service& cloud, const std::string& cmd, milliseconds timeout) {
     auto text = cloud.received().take_matching(
         [&](const std::string& message) { return has_cmd(message, cmd); }, timeout);
     if (!text) throw std::runtime_error("the service did not receive \"" + cmd + "\"");
     return *std::move(text);
+}
+
+std::string service_world::expect(const std::string& cmd, milliseconds timeout) {
+    return expect_message(cloud, cmd, timeout);
 }
 
 bool service_world::stays_away(const std::string& cmd, milliseconds time) {

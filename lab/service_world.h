@@ -12,6 +12,11 @@
 
 namespace lab {
 
+// The next message that the service received with this "cmd"; drops those before it. Throws
+// std::runtime_error when none comes in time.
+std::string expect_message(cloud_service& cloud, const std::string& cmd,
+                           milliseconds timeout = patience);
+
 inline constexpr const char* rrm_domain = "building-7";
 inline constexpr const char* mac_list = "list-of-building-7";
 
@@ -29,8 +34,7 @@ class service_world {
     // Throws std::runtime_error when the daemon does not subscribe.
     void subscribe(const std::vector<std::string>& prefix = {});
 
-    // The next message of the daemon with this "cmd"; drops those before it. Throws
-    // std::runtime_error when none comes in time.
+    // As expect_message(), of this world's service.
     std::string expect(const std::string& cmd, milliseconds timeout = patience);
     // True when no message with this "cmd" comes within `time`.
     bool stays_away(const std::string& cmd, milliseconds time);

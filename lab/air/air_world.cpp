@@ -7,11 +7,16 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "lab/air/control.h"
+#include "lab/service_world.h"
+
 namespace lab::air {
 
 namespace {
 
 constexpr const char* hall_network = "hall";
+constexpr auto scan_limit = 5s;
+constexpr int scan_attempts = 4;
 constexpr const char* factory_program =
     "#!/bin/sh\n"
     "echo 'Board: AP-3000'\n"
@@ -24,7 +29,7 @@ void type(const std::string& line) { run_well({"sh", "-c", line}); }
 // The kernel reads the rules of a country in the background.
 void set_country(const std::string& country) {
     run_well({"iw", "reg", "set", country});
-    const bool known = wait_until([&] {
+    const bool known = await([&] {
         return run_well({"iw", "reg", "get"}).find("country " + country) != std::string::npos;
     });
     if (!known) throw std::runtime_error("the kernel does not know the rules of " + country);
@@ -97,24 +102,70 @@ air_world::air_world(transcript& story)
                      .control = "/run/hostapd",
                      .interfaces = {"wlan0", "wlan1", "wlan2"},
                      .file_prefix = "",
-                     .options = {"-g", "/run/hostapd/global.hostapd", "-P", "/run/hostapd.pid"}}),
+                     .pid_file = "/run/hostapd.pid",
+                     .options = {"-g", "/run/hostapd/global.hostapd"}}),
       hall(story, {.name = "hall",
                    .network = hall_network,
                    .control = "/run/hall",
                    .interfaces = {"wlan3", "wlan4", "wlan5"},
                    .file_prefix = "hall-",
+                   .pid_file = "/run/hall.pid",
                    .options = {}}),
-      laptop(story) {}
+      laptop(story),
+      story_(story) {}
 
 interface_view air_world::look_at(const std::string& ifname) {
     return read_interface(run_well({"iw", "dev", ifname, "info"}));
 }
 
 std::map<std::string, heard_view> air_world::hear(const std::string& ifname,
-                                                  const words& frequencies) {
+                                                  const words& frequencies, scan kind) {
     words command{"iw", "dev", ifname, "scan", "ap-force", "freq"};
     command.insert(command.end(), frequencies.begin(), frequencies.end());
-    return read_scan(run_well(command));
+    if (kind == scan::passive) command.emplace_back("passive");
+
+    // iw begins to listen after it has asked for the scan. When the scan ends before that, it waits
+    // for ever.
+    for (int attempt = 1; attempt < scan_attempts; ++attempt) {
+        if (const auto heard = run(command, scan_limit); heard.status == 0) {
+            return read_scan(heard.output);
+        }
+    }
+    return read_scan(run_well(command, scan_limit));
+}
+
+void air_world::set_hall_powers() {
+    constexpr struct {
+        const char* ifname;
+        const char* mbm;  // hundredths of a dBm
+    } powers[] = {{"wlan3", "1000"}, {"wlan4", "1600"}, {"wlan5", "400"}};
+    for (const auto& [ifname, mbm] : powers) {
+        run_well(in_namespace(hall_network, {"iw", "dev", ifname, "set", "txpower", "fixed", mbm}));
+    }
+}
+
+void air_world::start_local_daemons() {
+    std::filesystem::copy(LAB_DATA "/air/store.json", "/tmp/store.json");
+    local = std::make_unique<child_process>(
+        words{APLOCALD_BINARY, "-f", LAB_DATA "/air/aplocald.conf"}, "/tmp/aplocald.out");
+    story_.add("aplocald", "", "started, process " + std::to_string(local->pid()));
+}
+
+void air_world::start_daemon() {
+    const daemon::settings lines{
+        {"log_level", "15"},
+        {"ap_location", rrm_domain},
+        {"initial_connection_delay", "1"},
+        {"max_connection_delay", "1"},
+        {"skylark_service_url", loopback_url(cloud.port(), "/skylark")},
+    };
+    access_point::notify("hostapd_started");  // as the daemon's unit does when hostapd runs
+    agent = std::make_unique<daemon>(story_, lines,
+                                     words{"env", "LD_LIBRARY_PATH=" RADIO_LIBRARY_FOLDER});
+}
+
+std::string air_world::expect(const std::string& cmd, milliseconds timeout) {
+    return expect_message(cloud, cmd, timeout);
 }
 
 }  // namespace lab::air

@@ -27,8 +27,19 @@ class air_world {
 
     // What iw tells of an interface of the access point under test, and hears on its radio.
     static interface_view look_at(const std::string& ifname);
+    enum class scan { active, passive };
     static std::map<std::string, heard_view> hear(const std::string& ifname,
-                                                  const words& frequencies);
+                                                  const words& frequencies, scan kind);
+
+    // Gives the radios in the hall powers of their own, so that each is heard with another signal.
+    static void set_hall_powers();
+    // Starts aplocald, with a store of its own.
+    void start_local_daemons();
+    // Starts the daemon, with the radio library of this machine.
+    void start_daemon();
+    // The next message of the daemon with this "cmd"; drops those before it. Throws
+    // std::runtime_error when none comes in time.
+    std::string expect(const std::string& cmd, milliseconds timeout = patience);
 
     bus_broker broker;
     cloud_service cloud;
@@ -36,7 +47,11 @@ class air_world {
     hostapd office;
     hostapd hall;
     station laptop;
+    std::unique_ptr<child_process> local;  // aplocald
     std::unique_ptr<daemon> agent;
+
+  private:
+    transcript& story_;
 };
 
 // The address of the access point's VAP: the radios' addresses are 16 apart.

@@ -1,34 +1,39 @@
 #include "lab/air/hostapd.h"
 
 #include <algorithm>
-#include <sstream>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
+
+#include "lab/air/control.h"
 
 namespace lab::air {
 
-std::string value_of(const std::string& text, const std::string& name) {
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        if (line.starts_with(name + "=")) return line.substr(name.size() + 1);
-    }
-    return "";
-}
+namespace {
+
+constexpr auto start_limit = 30s;
+
+}  // namespace
 
 hostapd::hostapd(transcript& story, settings s) : story_(story), settings_(std::move(s)) {}
 
 void hostapd::start() {
-    words command{"hostapd", "-t"};
+    words command{"hostapd", "-B", "-t", "-f", log_path(), "-P", settings_.pid_file};
     command.insert(command.end(), settings_.options.begin(), settings_.options.end());
     for (const auto& name : settings_.interfaces) {
         command.push_back(LAB_DATA "/air/" + settings_.file_prefix + name + ".conf");
     }
 
-    process_ =
-        std::make_unique<child_process>(in_namespace(settings_.network, command), log_path());
-    if (!wait_until([this] { return all_enabled(); }, 30s)) {
+    run_well(in_namespace(settings_.network, command), start_limit);
+    if (!await([this] { return all_enabled(); }, start_limit)) {
         throw std::runtime_error(settings_.name + " did not start: " + log());
     }
     story_.add(settings_.name, "", "hostapd is up, process " + std::to_string(pid()));
+}
+
+pid_t hostapd::pid() const {
+    return static_cast<pid_t>(std::atol(read_file(settings_.pid_file).c_str()));
 }
 
 bool hostapd::all_enabled() const {
@@ -38,15 +43,17 @@ bool hostapd::all_enabled() const {
 }
 
 void hostapd::stop(int signal_number) {
-    process_->signal(signal_number);
-    process_->wait();
+    const pid_t process = pid();
+    if (process <= 0) throw std::runtime_error(settings_.name + ": hostapd does not run");
+
+    kill(process, signal_number);
+    await([process] { return kill(process, 0) != 0; });
+    std::filesystem::remove(settings_.pid_file);
     story_.add(settings_.name, "", "hostapd ended by signal " + std::to_string(signal_number));
 }
 
 std::string hostapd::ask(const std::string& ifname, const std::string& command) const {
-    return run(in_namespace(settings_.network,
-                            {"hostapd_cli", "-p", settings_.control, "-i", ifname, "raw", command}))
-        .output;
+    return ask_control(settings_.control + "/" + ifname, command);
 }
 
 std::string hostapd::status(const std::string& ifname, const std::string& name) const {

@@ -2,7 +2,6 @@
 // the scenario's thread.
 #pragma once
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,17 +19,18 @@ class hostapd {
         std::string control;                  // the folder of its control sockets
         std::vector<std::string> interfaces;  // those that have a configuration file
         std::string file_prefix;              // of these files
-        words options;                        // of the command
+        std::string pid_file;
+        words options;  // more of the command
     };
 
     hostapd(transcript& story, settings s);
 
     // Starts it and waits until every interface is up; throws std::runtime_error when they are not.
     void start();
-    // Ends it; with SIGKILL it leaves its sockets behind.
+    // Ends it, and removes its pid file as a service manager does. With SIGKILL it leaves its
+    // sockets behind.
     void stop(int signal_number);
-    bool running() { return process_ && process_->running(); }
-    pid_t pid() const { return process_->pid(); }
+    pid_t pid() const;
 
     // The reply to a command on an interface's control socket.
     std::string ask(const std::string& ifname, const std::string& command) const;
@@ -44,10 +44,6 @@ class hostapd {
 
     transcript& story_;
     const settings settings_;
-    std::unique_ptr<child_process> process_;
 };
-
-// The value of a line "NAME=value" among `lines`; empty when there is none.
-std::string value_of(const std::string& lines, const std::string& name);
 
 }  // namespace lab::air

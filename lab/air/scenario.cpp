@@ -1,23 +1,17 @@
-#include "lab/air/air_world.h"
-#include "lab/checklist.h"
+#include "lab/air/steps.h"
+#include "lab/rrm_report.h"
 #include "lab/scenarios.h"
+#include "lab/service_world.h"
 
 namespace lab {
 
+namespace air {
+
 namespace {
 
-using namespace air;
-
-// What the steps of the scenario share.
-struct session {
-    explicit session(transcript& t) : story(t), list(t), world(t) {}
-
-    transcript& story;
-    checklist list;
-    air_world world;
-};
-
 std::string first_line(const std::string& text) { return text.substr(0, text.find('\n')); }
+
+}  // namespace
 
 void show_house(session& s) {
     s.story.chapter("the house: two access points, a laptop");
@@ -26,17 +20,31 @@ void show_house(session& s) {
     s.story.add("laptop", "", first_line(run({"wpa_supplicant", "-v"}).output));
 
     s.world.hall.start();
+    s.world.set_hall_powers();
+    s.world.start_local_daemons();
     s.world.office.start();
     s.world.laptop.start();
     s.list.check("the laptop is connected to the office at 5 GHz",
                  s.world.laptop.is_connected_to(vap_mac(1, 0)));
 }
 
-}  // namespace
+void show_end(session& s) {
+    s.story.chapter("the end");
+    const auto ending = s.world.agent->stop();
+    s.list.check("the daemon ends within two seconds, with status 0",
+                 ending.status == 0 && ending.time < 2s);
+}
+
+}  // namespace air
 
 int play_air(transcript& story) {
+    using namespace air;
     session s(story);
-    for (const auto step : {show_house}) step(s);
+    for (const auto step : {show_house, show_subscription, show_active_scan, show_rrm_scan,
+                            show_neighbours, show_radio_change, show_fast_transition,
+                            show_hostile_air, show_rest, show_restart, show_radio_down, show_end}) {
+        step(s);
+    }
     return s.list.summary("air");
 }
 

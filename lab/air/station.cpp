@@ -3,7 +3,7 @@
 #include <csignal>
 #include <cstdio>
 
-#include "lab/air/hostapd.h"
+#include "lab/air/control.h"
 #include "lab/air/program.h"
 
 namespace lab::air {
@@ -11,6 +11,9 @@ namespace lab::air {
 namespace {
 
 constexpr const char* log_path = "/tmp/laptop.log";
+constexpr auto roam_limit = 4s;
+constexpr int roam_attempts = 3;
+const std::string frequencies = "5180,5200,5220,5240";  // of the networks that it knows
 constexpr const char* ping_path = "/tmp/ping.out";
 
 }  // namespace
@@ -20,14 +23,12 @@ void station::start() {
         in_namespace(network, {"wpa_supplicant", "-t", "-i", ifname, "-D", "nl80211", "-c",
                                LAB_DATA "/air/laptop.conf"}),
         log_path);
-    wait_until([this] { return status("wpa_state") == "COMPLETED"; });
+    await([this] { return status("wpa_state") == "COMPLETED"; });
     story_.add("laptop", "", "connected to " + status("bssid"));
 }
 
 std::string station::ask(const std::string& command) const {
-    return run(in_namespace(network,
-                            {"wpa_cli", "-p", "/run/laptop", "-i", ifname, "raw", command}))
-        .output;
+    return ask_control(std::string("/run/laptop/") + ifname, command);
 }
 
 std::string station::status(const std::string& name) const { return value_of(ask("STATUS"), name); }
@@ -38,12 +39,32 @@ bool station::is_connected_to(const std::string& bssid) const {
 }
 
 bool station::wait_log(const std::string& text, std::size_t since, milliseconds timeout) const {
-    return wait_until([&] { return log_since(since).find(text) != std::string::npos; }, timeout);
+    return await([&] { return log_since(since).find(text) != std::string::npos; }, timeout);
 }
 
+bool station::connect(const std::string& bssid) {
+    ask("DISCONNECT");
+    ask("SET_NETWORK 0 bssid " + bssid);
+    ask("RECONNECT");
+    const bool there = await([&] { return is_connected_to(bssid); });
+
+    ask("SET_NETWORK 0 bssid any");
+    story_.add("laptop", "", there ? "connected to " + bssid : "did not connect to " + bssid);
+    return there;
+}
+
+// A fast transition needs what the access point says of itself now. The first one may take more
+// time than the station has, because the access points only then get to know each other.
 bool station::roam(const std::string& bssid) {
-    ask("ROAM " + bssid);
-    const bool there = wait_until([&] { return is_connected_to(bssid); }, 5s);
+    bool there = false;
+    for (int attempt = 0; !there && attempt < roam_attempts; ++attempt) {
+        const auto before = log_size();
+        ask("SCAN freq=" + frequencies);
+        wait_log("CTRL-EVENT-SCAN-RESULTS", before);
+        ask("ROAM " + bssid);
+        there = await([&] { return is_connected_to(bssid); }, roam_limit);
+    }
+
     story_.add("laptop", "", there ? "roamed to " + bssid : "did not roam to " + bssid);
     return there;
 }

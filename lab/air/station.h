@@ -29,6 +29,8 @@ class station {
     bool wait_log(const std::string& text, std::size_t since,
                   milliseconds timeout = patience) const;
 
+    // Leaves its network and connects to this access point anew; false when it does not in time.
+    bool connect(const std::string& bssid);
     // Roams to an access point of its network; false when it is not connected there in time.
     bool roam(const std::string& bssid);
 
