@@ -46,8 +46,10 @@ expect_wrong install build nosuch
 expect_wrong patched-library nosuch
 expect_wrong prove-package nosuch
 expect_wrong run nosuch
+expect_wrong run air nosuch
 expect_wrong run rrm nosuch
 expect_wrong test nosuch
+expect_wrong test air nosuch
 expect_wrong test asan --nosuch
 expect_wrong test --library nosuch
 exit $failures
