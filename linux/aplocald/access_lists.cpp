@@ -12,6 +12,10 @@ namespace aplocal {
 
 namespace {
 
+// hostapd's reply has up to 4096 bytes, and ends before the first line that does not fit.
+constexpr std::string_view longest_line = "02:00:00:00:00:00 VLAN_ID=4094\n";
+constexpr std::size_t shortest_cut_reply = 4096 - longest_line.size() - 1;
+
 std::vector<std::string> difference(const std::set<std::string>& from,
                                     const std::set<std::string>& without) {
     std::vector<std::string> rest;
@@ -48,8 +52,11 @@ std::optional<std::string> access_lists::deny(const std::string& ifname,
         return ifname + ": hostapd does not reply";
     }
 
-    const auto present = read_access_list(shown.text);
+    // What is not shown cannot be compared, so such a list is made anew.
+    const bool whole = shown.text.size() < shortest_cut_reply;
+    const auto present = whole ? read_access_list(shown.text) : std::set<std::string>();
     std::vector<std::string> commands;
+    if (!whole) commands.emplace_back("CLEAR");
     for (const auto& mac : difference(present, wanted)) commands.push_back("DEL_MAC " + mac);
     for (const auto& mac : difference(wanted, present)) commands.push_back("ADD_MAC " + mac);
     for (const auto& command : commands) {

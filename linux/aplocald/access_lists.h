@@ -18,8 +18,8 @@ class access_lists {
     explicit access_lists(std::string folder = "/run/hostapd");
 
     // Makes the deny list of an interface these MAC addresses, in any notation; sends hostapd only
-    // the differences. Null when hostapd has taken them, otherwise what went wrong. An address that
-    // is none changes nothing.
+    // the differences, or the whole list when hostapd shows a part of its own. Null when hostapd
+    // has taken them, otherwise what went wrong. A text that is not a MAC address changes nothing.
     std::optional<std::string> deny(const std::string& ifname, const std::set<std::string>& macs);
 
   private:

@@ -118,6 +118,26 @@ TEST_F(GivenToHostapd, DenyListsDifferByNothingFromWhatWasAsked) {
     EXPECT_EQ(read_access_list(wlan1.ask("DENY_ACL SHOW")), expected);
 }
 
+// hostapd shows no more than 4 KiB of a list.
+TEST_F(GivenToHostapd, DenyListsMayBeLongerThanHostapdShows) {
+    access_lists lists;
+    const control_client wlan1("/run/hostapd/wlan1");
+    const auto numbered = [](int first, int end) {
+        std::set<std::string> macs;
+        for (int i = first; i < end; ++i) {
+            macs.insert("02:00:00:00:0" + std::to_string(i / 50) + ":" +
+                        std::to_string(10 + i % 50));
+        }
+        return macs;
+    };
+
+    EXPECT_EQ(lists.deny("wlan1", numbered(0, 400)), std::nullopt);
+    EXPECT_EQ(lists.deny("wlan1", numbered(10, 410)), std::nullopt);
+    EXPECT_EQ(lists.deny("wlan1", numbered(400, 405)), std::nullopt);
+
+    EXPECT_EQ(read_access_list(wlan1.ask("DENY_ACL SHOW")), numbered(400, 405));
+}
+
 TEST_F(GivenToHostapd, FastTransitionComesAndGoes) {
     fast_transition ft;
     const control_client wlan1("/run/hostapd/wlan1");
