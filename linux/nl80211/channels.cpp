@@ -9,6 +9,7 @@ namespace {
 
 constexpr int channel_step_mhz = 5;
 constexpr int channels_per_20_mhz = 4;
+constexpr int largest_number = 255;  // elements have one byte for it
 
 // The numbers of the first and the last 20 MHz channel, and where channel 0 would be. Channel 14 of
 // 2.4 GHz and channel 2 of 6 GHz have frequencies of their own.
@@ -56,6 +57,7 @@ std::optional<channel_number> channel_of(int mhz) {
 }
 
 int frequency_of(channel_number channel) {
+    if (channel.number < 0 || channel.number > largest_number) return 0;
     for (const auto& row : exceptions) {
         if (row.channel == channel) return row.mhz;
     }

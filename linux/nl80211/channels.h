@@ -23,7 +23,8 @@ struct channel_number {
 // Null for a frequency outside the three bands.
 std::optional<channel_number> channel_of(int mhz);
 
-// In MHz; also for the number of a wide channel's centre.
+// In MHz; also for the number of a wide channel's centre. 0 for a number that is not between 0 and
+// 255.
 int frequency_of(channel_number channel);
 
 // A wide channel, as the 20 MHz channels that it covers: `width_mhz` / 20 of them around the

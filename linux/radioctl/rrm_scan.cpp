@@ -42,9 +42,10 @@ bool is_refusal(int result) { return result != 0 && result != -EBUSY; }
 std::unique_ptr<rrm_scan> rrm_scan::start(const target& of, int& error) {
     auto kernel = nl80211::connection::open();
     auto events = nl80211::events::open({NL80211_MULTICAST_GROUP_SCAN});
-    const int stop = eventfd(0, EFD_CLOEXEC);
     error = -EIO;
-    if (!kernel || !events || stop < 0) return nullptr;
+    if (!kernel || !events) return nullptr;
+    const int stop = eventfd(0, EFD_CLOEXEC);
+    if (stop < 0) return nullptr;
 
     std::unique_ptr<rrm_scan> scan(new rrm_scan(of, std::move(kernel), std::move(events), stop));
     error = scan->trigger();

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <filesystem>
+#include <limits>
 
 #include "driver/radio_records.h"
 #include "radioctl/heard.h"
+#include "radioctl/rrm_scan.h"
 
 namespace radioctl {
 namespace {
@@ -49,6 +52,25 @@ TEST(NeighboursInAList, AreThoseThatTheScanHeard) {
 
     EXPECT_EQ(numbers_of(heard), (std::vector{3, 1})) << "strongest first";
     EXPECT_EQ(heard.at(1).rssi_sum, -70) << "the newest of two entries counts";
+}
+
+TEST(RrmScan, ThatCannotStartLeavesNoDescriptorOpen) {
+    const auto open_files = [] {
+        const std::filesystem::directory_iterator all("/proc/self/fd");
+        return std::distance(begin(all), end(all));
+    };
+    const auto before = open_files();
+    int error = 0;
+
+    const auto scan = rrm_scan::start({}, error);
+
+    EXPECT_EQ(scan, nullptr);
+    EXPECT_LT(error, 0);
+    EXPECT_EQ(open_files(), before);
+}
+
+TEST(RrmScan, OfAChannelNumberThatIsTooLargeHasNoFrequency) {
+    EXPECT_EQ(nl80211::frequency_of({nl80211::band::ghz_5, std::numeric_limits<int>::max()}), 0);
 }
 
 TEST(NeighboursInAList, OwnAreTheInterfacesOfOurRadios) {
