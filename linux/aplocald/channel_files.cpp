@@ -32,11 +32,15 @@ void channel_files::write(const std::string& radio) {
         return;
     }
 
+    // The kernel could not tell them this time; the radio has not lost all its channels.
+    const auto frequencies = kernel_.frequencies(radio);
+    if (frequencies.empty()) return;
+
     // A radio on no channel has the band of its number.
     const int by_channel = channel_of_frequency(info->on.primary_mhz).band;
     const int by_number = rfcd::band_of_radio(rfcd::ifname_to_radio_id(radio)).number;
-    const std::string text = usable_channels(kernel_.frequencies(radio),
-                                             by_channel != 0 ? by_channel : by_number, radar_);
+    const std::string text =
+        usable_channels(frequencies, by_channel != 0 ? by_channel : by_number, radar_);
     if (written_.contains(radio) && written_[radio] == text) return;
 
     const auto problem = replace_file(file_of(radio), text, 0644, durability::until_restart);

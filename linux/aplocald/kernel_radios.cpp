@@ -24,7 +24,8 @@ class kernel_radios : public radios {
     std::vector<nl80211::frequency> frequencies(const std::string& ifname) override {
         const auto info = state(ifname);
         std::vector<nl80211::frequency> list;
-        if (info) nl80211::read_frequencies(*kernel_, info->wiphy, list);
+        const bool whole = info && nl80211::read_frequencies(*kernel_, info->wiphy, list) == 0;
+        if (!whole) list.clear();
         return list;
     }
 

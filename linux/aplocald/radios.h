@@ -19,7 +19,8 @@ class radios {
 
     // Null when there is no such interface.
     virtual std::optional<nl80211::interface_info> state(const std::string& ifname) = 0;
-    // All frequencies of the interface's radio; empty when there is no such interface.
+    // All frequencies of the interface's radio; empty when there is no such interface, or when the
+    // kernel did not list all of them.
     virtual std::vector<nl80211::frequency> frequencies(const std::string& ifname) = 0;
     // Two letters; empty for the world-wide rules, which belong to no country.
     virtual std::string country(const std::string& ifname) = 0;

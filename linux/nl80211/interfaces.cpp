@@ -10,6 +10,7 @@ namespace nl80211 {
 namespace {
 
 constexpr int mbm_per_dbm = 100;
+constexpr int list_attempts = 3;
 
 constexpr struct {
     std::uint32_t code;
@@ -77,9 +78,15 @@ int read_interface(connection& kernel, const std::string& name, interface_info& 
 
 int list_interfaces(connection& kernel, std::vector<interface_info>& list) {
     const request question(NL80211_CMD_GET_INTERFACE, request::kind::dump);
-    list.clear();
-    return kernel.ask(question,
-                      [&](const attributes& all) { list.push_back(read_attributes(all)); });
+
+    // hostapd adds and removes interfaces while it starts.
+    int result = -EINTR;
+    for (int attempt = 0; result == -EINTR && attempt < list_attempts; ++attempt) {
+        list.clear();
+        result = kernel.ask(question,
+                            [&](const attributes& all) { list.push_back(read_attributes(all)); });
+    }
+    return result;
 }
 
 int set_tx_power(connection& kernel, const std::string& name, int dbm) {

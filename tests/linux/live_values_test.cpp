@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <filesystem>
+
+#include "aplocald/channel_files.h"
+#include "harness/child_process.h"
 #include "linux/fake_access_point.h"
 
 namespace {
@@ -174,6 +178,22 @@ TEST_F(LiveValues, OfAHostapdThatHangsAreItsLastOnesAndCostOneWait) {
     hostapd.mood = kind::answer;
     fake_clock::advance(10);
     EXPECT_EQ(vap("wlan1-vap1", "vap/ssid"), "guests");
+}
+
+TEST(ChannelFiles, StayWhenTheKernelCannotTell) {
+    const std::string file = "/var/run/hostapd-channels-wlan1";
+    fakes::fake_radios kernel;
+    channel_files files(kernel, radar_channels::left_out);
+    files.write();
+    ASSERT_EQ(lab::read_file(file), "36 44\n");
+
+    kernel.list.clear();
+    files.write();
+    EXPECT_EQ(lab::read_file(file), "36 44\n");
+
+    kernel.interfaces.clear();
+    files.write();
+    EXPECT_FALSE(std::filesystem::exists(file)) << "the radio has gone";
 }
 
 }  // namespace
