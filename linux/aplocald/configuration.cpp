@@ -1,6 +1,7 @@
 #include "aplocald/configuration.h"
 
 #include <grp.h>
+#include <sys/un.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -16,6 +17,13 @@ template <std::string configuration::*Path>
 void set_path(configuration& config, const std::string& value) {
     if (!value.starts_with('/')) throw std::runtime_error("needs a path that begins with \"/\"");
     config.*Path = value;
+}
+
+template <std::string configuration::*Path>
+void set_socket(configuration& config, const std::string& value) {
+    set_path<Path>(config, value);
+    constexpr std::size_t room = sizeof(sockaddr_un::sun_path);
+    if (value.size() >= room) throw std::runtime_error("is too long for the path of a socket");
 }
 
 template <bool configuration::*Switch>
@@ -37,9 +45,9 @@ constexpr struct {
     setter set;
 } settings[] = {
     {.key = "store", .set = set_path<&configuration::store>},
-    {.key = "hostapd_control", .set = set_path<&configuration::hostapd_control>},
+    {.key = "hostapd_control", .set = set_socket<&configuration::hostapd_control>},
     {.key = "hostapd_folder", .set = set_path<&configuration::hostapd_folder>},
-    {.key = "client_control", .set = set_path<&configuration::client_control>},
+    {.key = "client_control", .set = set_socket<&configuration::client_control>},
     {.key = "client_group", .set = set_group},
     {.key = "mac_lists", .set = set_path<&configuration::mac_lists>},
     {.key = "deny_list", .set = set_deny_list},

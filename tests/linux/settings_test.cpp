@@ -255,6 +255,7 @@ TEST(Store, RefusesAFileThatItCannotKeep) {
 }
 
 TEST(LocalConfiguration, NamesTheWrongLine) {
+    const std::string long_socket = "client_control=/" + std::string(107, 'x');
     const struct {
         const char* name;
         const char* text;
@@ -266,6 +267,9 @@ TEST(LocalConfiguration, NamesTheWrongLine) {
         {.name = "a blank",
          .text = "store =/a",
          .problem = "line 1: there is no setting \"store \""},
+        {.name = "a socket that would end the process when hostapd starts",
+         .text = long_socket.c_str(),
+         .problem = "line 1: client_control is too long for the path of a socket"},
         {.name = "switch",
          .text = "radar_channels=1",
          .problem = "line 1: radar_channels needs \"yes\" or \"no\""},
