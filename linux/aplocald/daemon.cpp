@@ -16,7 +16,7 @@ constexpr const char* instance_file = "/run/aplocald.pid";
 constexpr std::uint8_t configd_module = 1;
 constexpr std::uint8_t networkd_module = 6;
 constexpr std::uint8_t scan_listener_module = 34;
-constexpr int modules = 3;
+constexpr std::size_t modules = 3;
 
 // hostapd replies within milliseconds. The loop waits no longer, so that a stop of aplocald does
 // not wait for a hostapd that hangs.
@@ -52,7 +52,7 @@ daemon::daemon(event_loop& loop, const configuration& config, std::function<void
           [this](std::uint8_t from, const std::string& text) {
               services_.ask_configd(text, [=, this](const auto& t) { configd_.send(from, t); });
           },
-          [this] { note_joined(); }),
+          [this] { note_joined(configd_module); }),
       networkd_(
           loop, networkd_module,
           [this](std::uint8_t from, const std::string& text) {
@@ -60,10 +60,10 @@ daemon::daemon(event_loop& loop, const configuration& config, std::function<void
               services_.ask_networkd(text, [=, this](const auto& t) { networkd_.send(from, t); });
               view_.forget();
           },
-          [this] { note_joined(); }),
+          [this] { note_joined(networkd_module); }),
       scan_listener_(
           loop, scan_listener_module, [](std::uint8_t, const std::string&) {},
-          [this] { note_joined(); }) {
+          [this] { note_joined(scan_listener_module); }) {
     channels_.write();
     watch_regulatory_domain();
 }
@@ -162,8 +162,10 @@ void daemon::watch_regulatory_domain() {
     });
 }
 
-void daemon::note_joined() {
-    if (++joined_ == modules) when_ready_();
+// A module that has lost the bus joins again, which does not count.
+void daemon::note_joined(std::uint8_t module) {
+    const bool is_new = joined_.insert(module).second;
+    if (is_new && joined_.size() == modules) when_ready_();
 }
 
 }  // namespace aplocal

@@ -8,9 +8,11 @@
 //   hostapd_watch   --> control_proxy, channel_files, the daemon's notify files
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "aplocald/bus_module.h"
@@ -53,7 +55,7 @@ class daemon {
     void hostapd_stopped();
     void hostapd_changed();
     void watch_regulatory_domain();
-    void note_joined();
+    void note_joined(std::uint8_t module);
 
     event_loop& loop_;
     const configuration config_;
@@ -71,7 +73,7 @@ class daemon {
     local_services services_;
     std::unique_ptr<control_proxy> proxy_;  // while hostapd runs
     hostapd_watch watch_;
-    int joined_ = 0;  // modules, once each
+    std::set<std::uint8_t> joined_;  // modules that have been on the bus
     bus_module configd_;
     bus_module networkd_;
     bus_module scan_listener_;
