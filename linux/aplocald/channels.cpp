@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "nl80211/channels.h"
+
 namespace aplocal {
 
 namespace {
@@ -21,8 +23,6 @@ constexpr struct channel_run {
     {.band = 5, .first = 149, .last = 177},
     {.band = 6, .first = 1, .last = 233},
 };
-
-constexpr int start_of_band(int band) { return band == 2 ? 2407 : band == 5 ? 5000 : 5950; }
 
 const channel_run* run_of(numbered_channel channel) {
     for (const auto& run : channel_runs) {
@@ -65,7 +65,7 @@ planned_channel plan_fixed_channel(numbered_channel primary, int width, sideband
         return refusal(name_of(primary) + " is in no channel of " + std::to_string(width) + " MHz");
     }
 
-    const int centre = start_of_band(primary.band) + 5 * first + (width - 20) / 2;
+    const int centre = mhz - 5 * (primary.number - first) + (width - 20) / 2;
     const bool wrong_half =
         (place == sideband::lower && centre < mhz) || (place == sideband::upper && centre > mhz);
     if (width == 40 && wrong_half) return refusal(name_of(primary) + " is the other half");
@@ -81,20 +81,21 @@ int secondary_offset(const nl80211::channel& channel) {
 }  // namespace
 
 numbered_channel channel_of_frequency(int mhz) {
-    if (mhz == 2484) return {.band = 2, .number = 14};
-    if (mhz >= 2412 && mhz <= 2472) return {.band = 2, .number = (mhz - 2407) / 5};
-    if (mhz >= 5160 && mhz <= 5885) return {.band = 5, .number = (mhz - 5000) / 5};
-    if (mhz >= 5955 && mhz <= 7115) return {.band = 6, .number = (mhz - 5950) / 5};
-    return {};
+    const auto found = nl80211::channel_of(mhz);
+    if (!found) return {};
+    return {.band = number_of(found->in), .number = found->number};
 }
 
 std::optional<int> frequency_of_channel(numbered_channel channel) {
-    if (channel.number < 1 || channel.number > 255) return std::nullopt;
-    const bool last_of_2 = channel.band == 2 && channel.number == 14;
-    const int mhz = last_of_2 ? 2484 : start_of_band(channel.band) + 5 * channel.number;
-    const auto back = channel_of_frequency(mhz);
-    const bool same = back.band == channel.band && back.number == channel.number;
-    return same ? std::optional(mhz) : std::nullopt;
+    using nl80211::band;
+    for (const band in : {band::ghz_2, band::ghz_5, band::ghz_6}) {
+        if (number_of(in) != channel.band) continue;
+
+        const nl80211::channel_number wanted{in, channel.number};
+        const int mhz = frequency_of(wanted);
+        if (nl80211::channel_of(mhz) == wanted) return mhz;
+    }
+    return std::nullopt;
 }
 
 planned_channel plan_channel(numbered_channel primary, int width_mhz, sideband place) {
