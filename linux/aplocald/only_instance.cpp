@@ -27,9 +27,10 @@ only_instance::~only_instance() {
     close(descriptor_);
 }
 
-// False when the file that was locked is not there any more.
+// False when the file that was locked is not there any more. Whoever can open the file can lock it,
+// so only root may.
 bool only_instance::lock() {
-    descriptor_ = open(file_.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
+    descriptor_ = open(file_.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (descriptor_ < 0) throw std::runtime_error(file_ + ": " + std::strerror(errno));
     if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
         const bool taken = errno == EWOULDBLOCK;

@@ -102,6 +102,10 @@ TEST_F(Aplocald, FollowsHostapdAndTheBus) {
     const std::string vap = "/interface/wlan1-vap0/";
     const auto process = start();
     EXPECT_EQ(get(vap + "common/enabled"), "false");
+    EXPECT_EQ(std::filesystem::status("/run/aplocald.pid").permissions() &
+                  std::filesystem::perms::others_read,
+              std::filesystem::perms::none)
+        << "anybody could lock the file, and aplocald would not start after a crash";
 
     start_hostapd();
     EXPECT_TRUE(wait_until([] { return std::filesystem::exists(notify_file); }));
