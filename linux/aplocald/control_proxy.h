@@ -3,10 +3,10 @@
 // because hostapd does not know it: "IFNAME=x REMOVE_ALL_NEIGHBOR" (neighbour_lists.h).
 //
 // Each client gets a connection of its own to hostapd, so hostapd tells clients apart as it would
-// without the proxy: replies and events go to whom they belong. Nothing here waits. When hostapd
-// does not read, the proxy stops reading its own socket, so that clients wait as they would for
-// hostapd. When a client has left 200 KiB unread, all clients are dropped and the socket is made
-// anew; with hostapd alone, hostapd would stand still then.
+// without the proxy: each reply and event reaches the client that it is for. The proxy never
+// blocks. When hostapd does not read, the proxy stops reading its own socket, so that clients wait
+// as they would for hostapd. When a client has left 200 KiB unread, all clients are dropped and the
+// socket is made anew; with hostapd alone, hostapd would stand still then.
 //
 // Lives on the thread of the loop. Create it when hostapd has started and destroy it when hostapd
 // has gone, so that clients find nobody at the socket, as they would without the proxy.
@@ -32,7 +32,7 @@ class control_proxy {
         std::string path = "/var/run/hostapd/global";         // the clients' side
         std::string hostapd = "/run/hostapd/global.hostapd";  // what hostapd is given with -g
         std::optional<gid_t> group;                           // may use the socket; or only root
-        // A client is dropped when it was quiet for so long, unless it is attached and alive.
+        // Drops a client that was quiet for this long, unless it is attached and still there.
         std::chrono::milliseconds idle_limit = std::chrono::seconds(10);
         // How long a reply of hostapd may take while a list is emptied.
         std::chrono::milliseconds reply_limit = std::chrono::seconds(5);

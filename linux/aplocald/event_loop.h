@@ -34,7 +34,8 @@ class event_loop {
     timer after(std::chrono::milliseconds delay, callback when_due);
     void cancel(timer t);
 
-    // Runs until stop(), also when that was called before. An exception of a callback leaves it.
+    // Runs until stop(); returns at once when stop() was called before. Exceptions of callbacks
+    // pass through.
     void run();
     // From any thread and from signal handlers.
     void stop();

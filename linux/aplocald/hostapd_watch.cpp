@@ -170,8 +170,8 @@ void hostapd_watch::process_ended() {
     if (callbacks_.stopped) callbacks_.stopped();
 }
 
-// Stops at the first request that hostapd does not reply to. Each would take its time, and ping()
-// tells when it is worth to try again.
+// Stops at the first request that hostapd does not reply to. Each further request would time out
+// too; ping() finds out when hostapd is back.
 void hostapd_watch::find_interfaces() {
     for (const auto& ifname : interface_sockets(settings_.folder)) {
         if (hangs_) return;

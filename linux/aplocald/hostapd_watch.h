@@ -1,9 +1,10 @@
-// Notices hostapd come, go and change by itself.
+// Notices when hostapd starts, ends, or changes by itself.
 //
-// hostapd has come when its pid file names a living process: it writes the file when its control
-// sockets are there. It has gone when that process has ended, however it ended. The folders of the
-// pid file and of the sockets are watched, and so is the process, so nothing is polled. Only a PING
-// each `ping_pause` finds a hostapd that hangs, which is said once, and its coming back.
+// hostapd counts as started when its pid file names a living process: hostapd writes the file when
+// its control sockets are there. It counts as ended when that process has ended, for any reason.
+// The kernel reports changes in the folders of the pid file and of the sockets, and the end of the
+// process, so nothing is polled. One PING every `ping_pause` finds out whether hostapd hangs. The
+// watch reports once that it hangs, and once that it is back.
 //
 // A hostapd that was killed leaves its pid file, which the daemon takes for a running hostapd, so
 // the watch removes a file that names a process that is gone.
@@ -31,11 +32,11 @@ class hostapd_watch {
         std::chrono::milliseconds ping_pause = std::chrono::seconds(10);
         std::chrono::milliseconds ping_limit = std::chrono::seconds(1);
     };
-    // None may destroy the watch.
+    // No callback may destroy the watch.
     struct callbacks {
         std::function<void()> started;
         std::function<void()> stopped;
-        // Interfaces or channels are others than before, and aplocald has not asked for it.
+        // Interfaces or channels have changed, and aplocald did not ask for it.
         std::function<void()> changed;
         // A line for the log: that hostapd hangs, and that it is back.
         std::function<void(const std::string& line)> said;

@@ -6,7 +6,7 @@ namespace aplocal {
 
 namespace {
 
-// Settings that the store need not have.
+// What a setting is when the store has no value for it.
 constexpr struct {
     std::string_view end;  // of the path
     const char* value;
@@ -41,8 +41,8 @@ std::string answer_text(const std::string& command, const std::optional<std::str
     return json_text(answer.get());
 }
 
-// An answer gets no answer, which could go on for ever. The text may have keys in it, so the log
-// does not show it.
+// Sends no answer to an answer, or two daemons would never stop. The log does not show the text,
+// which may contain keys.
 void refuse(const std::string& text, const std::string& command,
             const local_services::answer_handler& answer) {
     log(severity::warning, command.empty() ? "a request of " + std::to_string(text.size()) +

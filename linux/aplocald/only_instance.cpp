@@ -17,7 +17,7 @@ only_instance::only_instance(std::string file) : file_(std::move(file)) {
 
     const std::string number = std::to_string(getpid()) + "\n";
     if (ftruncate(descriptor_, 0) == 0) {
-        // For people; nobody reads it here.
+        // For people; no program reads it.
         [[maybe_unused]] const auto count = write(descriptor_, number.data(), number.size());
     }
 }

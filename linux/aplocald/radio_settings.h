@@ -55,7 +55,7 @@ class radio_settings {
     bool is_switching() const { return switching_; }
 
   private:
-    // What is asked of a radio; what is null stays as it is.
+    // What a radio shall have. A member that is null stays as it is.
     struct request {
         std::string radio;
         std::optional<std::string> auto_channel;

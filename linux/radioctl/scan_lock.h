@@ -1,5 +1,5 @@
 // The lock of a radio against scans of other processes: a file that is locked while the object
-// lives. The kernel gives it back when the process ends, however it ends.
+// lives. The kernel releases it when the process ends, for any reason.
 #pragma once
 
 #include <memory>
