@@ -1,7 +1,7 @@
 // An RRM scan: listens to one channel again and again for a few seconds, so that each access point
 // gives several samples. The caller of the library does not come back in the meantime, so the scan
-// has a thread of its own, from its start to its end. The radio's state owns the object; to destroy
-// it ends the scan, within milliseconds.
+// has a thread of its own, from its start to its end. The radio's state owns the object;
+// destroying it ends the scan within milliseconds.
 #pragma once
 
 #include <cstdint>
