@@ -27,6 +27,9 @@ class Aplocald : public testing::Test {
         for (const char* file : {configuration_file, store_file, notify_file}) {
             std::filesystem::remove(file);
         }
+        for (const char* what : {"_hostapd_started", "_config_updated"}) {
+            std::filesystem::remove(std::string(notify_file) + what);
+        }
     }
 
     static std::unique_ptr<child_process> run(const std::string& output = output_file) {
