@@ -1,7 +1,9 @@
 #include "aplocald/daemon.h"
 
 #include <stdexcept>
+#include <utility>
 
+#include "aplocald/interfaces_up.h"
 #include "aplocald/json.h"
 #include "aplocald/log.h"
 #include "aplocald/notify_files.h"
@@ -138,6 +140,7 @@ void daemon::hostapd_started() {
         log(severity::error, "fast transition after the start of hostapd: " + *problem);
     }
     restore_deny_list();
+    up_ = interfaces_up(watch_.interfaces());
     tell_daemon("hostapd_started");
 }
 
@@ -146,11 +149,15 @@ void daemon::hostapd_stopped() {
     view_.forget();
 }
 
+// The daemon looks which radios and VAPs are up only when it is told that hostapd has started.
 void daemon::hostapd_changed() {
     view_.forget();
     channels_.write();
     restore_deny_list();
-    tell_daemon("config_updated");
+
+    auto up = interfaces_up(watch_.interfaces());
+    tell_daemon(up == up_ ? "config_updated" : "hostapd_started");
+    up_ = std::move(up);
 }
 
 void daemon::watch_regulatory_domain() {

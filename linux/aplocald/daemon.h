@@ -73,6 +73,7 @@ class daemon {
     local_services services_;
     std::unique_ptr<control_proxy> proxy_;  // while hostapd runs
     hostapd_watch watch_;
+    std::set<std::string> up_;       // interfaces of hostapd, when the daemon was last told
     std::set<std::uint8_t> joined_;  // modules that have been on the bus
     bus_module configd_;
     bus_module networkd_;

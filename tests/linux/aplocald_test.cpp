@@ -4,6 +4,7 @@
 #include <csignal>
 #include <filesystem>
 
+#include "lab/access_point.h"
 #include "lab/bus_peer.h"
 #include "lab/daemon.h"
 #include "lab/json.h"
@@ -125,6 +126,39 @@ TEST_F(Aplocald, FollowsHostapdAndTheBus) {
     stop_hostapd();
     EXPECT_TRUE(wait_until([&] { return get(vap + "common/enabled") == "false"; }));
     EXPECT_TRUE(wait_until([] { return !std::filesystem::exists("/run/hostapd/global"); }));
+}
+
+// Told that the configuration has changed, the daemon would not look which radios are up.
+TEST_F(Aplocald, TellsOfARadioThatGoesDownAsOfAStart) {
+    const struct {
+        const char* name;
+        const char* command;  // for hostapd
+        bool up;              // wlan1, when hostapd has obeyed
+        std::string told;
+    } rows[] = {
+        {.name = "GoesDown", .command = "DISABLE", .up = false, .told = "hostapd_started"},
+        {.name = "StaysDown", .command = "ENABLE", .up = false, .told = "config_updated"},
+    };
+    const auto process = start();
+    access_point::set_device("wlan1", true);
+    start_hostapd();
+    ASSERT_TRUE(wait_until([] { return std::filesystem::exists(notify_file); }));
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        std::filesystem::remove(std::string(notify_file) + "_config_updated");
+        std::filesystem::remove(std::string(notify_file) + "_hostapd_started");
+        access_point::set_device("wlan1", row.up);
+
+        child_process(
+            {"/usr/sbin/wpa_cli", "-g", "/run/hostapd/global", "raw", "IFNAME=wlan1", row.command},
+            "/tmp/wpa_cli.out")
+            .wait();
+
+        EXPECT_TRUE(
+            wait_until([&] { return std::filesystem::exists(notify_file + ("_" + row.told)); }));
+    }
+    access_point::remove_device("wlan1");
 }
 
 TEST_F(Aplocald, AnswersAndEndsWhileHostapdHangs) {
