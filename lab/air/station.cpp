@@ -12,6 +12,7 @@ namespace {
 
 constexpr const char* log_path = "/tmp/laptop.log";
 constexpr auto roam_limit = 4s;
+constexpr auto scan_limit = 4s;
 constexpr int roam_attempts = 3;
 const std::string frequencies = "5180,5200,5220,5240";  // of the networks that it knows
 constexpr const char* ping_path = "/tmp/ping.out";
@@ -58,9 +59,9 @@ bool station::connect(const std::string& bssid) {
 bool station::roam(const std::string& bssid) {
     bool there = false;
     for (int attempt = 0; !there && attempt < roam_attempts; ++attempt) {
-        const auto before = log_size();
+        ask("BSS_FLUSH 0");
         ask("SCAN freq=" + frequencies);
-        wait_log("CTRL-EVENT-SCAN-RESULTS", before);
+        await([&] { return !value_of(ask("BSS " + bssid), "bssid").empty(); }, scan_limit);
         ask("ROAM " + bssid);
         there = await([&] { return is_connected_to(bssid); }, roam_limit);
     }

@@ -2,6 +2,7 @@
 #include <set>
 #include <sstream>
 
+#include "lab/air/control.h"
 #include "lab/air/steps.h"
 #include "lab/service_world.h"
 
@@ -79,6 +80,9 @@ roaming roam_to_hall(session& s) {
     const auto before = s.world.hall.log().size();
     if (!s.world.laptop.roam(hall_mac)) return roaming::failed;
 
+    // The station is ready before hostapd has written that the handshake is over.
+    await([&] { return s.world.hall.log().find("AP-STA-CONNECTED", before) != std::string::npos; });
+    std::this_thread::sleep_for(500ms);
     const std::string log = s.world.hall.log().substr(before);
     const bool handshake = log.find("EAPOL-4WAY-HS-COMPLETED") != std::string::npos;
     const std::string key_management = s.world.laptop.status("key_mgmt");
