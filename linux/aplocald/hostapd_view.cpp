@@ -18,7 +18,8 @@ bool contains(std::string_view text, std::string_view part) {
 }
 
 bool offers(std::string_view key_management, std::string_view kind) {
-    return std::ranges::count(split(key_management, ' '), kind) > 0;
+    const auto kinds = split(key_management, ' ');
+    return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
 }
 
 }  // namespace
