@@ -91,7 +91,7 @@ std::optional<std::string> radio_settings::read(const parameters& wanted, reques
     for (const auto& [key, text] : wanted) {
         const auto* const row =
             std::find_if(std::begin(numbers), std::end(numbers),
-                         [&, &name = key](const auto& r) { return r.key == name; });
+                         [&name = key](const auto& r) { return r.key == name; });
         const bool is_number = row != std::end(numbers);
         if (is_number) into.*row->number = read_number(text);
         if (key == "control-sideband") into.place = sideband_of(text);
