@@ -16,6 +16,8 @@ namespace {
 
 constexpr const char* hall_network = "hall";
 constexpr auto scan_limit = 5s;
+constexpr auto start_of_iw = 1s;
+constexpr const char* scan_events = "/tmp/scan-events.out";
 constexpr int scan_attempts = 4;
 constexpr const char* factory_program =
     "#!/bin/sh\n"
@@ -134,6 +136,18 @@ std::map<std::string, heard_view> air_world::hear(const std::string& ifname,
     return read_scan(run_well(command, scan_limit));
 }
 
+// iw does not tell when it listens.
+scan_clock::scan_clock()
+    : process_(std::make_unique<child_process>(words{"stdbuf", "-oL", "iw", "event", "-t"},
+                                               scan_events)) {
+    std::this_thread::sleep_for(start_of_iw);
+}
+
+std::vector<int> scan_clock::stop(const std::string& ifname) {
+    process_->stop();
+    return read_scan_times(read_file(scan_events), ifname);
+}
+
 void air_world::set_hall_powers() {
     constexpr struct {
         const char* ifname;
@@ -151,6 +165,12 @@ void air_world::start_local_daemons() {
     story_.add("aplocald", "", "started, process " + std::to_string(local->pid()));
 }
 
+words air_world::with_radio_library(const words& command) {
+    words longer{"env", "LD_LIBRARY_PATH=" RADIO_LIBRARY_FOLDER};
+    longer.insert(longer.end(), command.begin(), command.end());
+    return longer;
+}
+
 void air_world::start_daemon() {
     const daemon::settings lines{
         {"log_level", "15"},
@@ -160,8 +180,7 @@ void air_world::start_daemon() {
         {"skylark_service_url", loopback_url(cloud.port(), "/skylark")},
     };
     access_point::notify("hostapd_started");  // as the daemon's unit does when hostapd runs
-    agent = std::make_unique<daemon>(story_, lines,
-                                     words{"env", "LD_LIBRARY_PATH=" RADIO_LIBRARY_FOLDER});
+    agent = std::make_unique<daemon>(story_, lines, with_radio_library({}));
 }
 
 std::string air_world::expect(const std::string& cmd, milliseconds timeout) {

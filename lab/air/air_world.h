@@ -35,7 +35,9 @@ class air_world {
     static void set_hall_powers();
     // Starts aplocald, with a store of its own.
     void start_local_daemons();
-    // Starts the daemon, with the radio library of this machine.
+    // The command as it runs with the kernel's radios instead of those of a scene.
+    static words with_radio_library(const words& command);
+    // Starts the daemon, with the kernel's radios.
     void start_daemon();
     // The next message of the daemon with this "cmd"; drops those before it. Throws
     // std::runtime_error when none comes in time.
@@ -52,6 +54,17 @@ class air_world {
 
   private:
     transcript& story_;
+};
+
+// Listens to the kernel's events about scans, from here until it is asked.
+class scan_clock {
+  public:
+    scan_clock();
+    // The scans of an interface so far, in milliseconds each. It listens no more.
+    std::vector<int> stop(const std::string& ifname);
+
+  private:
+    std::unique_ptr<child_process> process_;
 };
 
 // The address of the access point's VAP: the radios' addresses are 16 apart.

@@ -75,4 +75,19 @@ std::map<std::string, heard_view> read_scan(const std::string& scan) {
     return heard;
 }
 
+std::vector<int> read_scan_times(const std::string& events, const std::string& ifname) {
+    std::vector<int> times;
+    double start = 0;
+    std::istringstream lines(events);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find(": " + ifname + " (") == std::string::npos) continue;
+        const double time = std::atof(line.c_str());
+
+        if (line.find("): scan started") != std::string::npos) start = time;
+        const bool ended = line.find("): scan finished") != std::string::npos;
+        if (ended && start != 0) times.push_back(static_cast<int>((time - start) * 1000));
+    }
+    return times;
+}
+
 }  // namespace lab::air

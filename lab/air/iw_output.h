@@ -4,6 +4,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 namespace lab::air {
 
@@ -36,6 +37,9 @@ struct heard_view {
 
 // Reads the output of "iw dev NAME scan", by BSSID.
 std::map<std::string, heard_view> read_scan(const std::string& scan);
+
+// How long each scan of an interface took, in milliseconds, in the output of "iw event -t".
+std::vector<int> read_scan_times(const std::string& events, const std::string& ifname);
 
 // Where the primary channel lies in a wide one, in the daemon's words.
 std::string place_of(int primary_mhz, int centre_mhz, int width);

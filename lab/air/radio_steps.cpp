@@ -129,6 +129,24 @@ std::string lost(const ping_count& count) {
     return std::to_string(count.sent) + " sent, " + std::to_string(count.lost) + " lost";
 }
 
+std::string milliseconds_of(const std::vector<int>& times) {
+    std::string text;
+    for (const int time : times) text += std::to_string(time) + " ";
+    return text + "ms";
+}
+
+// The same channels and the same radio, as iw scans them.
+void show_scans_of_iw(session& s) {
+    constexpr int sweeps = 5;
+    ping laptop(air_world::address);
+    scan_clock clock;
+    for (int i = 0; i < sweeps; ++i) {
+        air_world::hear("wlan1", {"5180", "5220"}, air_world::scan::active);
+    }
+    s.story.add("kernel", "", "wlan1 scanned for iw for " + milliseconds_of(clock.stop("wlan1")));
+    s.story.add("ping", "", "during the scans of iw: " + lost(laptop.stop()));
+}
+
 // A scan that the service asks for, while the laptop pings the access point.
 std::string scan(session& s, const std::string& request) {
     ping laptop(air_world::address);
@@ -165,8 +183,12 @@ void show_subscription(session& s) {
 
 void show_active_scan(session& s) {
     s.story.chapter("five active sweeps on three bands");
+    scan_clock clock;
     const std::string report =
         scan(s, message::update(true, 0, {.band_2 = "6 11", .band_5 = "36 44", .band_6 = "5 37"}));
+    s.story.add("kernel", "", "wlan1 scanned for " + milliseconds_of(clock.stop("wlan1")));
+
+    show_scans_of_iw(s);
     check_air(s, report, kind::active);
 }
 

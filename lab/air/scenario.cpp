@@ -18,6 +18,7 @@ void show_house(session& s) {
     s.story.add("kernel", "", first_line(run_well({"uname", "-r"})));
     s.story.add("hostapd", "", first_line(run({"hostapd", "-v"}).output));
     s.story.add("laptop", "", first_line(run({"wpa_supplicant", "-v"}).output));
+    s.story.add("iw", "", first_line(run({"iw", "--version"}).output));
 
     s.world.hall.start();
     s.world.set_hall_powers();
@@ -26,6 +27,14 @@ void show_house(session& s) {
     s.world.laptop.start();
     s.list.check("the laptop is connected to the office at 5 GHz",
                  s.world.laptop.is_connected_to(vap_mac(1, 0)));
+}
+
+// Before the daemon starts: this program takes its place on the bus.
+void show_contracts(session& s) {
+    s.story.chapter("what the daemon expects of the libraries");
+    const auto tried = run(air_world::with_radio_library({CONTRACTS_BINARY, "wlan1"}), 60s);
+    s.list.check("all of it holds for a radio of the kernel", tried.status == 0);
+    if (tried.status != 0) s.story.add("contracts", "", tried.output);
 }
 
 void show_end(session& s) {
@@ -40,8 +49,8 @@ void show_end(session& s) {
 int play_air(transcript& story) {
     using namespace air;
     session s(story);
-    for (const auto step : {show_house, show_subscription, show_active_scan, show_rrm_scan,
-                            show_neighbours, show_radio_change, show_fast_transition,
+    for (const auto step : {show_house, show_contracts, show_subscription, show_active_scan,
+                            show_rrm_scan, show_neighbours, show_radio_change, show_fast_transition,
                             show_hostile_air, show_rest, show_restart, show_radio_down, show_end}) {
         step(s);
     }

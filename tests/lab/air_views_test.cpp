@@ -71,6 +71,18 @@ TEST(AirViews, ScanKeepsAccessPointsApart) {
     EXPECT_EQ(heard.at("02:00:00:00:04:01").signal, -27.5);
 }
 
+// Scans of other interfaces, and one that was going on before, do not count.
+TEST(AirViews, TimesOfTheScansOfAnInterface) {
+    const auto times = read_scan_times(
+        "99.900000: wlan1 (phy #1): scan finished: 5180, \"\"\n"
+        "100.100000: wlan1 (phy #1): scan started\n100.200000: wlan10 (phy #9): scan started\n"
+        "100.250000: wlan10 (phy #9): scan finished: 2412, \"\"\n"
+        "100.350000: wlan1 (phy #1): scan finished: 5180 5220, \"\"\n",
+        "wlan1");
+
+    EXPECT_EQ(times, std::vector{250});
+}
+
 TEST(AirViews, ReportJoinsTheSweepsOfAnAccessPoint) {
     const auto air = reported_air(
         R"({"rf-environment":[[{"bssid":"a","rssi":-40,"channel":44,"primary-channel":"lower",)"
