@@ -22,7 +22,7 @@ constexpr const char* ping_path = "/tmp/ping.out";
 void station::start() {
     process_ = std::make_unique<child_process>(
         in_namespace(network, {"wpa_supplicant", "-t", "-i", ifname, "-D", "nl80211", "-c",
-                               LAB_DATA "/air/laptop.conf"}),
+                               std::string(LAB_DATA) + "/air/laptop.conf"}),
         log_path);
     await([this] { return status("wpa_state") == "COMPLETED"; });
     story_.add("laptop", "", "connected to " + status("bssid"));
@@ -80,7 +80,7 @@ ping_count ping::stop() {
     process_->wait();
 
     const std::string output = read_file(ping_path);
-    const auto line = output.rfind("\n", output.find(" packets transmitted"));
+    const auto line = output.rfind('\n', output.find(" packets transmitted"));
     ping_count count;
     int received = 0;
     if (line != std::string::npos) {
