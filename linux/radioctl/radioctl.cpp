@@ -17,9 +17,9 @@ namespace {
 
 // The first word of a context is the address of its state.
 radio_scans& state_of(radioctl_ctx* ctx) {
-    radio_scans* state = nullptr;
-    std::memcpy(&state, ctx->storage, sizeof state);
-    return *state;
+    void* address = nullptr;
+    std::memcpy(&address, ctx->storage, sizeof address);
+    return *static_cast<radio_scans*>(address);
 }
 
 }  // namespace
@@ -27,7 +27,7 @@ radio_scans& state_of(radioctl_ctx* ctx) {
 int radioctl_init(radioctl_ctx* ctx) {
     auto state = radio_scans::open();
     if (!state) return -ENODEV;
-    const radio_scans* const address = state.release();
+    void* const address = state.release();
     std::memset(ctx, 0, sizeof *ctx);
     std::memcpy(ctx->storage, &address, sizeof address);
     return 0;
