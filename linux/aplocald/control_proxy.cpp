@@ -64,6 +64,7 @@ void control_proxy::listen() {
         chown(path, static_cast<uid_t>(-1), group) == 0 && chmod(path, socket_mode) == 0;
     if (ready) {
         loop_.watch(socket_.descriptor(), [this] { read_clients(); });
+        listening_ = true;
         return;
     }
 
@@ -81,7 +82,8 @@ void control_proxy::stop_listening() {
     held_.reset();
 
     loop_.forget(socket_.descriptor());
-    unlink(settings_.path.c_str());
+    if (listening_) unlink(settings_.path.c_str());
+    listening_ = false;
 }
 
 // What a client does not read takes room in the send buffer of our socket, which all clients share,
@@ -94,10 +96,25 @@ unix_socket::outcome control_proxy::reply(const unix_address& to, const std::str
     return result;
 }
 
+// Runs from the loop, where an exception would end the process.
 void control_proxy::take_new_socket() {
     stop_listening();
-    socket_ = unix_socket();
-    listen();
+    try {
+        socket_ = unix_socket();
+        listen();
+    } catch (const std::runtime_error& problem) {
+        if (!complained_) say(problem.what());
+        complained_ = true;
+        new_socket_timer_ = loop_.after(settings_.listen_pause, [this] { take_new_socket(); });
+        return;
+    }
+
+    if (complained_) say(settings_.path + " is there again");
+    complained_ = false;
+}
+
+void control_proxy::say(const std::string& line) const {
+    if (settings_.said) settings_.said(line);
 }
 
 void control_proxy::read_clients() {

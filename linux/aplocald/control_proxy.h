@@ -6,7 +6,8 @@
 // without the proxy: each reply and event reaches the client that it is for. The proxy never
 // blocks. When hostapd does not read, the proxy stops reading its own socket, so that clients wait
 // as they would for hostapd. When a client has left 200 KiB unread, all clients are dropped and the
-// socket is made anew; with hostapd alone, hostapd would stand still then.
+// socket is made anew; with hostapd alone, hostapd would stand still then. If that fails, the
+// proxy tries again until it succeeds.
 //
 // Lives on the thread of the loop. Create it when hostapd has started and destroy it when hostapd
 // has gone, so that clients find nobody at the socket, as they would without the proxy.
@@ -15,6 +16,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -36,6 +38,10 @@ class control_proxy {
         std::chrono::milliseconds idle_limit = std::chrono::seconds(10);
         // How long a reply of hostapd may take while a list is emptied.
         std::chrono::milliseconds reply_limit = std::chrono::seconds(5);
+        // Before the next try when the socket could not be made anew.
+        std::chrono::milliseconds listen_pause = std::chrono::seconds(5);
+        // Gets a line for the log: that the socket cannot be made anew, and that it is there again.
+        std::function<void(const std::string& line)> said = {};
     };
     static constexpr std::size_t max_clients = 256;
 
@@ -72,6 +78,7 @@ class control_proxy {
     void stop_listening();
     unix_socket::outcome reply(const unix_address& to, const std::string& text);
     void take_new_socket();
+    void say(const std::string& line) const;
     void read_clients();
     void take_request(const unix_address& sender, const std::string& text);
     client* client_at(const unix_address& address);
@@ -96,6 +103,8 @@ class control_proxy {
     const settings settings_;
     const unix_address hostapd_;
     unix_socket socket_;
+    bool listening_ = false;                 // so the file at the path is ours to remove
+    bool complained_ = false;                // since it was listening
     std::map<std::string, client> clients_;  // by the name of their address
     std::optional<held_request> held_;
     std::optional<event_loop::timer> retry_timer_;

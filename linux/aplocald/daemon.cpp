@@ -129,9 +129,11 @@ void daemon::hostapd_started() {
     channels_.write();
     try {
         proxy_ = std::make_unique<control_proxy>(
-            loop_, control_proxy::settings{.path = config_.client_control,
-                                           .hostapd = config_.hostapd_control,
-                                           .group = config_.client_group});
+            loop_, control_proxy::settings{
+                       .path = config_.client_control,
+                       .hostapd = config_.hostapd_control,
+                       .group = config_.client_group,
+                       .said = [](const std::string& line) { log(severity::warning, line); }});
     } catch (const std::runtime_error& problem) {
         log(severity::error, problem.what());
     }

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include "harness/inbox.h"
 #include "tests/linux/hostapd_fixture.h"
 
 namespace aplocal {
@@ -118,6 +119,29 @@ TEST_F(ControlProxy, IsNotHeldUpByAClientThatNeverReads) {
     EXPECT_EQ(hostapd("PING"), "PONG\n");
     EXPECT_EQ(other.ask("PING"), "refused");
     EXPECT_EQ(control_client(outer_socket).ask("PING"), "PONG\n");
+}
+
+// A new socket that cannot be made must not end the process, which does more than this.
+TEST_F(ControlProxy, TriesAgainWhenANewSocketCannotBeMade) {
+    lab::inbox<std::string> said;
+    settings_.path = "/tmp/clients/global";
+    settings_.listen_pause = 50ms;
+    settings_.said = [&](const std::string& line) { said.put(line); };
+    std::filesystem::create_directory("/tmp/clients");
+    start_proxy();
+    const control_client deaf(settings_.path);
+    std::filesystem::rename("/tmp/clients", "/tmp/away");
+
+    for (int i = 0; i < 1000 && deaf.send("IFNAME=wlan1 STATUS"); ++i) {
+    }
+
+    EXPECT_EQ(said.take(), "/tmp/clients/global: No such file or directory");
+    EXPECT_EQ(said.take(500ms), std::nullopt) << "it is said once";
+    std::filesystem::create_directory("/tmp/clients");
+    EXPECT_EQ(said.take(), "/tmp/clients/global is there again");
+    EXPECT_EQ(control_client(settings_.path).ask("PING"), "PONG\n");
+    stop_proxy();
+    for (const char* folder : {"/tmp/away", "/tmp/clients"}) std::filesystem::remove_all(folder);
 }
 
 TEST_F(ControlProxy, KeepsRequestsForAHostapdThatHangs) {
