@@ -17,9 +17,8 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr mode_t socket_mode = 0660;
-// What hostapd does not take is offered again, as often and as long as hostapd's own client does.
+// What hostapd does not take is offered again, as often as hostapd's own client does.
 constexpr milliseconds retry_pause{50};
-constexpr milliseconds retry_limit{5000};
 // Replies are read in between, or one busy client would keep the others waiting.
 constexpr int requests_at_once = 8;
 
@@ -142,11 +141,14 @@ void control_proxy::take_request(const unix_address& sender, const std::string& 
     switch (pass_on(*from, text)) {
         case unix_socket::outcome::sent: break;
         case unix_socket::outcome::full: hold(sender, text); break;
-        case unix_socket::outcome::refused:
-            reply(sender, "FAIL\n");
-            drop_client(sender.name());
-            break;
+        case unix_socket::outcome::refused: refuse(sender); break;
     }
+}
+
+// hostapd has gone from this connection; the next request gets a new one.
+void control_proxy::refuse(const unix_address& sender) {
+    reply(sender, "FAIL\n");
+    drop_client(sender.name());
 }
 
 control_proxy::client* control_proxy::client_at(const unix_address& address) {
@@ -203,7 +205,7 @@ unix_socket::outcome control_proxy::pass_on(client& from, const std::string& tex
     return result;
 }
 
-// Nothing more is read from clients until hostapd has taken this request, or for `retry_limit`.
+// Nothing more is read from clients until hostapd has taken this request, or for `hold_limit`.
 void control_proxy::hold(const unix_address& sender, const std::string& text) {
     held_ = held_request{.sender = sender, .text = text, .since = clock::now()};
     loop_.forget(socket_.descriptor());
@@ -212,16 +214,21 @@ void control_proxy::hold(const unix_address& sender, const std::string& text) {
 
 void control_proxy::retry_held() {
     loop_.cancel(*retry_timer_);
+    using outcome = unix_socket::outcome;
     client* const from = client_at(held_->sender);
-    const bool full = from != nullptr && pass_on(*from, held_->text) == unix_socket::outcome::full;
-    if (full && clock::now() - held_->since < retry_limit) {
+    const auto result = from == nullptr ? outcome::refused : pass_on(*from, held_->text);
+    const bool in_time = clock::now() - held_->since < settings_.hold_limit;
+    if (result == outcome::full && in_time) {
         retry_timer_ = loop_.after(retry_pause, [this] { retry_held(); });
         return;
     }
 
+    const unix_address sender = held_->sender;
     held_.reset();
     retry_timer_.reset();
     loop_.watch(socket_.descriptor(), [this] { read_clients(); });
+    if (result == outcome::full) reply(sender, "FAIL\n");
+    if (result == outcome::refused) refuse(sender);
 }
 
 // Passes on one reply or event.

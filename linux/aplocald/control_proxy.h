@@ -38,6 +38,9 @@ class control_proxy {
         std::chrono::milliseconds idle_limit = std::chrono::seconds(10);
         // How long a reply of hostapd may take while a list is emptied.
         std::chrono::milliseconds reply_limit = std::chrono::seconds(5);
+        // How long a request that hostapd does not take is held, before the client gets "FAIL":
+        // as long as hostapd's own client waits.
+        std::chrono::milliseconds hold_limit = std::chrono::seconds(5);
         // Before the next try when the socket could not be made anew.
         std::chrono::milliseconds listen_pause = std::chrono::seconds(5);
         // Gets a line for the log: that the socket cannot be made anew, and that it is there again.
@@ -81,6 +84,7 @@ class control_proxy {
     void say(const std::string& line) const;
     void read_clients();
     void take_request(const unix_address& sender, const std::string& text);
+    void refuse(const unix_address& sender);
     client* client_at(const unix_address& address);
     client* add_client(const unix_address& address);
     void drop_client(const std::string& name);
