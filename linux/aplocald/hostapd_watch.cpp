@@ -5,6 +5,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -16,6 +17,8 @@
 #include <system_error>
 #include <utility>
 #include <vector>
+
+#include "base/files.h"
 
 namespace aplocal {
 
@@ -48,15 +51,33 @@ pid_t read_pid(const std::string& path) {
 
 int open_process(pid_t pid) { return static_cast<int>(syscall(SYS_pidfd_open, pid, 0)); }
 
-// The names of the interfaces that have a control socket in the folder.
-std::vector<std::string> interface_sockets(const std::string& folder) {
+std::vector<std::string> sockets_in(const std::string& folder) {
     std::error_code ignored;
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
-        const std::string name = entry.path().filename();
-        if (entry.is_socket(ignored) && !name.starts_with("global")) names.push_back(name);
+        if (entry.is_socket(ignored)) names.push_back(entry.path().filename());
     }
     return names;
+}
+
+// The names of the interfaces that have a control socket in the folder.
+std::vector<std::string> interface_sockets(const std::string& folder) {
+    auto names = sockets_in(folder);
+    std::erase_if(names, [](const std::string& name) { return name.starts_with("global"); });
+    return names;
+}
+
+// Whether the process that a pid file names is hostapd. A hostapd that hangs is one too, so nothing
+// is asked. A hostapd that was installed under another name shows by its sockets, which it makes
+// before the file.
+bool is_hostapd(pid_t pid, const std::string& folder) {
+    const auto name = rfcd::read_text_file("/proc/" + std::to_string(pid) + "/comm");
+    if (name == "hostapd\n") return true;
+
+    const auto sockets = sockets_in(folder);
+    return std::any_of(sockets.begin(), sockets.end(), [&folder](const std::string& socket) {
+        return hostapd_control::open(folder + "/" + socket).has_value();
+    });
 }
 
 }  // namespace
@@ -148,12 +169,15 @@ void hostapd_watch::find_process() {
     const pid_t pid = read_pid(settings_.pid_file);
     if (pid == 0) return;
 
-    process_ = open_process(pid);
-    if (process_ >= 0) {
-        loop_.watch(process_, [this] { process_ended(); });
-    } else if (errno == ESRCH) {
-        unlink(settings_.pid_file.c_str());
-    }
+    const int process = open_process(pid);
+    const bool gone = process < 0 && errno == ESRCH;
+    const bool other = process >= 0 && !is_hostapd(pid, settings_.folder);
+    if (gone || other) unlink(settings_.pid_file.c_str());
+    if (other) close(process);
+    if (process < 0 || other) return;
+
+    process_ = process;
+    loop_.watch(process_, [this] { process_ended(); });
 }
 
 void hostapd_watch::process_ended() {

@@ -1,13 +1,14 @@
 // Notices when hostapd starts, ends, or changes by itself.
 //
-// hostapd counts as started when its pid file names a living process: hostapd writes the file when
-// its control sockets are there. It counts as ended when that process has ended, for any reason.
-// The kernel reports changes in the folders of the pid file and of the sockets, and the end of the
+// hostapd counts as started when its pid file names a living process that is hostapd, by its name
+// or because a process has one of the control sockets open. hostapd writes the file when its
+// control sockets are there. It counts as ended when that process has ended, for any reason. The
+// kernel reports changes in the folders of the pid file and of the sockets, and the end of the
 // process, so nothing is polled. One PING every `ping_pause` finds out whether hostapd hangs. The
 // watch reports once that it hangs, and once that it is back.
 //
-// A hostapd that was killed leaves its pid file, which the daemon takes for a running hostapd, so
-// the watch removes a file that names a process that is gone.
+// A hostapd that was killed leaves its pid file, which the daemon takes for a running hostapd. So
+// the watch removes a file whose process is gone, and one whose number another process has by now.
 //
 // Lives on the thread of the loop.
 #pragma once

@@ -68,9 +68,9 @@ class HostapdTest : public testing::Test {
     }
 
     // Two radios, wlan1 and wlan2, up when it returns.
-    void start() {
+    void start(const std::string& program = "hostapd") {
         std::filesystem::create_directories("/run/hostapd");
-        std::vector<std::string> command{"hostapd", "-g", inner_socket, "-P", "/run/hostapd.pid"};
+        std::vector<std::string> command{program, "-g", inner_socket, "-P", "/run/hostapd.pid"};
         for (const std::string ifname : {"wlan1", "wlan2"}) {
             command.push_back("/tmp/" + ifname + ".conf");
             lab::write_file(command.back(), "interface=" + ifname + configuration);

@@ -46,6 +46,29 @@ TEST_F(HostapdWatch, TellsOfEveryEndAndBeginning) {
     }
 }
 
+// The daemon takes a pid file for a running hostapd.
+TEST_F(HostapdWatch, RemovesAPidFileThatNamesAnotherProcess) {
+    kill(SIGKILL);
+    lab::write_file("/run/hostapd.pid", std::to_string(getpid()));
+    watch();
+
+    EXPECT_EQ(next(500ms), "nothing");
+    EXPECT_FALSE(std::filesystem::exists("/run/hostapd.pid"));
+    start();
+
+    EXPECT_EQ(next(), "started");
+}
+
+TEST_F(HostapdWatch, KnowsAHostapdOfAnotherNameByItsSockets) {
+    kill(SIGKILL);
+    std::filesystem::create_symlink("/usr/sbin/hostapd", "/tmp/access-pointd");
+    start("/tmp/access-pointd");
+    watch();
+
+    EXPECT_EQ(next(), "started");
+    std::filesystem::remove("/tmp/access-pointd");
+}
+
 TEST_F(HostapdWatch, SaysOnceThatHostapdHangs) {
     watch();
     ASSERT_EQ(next(), "started");
