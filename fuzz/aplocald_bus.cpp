@@ -6,6 +6,7 @@
 #include "aplocald/hostapd_text.h"
 #include "aplocald/json.h"
 #include "aplocald/local_services.h"
+#include "base/files.h"
 #include "fuzz/fuzz.h"
 
 namespace {
@@ -43,7 +44,9 @@ hostapd_control::reply agree(const std::string& command) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const char* const file = "/tmp/fuzz-store.json";
+    const char* const record = "/tmp/fuzz-ft.json";
     unlink(file);
+    unlink(record);
     agreeing_radios kernel;
     kernel.radio.on = {5180, 80, 5210};
     event_loop loop;
@@ -52,7 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     live_values live(view, kernel, stored);
     radio_settings settings(
         {.loop = loop, .kernel = kernel, .live = live, .stored = stored, .hostapd = agree});
-    hostapd_requests requests("/tmp/no-such-folder");
+    hostapd_requests requests({.folder = "/tmp/no-such-folder", .record = record});
     local_services services({
         .stored = stored,
         .live = live,
@@ -74,5 +77,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     // What was stored can be read again.
     const store again(file);
+    const auto kept = rfcd::read_text_file(record);
+    if (kept) fuzz::require(record_text(read_record(*kept)) == *kept, "the same record", *kept);
     return 0;
 }

@@ -46,7 +46,7 @@ daemon::daemon(event_loop& loop, const configuration& config, std::function<void
                  .live = live_,
                  .stored = stored_,
                  .hostapd = [this](const auto& command) { return ask_hostapd(command); }}),
-      requests_(config.hostapd_folder),
+      requests_({.folder = config.hostapd_folder}),
       services_(service_parts()),
       watch_(loop, {.folder = config.hostapd_folder}, watch_callbacks()),
       configd_(

@@ -1,11 +1,16 @@
 #include "aplocald/fast_transition.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <utility>
 
 #include "aplocald/hostapd_text.h"
+#include "aplocald/log.h"
+#include "aplocald/replace_file.h"
+#include "base/files.h"
 
 namespace aplocal {
 
@@ -62,19 +67,47 @@ fast_transition::outcome fast_transition::silence() {
     return result;
 }
 
-fast_transition::fast_transition(std::string folder, std::string pid_file)
-    : folder_(std::move(folder)), pid_file_(std::move(pid_file)) {}
+fast_transition::fast_transition(files f)
+    : files_(std::move(f)), record_(read_record(rfcd::read_text_file(files_.record).value_or(""))) {
+    note_hostapd();
+}
+
+// What another hostapd was given says nothing of this one.
+void fast_transition::note_hostapd() {
+    const std::string hostapd = start_of_hostapd(files_.pid_file);
+    if (hostapd.empty() || hostapd != record_.hostapd) {
+        record_.given.clear();
+        record_.reaching.clear();
+    }
+    record_.hostapd = hostapd;
+}
+
+// An old record would be worse than none.
+void fast_transition::keep_record() const {
+    const bool nothing = record_.wanted.empty() && record_.given.empty();
+    if (nothing) {
+        unlink(files_.record.c_str());
+        return;
+    }
+
+    const auto problem =
+        replace_file(files_.record, record_text(record_), 0600, durability::until_restart);
+    if (!problem) return;
+    log(severity::error, *problem);
+    unlink(files_.record.c_str());
+}
 
 std::optional<std::string> fast_transition::apply(
     const std::map<std::string, ft_parameters>& vaps) {
-    std::map<std::string, ft_parameters> enabled;
+    std::map<std::string, ft_lines> enabled;
     std::vector<std::string> disabled;
     for (const auto& [vap, parameters] : vaps) {
+        const std::string ifname = interface_of(vap);
         if (parameters.enabled) {
-            enabled[interface_of(vap)] = parameters;
-            wanted_[interface_of(vap)] = parameters;
+            enabled[ifname] = {ft_settings(parameters), ft_remotes(parameters)};
+            record_.wanted[ifname] = enabled[ifname];
         } else {
-            disabled.push_back(vap);
+            disabled.push_back(ifname);
         }
     }
 
@@ -82,41 +115,53 @@ std::optional<std::string> fast_transition::apply(
         return has_outdated_keys(vap.first, vap.second);
     });
     if (outdated) start_over();
-    if (auto error = apply_all(outdated ? wanted_ : enabled)) return error;
-    return reset(disabled);
+    auto problem = give(outdated ? record_.wanted : enabled);
+    if (!problem) problem = take_away(disabled);
+
+    keep_record();
+    return problem;
+}
+
+std::optional<std::string> fast_transition::reset(const std::vector<std::string>& vaps) {
+    std::vector<std::string> interfaces;
+    for (const auto& vap : vaps) interfaces.push_back(interface_of(vap));
+
+    auto problem = take_away(interfaces);
+    keep_record();
+    return problem;
 }
 
 std::optional<std::string> fast_transition::hostapd_started() {
-    states_.clear();
-    return apply_all(wanted_);
+    note_hostapd();
+    auto problem = give(record_.wanted);
+    keep_record();
+    return problem;
 }
 
-std::optional<std::string> fast_transition::apply_all(
-    const std::map<std::string, ft_parameters>& interfaces) {
+std::optional<std::string> fast_transition::give(
+    const std::map<std::string, ft_lines>& interfaces) {
     std::map<std::string, effort> radios;
-    std::vector<std::string> given;
+    std::vector<std::string> taken;
     std::string error;
-    for (const auto& [ifname, parameters] : interfaces) {
-        const outcome result = apply_to(ifname, parameters);
+    for (const auto& [ifname, lines] : interfaces) {
+        const outcome result = give_to(ifname, lines);
         if (!result.error.empty() && error.empty()) error = ifname + ": " + result.error;
         if (result.silent) break;
         if (!result.error.empty()) continue;
 
-        given.push_back(ifname);
+        taken.push_back(ifname);
         effort& needed = radios[result.radio];
         needed = std::max(needed, result.needed);
     }
 
     auto failed = take_into_use(radios);
-    if (!failed) {
-        for (const auto& ifname : given) states_[ifname].reaches_others = true;
-    }
+    if (!failed) record_.reaching.insert(taken.begin(), taken.end());
     return error.empty() ? failed : error;
 }
 
-fast_transition::outcome fast_transition::apply_to(const std::string& ifname,
-                                                   const ft_parameters& parameters) {
-    auto control = hostapd_control::open(folder_ + "/" + ifname);
+fast_transition::outcome fast_transition::give_to(const std::string& ifname,
+                                                  const ft_lines& lines) {
+    auto control = hostapd_control::open(files_.folder + "/" + ifname);
     if (!control) return failure("hostapd has no such interface");
 
     const auto config = control->request("GET_CONFIG");
@@ -125,85 +170,76 @@ fast_transition::outcome fast_transition::apply_to(const std::string& ifname,
     const auto wished = with_fast_transition(security);
     if (!wished) return failure("its security has no fast transition");
 
-    vap_state& state = state_of(ifname, security);
-    const auto settings = ft_settings(parameters);
-    const bool changed = settings != state.settings || security != *wished;
+    ft_lines& given = given_to(ifname, security);
+    const bool changed = lines.settings != given.settings || security != *wished;
 
     // The key management comes last: it shows that everything before was taken.
     std::string error;
-    if (changed) error = set_settings(*control, state, settings);
-    if (error.empty()) error = set_remotes(*control, state, parameters);
+    if (changed) error = set_settings(*control, given, lines.settings);
+    if (error.empty()) error = set_remotes(*control, given, lines.remotes);
     if (error.empty() && changed) error = set(*control, "wpa_key_mgmt", *wished);
     if (!error.empty()) return failure(std::move(error));
 
     const place here = place_of(*control, ifname);
-    const effort needed = state.reaches_others ? effort::reload : effort::restart;
+    const effort needed = record_.reaching.contains(ifname) ? effort::reload : effort::restart;
     return {.radio = here.radio, .needed = changed && here.up ? needed : effort::none, .error = {}};
 }
 
 // A hostapd that has fast transition when it is first seen was started with it, or was given it by
-// an earlier process, which restarted the radio.
-fast_transition::vap_state& fast_transition::state_of(const std::string& ifname,
-                                                      const std::string& security) {
-    const vap_state first_seen{
-        .settings = {}, .remotes = {}, .reaches_others = has_fast_transition(security)};
-    return states_.try_emplace(ifname, first_seen).first->second;
+// an earlier process that left no record. That process restarted the radio.
+ft_lines& fast_transition::given_to(const std::string& ifname, const std::string& security) {
+    const auto [entry, first_seen] = record_.given.try_emplace(ifname);
+    if (first_seen && has_fast_transition(security)) record_.reaching.insert(ifname);
+    return entry->second;
 }
 
-std::string fast_transition::set_settings(hostapd_control& control, vap_state& state,
+std::string fast_transition::set_settings(hostapd_control& control, ft_lines& given,
                                           const std::map<std::string, std::string>& settings) {
-    state.settings.clear();  // unknown until all of them were taken
+    given.settings.clear();  // unknown until all of them were taken
     for (const auto& [name, value] : settings) {
         if (auto error = set(control, name, value); !error.empty()) return error;
     }
 
-    state.settings = settings;
+    given.settings = settings;
     return {};
 }
 
-std::string fast_transition::set_remotes(hostapd_control& control, vap_state& state,
-                                         const ft_parameters& parameters) {
-    for (const auto& [holder, key] : ft_remotes(parameters)) {
-        if (state.remotes.contains(holder)) continue;
+std::string fast_transition::set_remotes(hostapd_control& control, ft_lines& given,
+                                         const std::map<std::string, std::string>& remotes) {
+    for (const auto& [holder, key] : remotes) {
+        if (given.remotes.contains(holder)) continue;
         if (auto error = set(control, holder, key); !error.empty()) return error;
-        state.remotes[holder] = key;
+        given.remotes[holder] = key;
     }
     return {};
 }
 
 // Whether hostapd was given a key that is another one now, or that should be no more.
-bool fast_transition::has_outdated_keys(const std::string& ifname,
-                                        const ft_parameters& parameters) const {
-    const auto state = states_.find(ifname);
-    if (state == states_.end()) return false;
+bool fast_transition::has_outdated_keys(const std::string& ifname, const ft_lines& lines) const {
+    const auto given = record_.given.find(ifname);
+    if (given == record_.given.end()) return false;
 
-    const auto wished = ft_remotes(parameters);
-    return std::any_of(state->second.remotes.begin(), state->second.remotes.end(),
-                       [&wished](const auto& given) {
-                           const auto found = wished.find(given.first);
-                           return found == wished.end() || found->second != given.second;
-                       });
+    const auto& remotes = given->second.remotes;
+    return std::any_of(remotes.begin(), remotes.end(), [&lines](const auto& remote) {
+        const auto found = lines.remotes.find(remote.first);
+        return found == lines.remotes.end() || found->second != remote.second;
+    });
 }
 
-// Makes hostapd read its own configuration again, which ends everything that it was given since.
 void fast_transition::start_over() {
-    std::ifstream file(pid_file_);
+    std::ifstream file(files_.pid_file);
     pid_t pid = 0;
     if (file >> pid && pid > 0) kill(pid, SIGHUP);
 
-    for (auto& [ifname, state] : states_) {
-        state.settings.clear();
-        state.remotes.clear();
-    }
+    for (auto& [ifname, given] : record_.given) given = {};
 }
 
-std::optional<std::string> fast_transition::reset(const std::vector<std::string>& vaps) {
+std::optional<std::string> fast_transition::take_away(const std::vector<std::string>& interfaces) {
     std::map<std::string, effort> radios;
     std::string error;
-    for (const auto& vap : vaps) {
-        const std::string ifname = interface_of(vap);
-        wanted_.erase(ifname);
-        const outcome result = reset_on(ifname);
+    for (const auto& ifname : interfaces) {
+        record_.wanted.erase(ifname);
+        const outcome result = take_from(ifname);
         if (!result.error.empty() && error.empty()) error = ifname + ": " + result.error;
         if (result.silent) break;
         if (result.needed != effort::none) radios[result.radio] = result.needed;
@@ -213,8 +249,8 @@ std::optional<std::string> fast_transition::reset(const std::vector<std::string>
     return error.empty() ? failed : error;
 }
 
-fast_transition::outcome fast_transition::reset_on(const std::string& ifname) {
-    auto control = hostapd_control::open(folder_ + "/" + ifname);
+fast_transition::outcome fast_transition::take_from(const std::string& ifname) {
+    auto control = hostapd_control::open(files_.folder + "/" + ifname);
     if (!control) return {};
 
     const auto config = control->request("GET_CONFIG");
@@ -222,7 +258,7 @@ fast_transition::outcome fast_transition::reset_on(const std::string& ifname) {
     const std::string security = value_of(config.text, "key_mgmt");
     if (!has_fast_transition(security)) return {};
 
-    state_of(ifname, security).settings.clear();
+    given_to(ifname, security).settings.clear();
     auto error = set(*control, "wpa_key_mgmt", without_fast_transition(security));
     const place here = place_of(*control, ifname);
     return {.radio = here.radio,
@@ -236,7 +272,7 @@ std::optional<std::string> fast_transition::take_into_use(
     std::string error;
     for (const auto& [radio, needed] : radios) {
         if (needed == effort::none) continue;
-        auto control = hostapd_control::open(folder_ + "/" + radio);
+        auto control = hostapd_control::open(files_.folder + "/" + radio);
         if (!control) return radio + ": hostapd has gone";
 
         std::vector<std::string> commands{"RELOAD"};
@@ -248,7 +284,7 @@ std::optional<std::string> fast_transition::take_into_use(
     }
 
     if (!error.empty()) {  // the next update sets everything again
-        for (auto& [ifname, state] : states_) state.settings.clear();
+        for (auto& [ifname, given] : record_.given) given.settings.clear();
     }
     return none_or(error);
 }

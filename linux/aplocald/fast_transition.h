@@ -10,26 +10,34 @@
 //   hostapd can only add keys, and the first that it was given counts. All radios lose their
 //   stations, and deny lists and other settings that hostapd was given since its start are gone.
 //
+// hostapd does not tell which keys it has, so what it was given is kept in a file. From there the
+// next aplocald learns whether a key is another one, and which settings need no RELOAD.
+//
 // Lives on the thread of the loop. Each request may take as long as hostapd_control allows.
 #pragma once
 
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "aplocald/ft_parameters.h"
+#include "aplocald/ft_record.h"
 #include "aplocald/hostapd_control.h"
 
 namespace aplocal {
 
 class fast_transition {
   public:
-    // The folder with the control sockets of the interfaces, and the file with the process number
-    // of hostapd.
-    explicit fast_transition(std::string folder = "/run/hostapd",
-                             std::string pid_file = "/run/hostapd.pid");
+    struct files {
+        std::string folder = "/run/hostapd";  // the control sockets of the interfaces
+        std::string pid_file = "/run/hostapd.pid";
+        // Has keys in it, so it is for root alone. A restart of the machine ends hostapd, so
+        // nobody needs the record after it.
+        std::string record = "/run/aplocald-ft.json";
+    };
+
+    explicit fast_transition(files f);
 
     // By VAP name, "wlan1-vap0" or "wlan1". Null when hostapd has taken everything, otherwise what
     // went wrong first. The other VAPs get theirs all the same, unless hostapd hangs.
@@ -43,12 +51,6 @@ class fast_transition {
 
   private:
     enum class effort { none, reload, restart };
-    // What one hostapd was given for a VAP, as far as is known.
-    struct vap_state {
-        std::map<std::string, std::string> settings;
-        std::map<std::string, std::string> remotes;  // their keys, by "r0kh MAC ID"
-        bool reaches_others = false;                 // its socket to other access points is open
-    };
     struct outcome {
         std::string radio;  // the first interface of the radio, which takes the orders for it
         effort needed = effort::none;
@@ -58,22 +60,23 @@ class fast_transition {
 
     static outcome failure(std::string words);
     static outcome silence();
-    std::optional<std::string> apply_all(const std::map<std::string, ft_parameters>& interfaces);
-    outcome apply_to(const std::string& ifname, const ft_parameters& parameters);
-    outcome reset_on(const std::string& ifname);
-    vap_state& state_of(const std::string& ifname, const std::string& security);
-    static std::string set_settings(hostapd_control& control, vap_state& state,
+    void note_hostapd();
+    void keep_record() const;
+    std::optional<std::string> give(const std::map<std::string, ft_lines>& interfaces);
+    std::optional<std::string> take_away(const std::vector<std::string>& interfaces);
+    outcome give_to(const std::string& ifname, const ft_lines& lines);
+    outcome take_from(const std::string& ifname);
+    ft_lines& given_to(const std::string& ifname, const std::string& security);
+    static std::string set_settings(hostapd_control& control, ft_lines& given,
                                     const std::map<std::string, std::string>& settings);
-    static std::string set_remotes(hostapd_control& control, vap_state& state,
-                                   const ft_parameters& parameters);
-    bool has_outdated_keys(const std::string& ifname, const ft_parameters& parameters) const;
+    static std::string set_remotes(hostapd_control& control, ft_lines& given,
+                                   const std::map<std::string, std::string>& remotes);
+    bool has_outdated_keys(const std::string& ifname, const ft_lines& lines) const;
     void start_over();
     std::optional<std::string> take_into_use(const std::map<std::string, effort>& radios);
 
-    const std::string folder_;
-    const std::string pid_file_;
-    std::map<std::string, ft_parameters> wanted_;  // by interface name
-    std::map<std::string, vap_state> states_;      // by interface name
+    const files files_;
+    ft_record record_;
 };
 
 }  // namespace aplocal

@@ -17,8 +17,8 @@ namespace aplocal {
 
 class hostapd_requests {
   public:
-    // The folder with the control sockets of the interfaces.
-    explicit hostapd_requests(const std::string& folder) : transition_(folder), lists_(folder) {}
+    explicit hostapd_requests(const fast_transition::files& files)
+        : transition_(files), lists_(files.folder) {}
 
     // The request has a member for each VAP; what is not an object belongs to something else.
     std::optional<std::string> update_fast_transition(json_object* request);

@@ -25,7 +25,8 @@ class Aplocald : public testing::Test {
     }
     ~Aplocald() override {
         stop_hostapd();
-        for (const char* file : {configuration_file, store_file, notify_file}) {
+        for (const char* file :
+             {configuration_file, store_file, notify_file, "/run/aplocald-ft.json"}) {
             std::filesystem::remove(file);
         }
         for (const char* what : {"_hostapd_started", "_config_updated"}) {

@@ -22,6 +22,7 @@ using namespace std::chrono_literals;
 
 inline const std::string inner_socket = "/run/hostapd/global.hostapd";
 inline const std::string outer_socket = "/run/hostapd/global";
+inline constexpr const char* ft_record_file = "/run/aplocald-ft.json";
 
 class control_client {
   public:
@@ -65,6 +66,7 @@ class HostapdTest : public testing::Test {
         if (hostapd_) kill(SIGKILL);
         std::filesystem::remove_all("/run/hostapd");
         std::filesystem::remove("/run/hostapd.pid");
+        std::filesystem::remove(ft_record_file);
     }
 
     // Two radios, wlan1 and wlan2, up when it returns.

@@ -162,7 +162,7 @@ TEST_F(GivenToHostapd, DenyListsMayBeLongerThanHostapdShows) {
 }
 
 TEST_F(GivenToHostapd, FastTransitionComesAndGoes) {
-    fast_transition ft;
+    fast_transition ft({});
     const control_client wlan1("/run/hostapd/wlan1");
     ft_parameters parameters{
         .enabled = true, .r0_key_holder = "ap-a", .r1_key_holder = "02:00:00:00:01:00"};
@@ -181,9 +181,54 @@ TEST_F(GivenToHostapd, FastTransitionComesAndGoes) {
               "wlan2: hostapd replied \"FAIL\" to SET r0kh 02:00:00:00:02:00 ap-b");
 }
 
+// hostapd keeps the first key that it got, until it reads its configuration again. It drops its
+// deny lists then, so they show whether it did.
+TEST_F(GivenToHostapd, KeysOfFastTransitionAreKnownToTheNextAplocald) {
+    const struct {
+        const char* name;
+        char key;
+        bool hostapd_anew = false;
+        bool reads_again;
+    } rows[] = {
+        {.name = "the same key", .key = 'a', .reads_again = false},
+        {.name = "another key", .key = 'b', .reads_again = true},
+        {.name = "another key for a new hostapd",
+         .key = 'c',
+         .hostapd_anew = true,
+         .reads_again = false},
+        {.name = "another key after that", .key = 'd', .reads_again = true},
+    };
+    const auto apply = [](char key) {
+        ft_parameters parameters{
+            .enabled = true, .r0_key_holder = "ap-a", .r1_key_holder = "02:00:00:00:01:00"};
+        parameters.remotes.push_back({.r0_id = "ap-b",
+                                      .r1_id = "02:00:00:00:02:00",
+                                      .r0_key = std::string(64, key),
+                                      .r1_key = std::string(64, key)});
+        return fast_transition({}).apply({{"wlan1-vap0", parameters}});
+    };
+    ASSERT_EQ(apply('a'), std::nullopt);
+    EXPECT_EQ(std::filesystem::status(ft_record_file).permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        if (row.hostapd_anew) {
+            kill(SIGTERM);
+            start();
+        }
+        const control_client wlan1("/run/hostapd/wlan1");
+        wlan1.ask("DENY_ACL ADD_MAC 02:00:00:00:03:01");
+
+        EXPECT_EQ(apply(row.key), std::nullopt);
+
+        EXPECT_EQ(read_access_list(wlan1.ask("DENY_ACL SHOW")).empty(), row.reads_again);
+    }
+}
+
 // One VAP that the service knows from earlier must not cost the others their fast transition.
 TEST_F(GivenToHostapd, FastTransitionComesBesideAVapThatIsMissing) {
-    fast_transition ft;
+    fast_transition ft({});
     const ft_parameters parameters{
         .enabled = true, .r0_key_holder = "ap-a", .r1_key_holder = "02:00:00:00:01:00"};
 
@@ -195,7 +240,7 @@ TEST_F(GivenToHostapd, FastTransitionComesBesideAVapThatIsMissing) {
 }
 
 TEST_F(GivenToHostapd, FastTransitionWaitsOnceForAHostapdThatHangs) {
-    fast_transition ft;
+    fast_transition ft({});
     const ft_parameters parameters{
         .enabled = true, .r0_key_holder = "ap-a", .r1_key_holder = "02:00:00:00:01:00"};
     kill(SIGSTOP);
