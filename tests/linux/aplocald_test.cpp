@@ -90,12 +90,15 @@ class Aplocald : public testing::Test {
         const json parsed = parse_json(answer ? answer->text : "");
         return text_of(parsed, parsed.contains("reason") ? "reason" : "status");
     }
-    static bool denies(const std::string& mac) {
-        child_process({"/usr/sbin/wpa_cli", "-g", "/run/hostapd/global", "raw", "IFNAME=wlan1",
-                       "DENY_ACL", "SHOW"},
-                      "/tmp/deny-list.out")
+    // What hostapd replies to a command.
+    static std::string ask_hostapd(const std::string& command) {
+        child_process({"/usr/sbin/wpa_cli", "-g", "/run/hostapd/global", "raw", command},
+                      "/tmp/wpa_cli.out")
             .wait();
-        return read_file("/tmp/deny-list.out").find(mac) != std::string::npos;
+        return read_file("/tmp/wpa_cli.out");
+    }
+    static bool denies(const std::string& mac, const std::string& ifname = "wlan1") {
+        return ask_hostapd("IFNAME=" + ifname + " DENY_ACL SHOW").find(mac) != std::string::npos;
     }
 
     transcript story{nullptr};
@@ -151,10 +154,7 @@ TEST_F(Aplocald, TellsOfARadioThatGoesDownAsOfAStart) {
         std::filesystem::remove(std::string(notify_file) + "_hostapd_started");
         access_point::set_device("wlan1", row.up);
 
-        child_process(
-            {"/usr/sbin/wpa_cli", "-g", "/run/hostapd/global", "raw", "IFNAME=wlan1", row.command},
-            "/tmp/wpa_cli.out")
-            .wait();
+        ask_hostapd(std::string("IFNAME=wlan1 ") + row.command);
 
         EXPECT_TRUE(
             wait_until([&] { return std::filesystem::exists(notify_file + ("_" + row.told)); }));
@@ -214,6 +214,11 @@ TEST_F(Aplocald, GivesTheDenyListToHostapdAgain) {
     start_hostapd(security);
     ASSERT_TRUE(wait_until([] { return std::filesystem::exists(notify_file); }));
     EXPECT_TRUE(denies(mac)) << "after a start";
+
+    write_file("/tmp/guests.conf",
+               "interface=wlan2\ndriver=none\nctrl_interface=/run/hostapd\nssid=guests\n");
+    ASSERT_EQ(ask_hostapd("ADD bss_config=guests:/tmp/guests.conf"), "OK\n");
+    EXPECT_TRUE(wait_until([&] { return denies(mac, "wlan2"); })) << "of another VAP";
     std::filesystem::remove("/tmp/lists.json");
 }
 

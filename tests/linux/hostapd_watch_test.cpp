@@ -224,6 +224,12 @@ TEST_F(GivenToHostapd, KeysOfFastTransitionAreKnownToTheNextAplocald) {
 
         EXPECT_EQ(read_access_list(wlan1.ask("DENY_ACL SHOW")).empty(), row.reads_again);
     }
+
+    kill(SIGTERM);
+    start();
+    EXPECT_EQ(fast_transition({}).hostapd_started(), std::nullopt);
+    EXPECT_NE(control_client("/run/hostapd/wlan1").ask("GET_CONFIG").find("FT-PSK"),
+              std::string::npos);
 }
 
 // One VAP that the service knows from earlier must not cost the others their fast transition.
