@@ -6,6 +6,7 @@
 #include "aplocald/hostapd_text.h"
 #include "aplocald/json.h"
 #include "aplocald/local_services.h"
+#include "aplocald/utf8.h"
 #include "base/files.h"
 #include "fuzz/fuzz.h"
 
@@ -32,6 +33,7 @@ struct agreeing_radios : radios {
 
 void take_answer(const std::string& text) {
     fuzz::require(parse_object(text) != nullptr, "an answer is a JSON object", text);
+    fuzz::require(utf8_text(text) == text, "in UTF-8", text);
 }
 
 hostapd_control::reply agree(const std::string& command) {

@@ -1,6 +1,7 @@
 #include "aplocald/local_services.h"
 
 #include "aplocald/log.h"
+#include "aplocald/utf8.h"
 
 namespace aplocal {
 
@@ -38,7 +39,7 @@ std::string answer_text(const std::string& command, const std::optional<std::str
     add("command", command + "-response");
     add("status", problem ? "fail" : "ok");
     if (problem) add("reason", *problem);
-    return json_text(answer.get());
+    return utf8_text(json_text(answer.get()));
 }
 
 // Sends no answer to an answer, or two daemons would never stop. The log does not show the text,
@@ -53,7 +54,7 @@ void refuse(const std::string& text, const std::string& command,
 }
 
 std::string value_answer(const std::string& json) {
-    return R"({"command":"get-response","status":"ok","value":)" + json + "}";
+    return R"({"command":"get-response","status":"ok","value":)" + utf8_text(json) + "}";
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include "aplocald/configuration.h"
 #include "aplocald/local_services.h"
+#include "aplocald/utf8.h"
 #include "harness/child_process.h"
 #include "linux/fake_access_point.h"
 
@@ -216,6 +217,43 @@ TEST_F(Settings, OfTheStoreAreAnsweredAsConfigdDoes) {
     };
 
     for (const auto& row : rows) EXPECT_EQ(ask_configd(row.request), row.answer) << row.name;
+}
+
+// A strict service closes the connection over a text that is not UTF-8.
+TEST_F(Settings, AreAnsweredInUtf8) {
+    hostapd.replies["INTERFACES"] = "wlan1";
+    hostapd.replies["IFNAME=wlan1 GET_CONFIG"] = R"(ssid=gr\xfcn)";
+
+    EXPECT_EQ(ask_configd(R"({"command":"get","path":"/interface/wlan1-vap0/vap/ssid"})"),
+              "{\"command\":\"get-response\",\"status\":\"ok\",\"value\":\"gr\uFFFDn\"}");
+    EXPECT_EQ(ask_configd("{\"command\":\"\xff\"}"),
+              "{\"command\":\"\uFFFD-response\",\"status\":\"fail\","
+              "\"reason\":\"unknown command\"}");
+}
+
+TEST(Utf8, MarksEachByteThatDoesNotBelongToIt) {
+    const struct {
+        const char* name;
+        const char* bytes;
+        const char* text;
+    } rows[] = {
+        {.name = "one to four bytes", .bytes = "aü€😀", .text = "aü€😀"},
+        {.name = "cut at the end", .bytes = "ü\xe2\x82", .text = "ü\uFFFD\uFFFD"},
+        {.name = "cut by another", .bytes = "\xf0\x9f\x98ü", .text = "\uFFFD\uFFFD\uFFFDü"},
+        {.name = "two bytes where one is enough", .bytes = "\xc0\xaf", .text = "\uFFFD\uFFFD"},
+        {.name = "three where two are enough",
+         .bytes = "\xe0\x80\xaf",
+         .text = "\uFFFD\uFFFD\uFFFD"},
+        {.name = "four where three are enough",
+         .bytes = "\xf0\x80\x80\xaf",
+         .text = "\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {.name = "half of a surrogate pair", .bytes = "\xed\xa0\x80", .text = "\uFFFD\uFFFD\uFFFD"},
+        {.name = "beyond U+10FFFF",
+         .bytes = "\xf4\x90\x80\x80",
+         .text = "\uFFFD\uFFFD\uFFFD\uFFFD"},
+    };
+
+    for (const auto& row : rows) EXPECT_EQ(utf8_text(row.bytes), row.text) << row.name;
 }
 
 TEST_F(Settings, OfUnknownCommandsDoNotShowTheirKeysInTheLog) {
