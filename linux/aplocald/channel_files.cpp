@@ -27,8 +27,9 @@ void channel_files::write() {
 
 void channel_files::write(const std::string& radio) {
     const auto info = kernel_.state(radio);
-    if (!info) {
-        if (written_.erase(radio) > 0) unlink(file_of(radio).c_str());
+    if (!info) {  // an earlier process that was killed may have left the file
+        written_.erase(radio);
+        unlink(file_of(radio).c_str());
         return;
     }
 

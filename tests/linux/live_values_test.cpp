@@ -180,6 +180,17 @@ TEST_F(LiveValues, OfAHostapdThatHangsAreItsLastOnesAndCostOneWait) {
     EXPECT_EQ(vap("wlan1-vap1", "vap/ssid"), "guests");
 }
 
+TEST(ChannelFiles, OfAnEarlierProcessGoWithTheirRadio) {
+    const std::string file = "/var/run/hostapd-channels-wlan2";
+    lab::write_file(file, "5 21\n");
+    fakes::fake_radios kernel;
+    channel_files files(kernel, radar_channels::left_out);
+
+    files.write();
+
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
 TEST(ChannelFiles, StayWhenTheKernelCannotTell) {
     const std::string file = "/var/run/hostapd-channels-wlan1";
     fakes::fake_radios kernel;
