@@ -69,7 +69,7 @@ TEST_F(Roaming, EightMegabytesPassAtOnce) {
     world->peer.send_quietly(bridge_module, text);
     EXPECT_TRUE(world->cloud.expect() == text);
 
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s * TIME_SCALE);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s * TIME_SCALE);
 }
 
 TEST_F(Roaming, ServiceIsHeldBackWhileTheBusIsDown) {
