@@ -79,6 +79,7 @@ class HostapdTest : public testing::Test {
         }
         command.insert(command.begin() + 1, "-B");
 
+        std::filesystem::remove("/run/hostapd.pid");  // of one that was killed
         lab::child_process(command, "/tmp/hostapd.out").wait();
         lab::wait_until([] { return !lab::read_file("/run/hostapd.pid").empty(); });
         hostapd_ = std::stoi(lab::read_file("/run/hostapd.pid"));

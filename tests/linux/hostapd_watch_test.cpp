@@ -161,15 +161,21 @@ TEST_F(GivenToHostapd, DenyListsMayBeLongerThanHostapdShows) {
     EXPECT_EQ(read_access_list(wlan1.ask("DENY_ACL SHOW")), numbered(400, 405));
 }
 
-TEST_F(GivenToHostapd, FastTransitionComesAndGoes) {
-    fast_transition ft({});
-    const control_client wlan1("/run/hostapd/wlan1");
+// With one other access point, whose keys consist of this digit.
+ft_parameters with_keys(char digit) {
     ft_parameters parameters{
         .enabled = true, .r0_key_holder = "ap-a", .r1_key_holder = "02:00:00:00:01:00"};
     parameters.remotes.push_back({.r0_id = "ap-b",
                                   .r1_id = "02:00:00:00:02:00",
-                                  .r0_key = std::string(64, 'a'),
-                                  .r1_key = std::string(64, 'b')});
+                                  .r0_key = std::string(64, digit),
+                                  .r1_key = std::string(64, digit)});
+    return parameters;
+}
+
+TEST_F(GivenToHostapd, FastTransitionComesAndGoes) {
+    fast_transition ft({});
+    const control_client wlan1("/run/hostapd/wlan1");
+    ft_parameters parameters = with_keys('a');
 
     EXPECT_EQ(ft.apply({{"wlan1-vap0", parameters}}), std::nullopt);
     EXPECT_NE(wlan1.ask("GET_CONFIG").find("key_mgmt=WPA-PSK FT-PSK\n"), std::string::npos);
@@ -192,20 +198,10 @@ TEST_F(GivenToHostapd, KeysOfFastTransitionAreKnownToTheNextAplocald) {
     } rows[] = {
         {.name = "the same key", .key = 'a', .reads_again = false},
         {.name = "another key", .key = 'b', .reads_again = true},
-        {.name = "another key for a new hostapd",
-         .key = 'c',
-         .hostapd_anew = true,
-         .reads_again = false},
-        {.name = "another key after that", .key = 'd', .reads_again = true},
+        {.name = "new hostapd", .key = 'c', .hostapd_anew = true, .reads_again = false},
     };
     const auto apply = [](char key) {
-        ft_parameters parameters{
-            .enabled = true, .r0_key_holder = "ap-a", .r1_key_holder = "02:00:00:00:01:00"};
-        parameters.remotes.push_back({.r0_id = "ap-b",
-                                      .r1_id = "02:00:00:00:02:00",
-                                      .r0_key = std::string(64, key),
-                                      .r1_key = std::string(64, key)});
-        return fast_transition({}).apply({{"wlan1-vap0", parameters}});
+        return fast_transition({}).apply({{"wlan1-vap0", with_keys(key)}});
     };
     ASSERT_EQ(apply('a'), std::nullopt);
     EXPECT_EQ(std::filesystem::status(ft_record_file).permissions(),
@@ -235,8 +231,7 @@ TEST_F(GivenToHostapd, KeysOfFastTransitionAreKnownToTheNextAplocald) {
 // One VAP that the service knows from earlier must not cost the others their fast transition.
 TEST_F(GivenToHostapd, FastTransitionComesBesideAVapThatIsMissing) {
     fast_transition ft({});
-    const ft_parameters parameters{
-        .enabled = true, .r0_key_holder = "ap-a", .r1_key_holder = "02:00:00:00:01:00"};
+    const ft_parameters parameters = with_keys('a');
 
     EXPECT_EQ(ft.apply({{"wlan1-vap1", parameters}, {"wlan2-vap0", parameters}}),
               "wlan1-vap1: hostapd has no such interface");
@@ -247,8 +242,7 @@ TEST_F(GivenToHostapd, FastTransitionComesBesideAVapThatIsMissing) {
 
 TEST_F(GivenToHostapd, FastTransitionWaitsOnceForAHostapdThatHangs) {
     fast_transition ft({});
-    const ft_parameters parameters{
-        .enabled = true, .r0_key_holder = "ap-a", .r1_key_holder = "02:00:00:00:01:00"};
+    const ft_parameters parameters = with_keys('a');
     kill(SIGSTOP);
 
     const auto begin = std::chrono::steady_clock::now();

@@ -180,23 +180,15 @@ TEST_F(LiveValues, OfAHostapdThatHangsAreItsLastOnesAndCostOneWait) {
     EXPECT_EQ(vap("wlan1-vap1", "vap/ssid"), "guests");
 }
 
-TEST(ChannelFiles, OfAnEarlierProcessGoWithTheirRadio) {
-    const std::string file = "/var/run/hostapd-channels-wlan2";
-    lab::write_file(file, "5 21\n");
-    fakes::fake_radios kernel;
-    channel_files files(kernel, radar_channels::left_out);
-
-    files.write();
-
-    EXPECT_FALSE(std::filesystem::exists(file));
-}
-
-TEST(ChannelFiles, StayWhenTheKernelCannotTell) {
+TEST(ChannelFiles, StayWhenTheKernelCannotTellAndGoWithTheRadio) {
     const std::string file = "/var/run/hostapd-channels-wlan1";
+    const std::string of_earlier_process = "/var/run/hostapd-channels-wlan2";
+    lab::write_file(of_earlier_process, "5 21\n");
     fakes::fake_radios kernel;
     channel_files files(kernel, radar_channels::left_out);
     files.write();
     ASSERT_EQ(lab::read_file(file), "36 44\n");
+    EXPECT_FALSE(std::filesystem::exists(of_earlier_process)) << "its radio has gone";
 
     kernel.list.clear();
     files.write();
