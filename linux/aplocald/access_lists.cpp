@@ -37,19 +37,19 @@ std::set<std::string> read_access_list(std::string_view reply) {
 
 access_lists::access_lists(std::string folder) : folder_(std::move(folder)) {}
 
-std::optional<std::string> access_lists::deny(const std::string& ifname,
-                                              const std::set<std::string>& macs) {
+std::optional<access_lists::problem> access_lists::deny(const std::string& ifname,
+                                                        const std::set<std::string>& macs) {
     std::set<std::string> wanted;
     for (const auto& mac : macs) {
-        if (mac_text(mac).empty()) return "'" + mac + "' is not a MAC address";
+        if (mac_text(mac).empty()) return problem{"'" + mac + "' is not a MAC address"};
         wanted.insert(mac_text(mac));
     }
 
     auto control = hostapd_control::open(folder_ + "/" + ifname);
-    if (!control) return ifname + ": hostapd has no such interface";
+    if (!control) return problem{ifname + ": hostapd has no such interface"};
     const auto shown = control->request("DENY_ACL SHOW");
     if (shown.what != hostapd_control::reply::kind::answer) {
-        return ifname + ": hostapd does not reply";
+        return problem{.words = ifname + ": hostapd does not reply", .hostapd_is_silent = true};
     }
 
     // What is not shown cannot be compared, so such a list is made anew.
@@ -61,8 +61,9 @@ std::optional<std::string> access_lists::deny(const std::string& ifname,
     for (const auto& mac : difference(wanted, present)) commands.push_back("ADD_MAC " + mac);
     for (const auto& command : commands) {
         const auto reply = control->request("DENY_ACL " + command);
-        if (reply.text != "OK")
-            return ifname + ": hostapd replied \"" + reply.text + "\" to " + command;
+        if (reply.text == "OK") continue;
+        return problem{.words = ifname + ": hostapd replied \"" + reply.text + "\" to " + command,
+                       .hostapd_is_silent = reply.what == hostapd_control::reply::kind::silent};
     }
     return std::nullopt;
 }

@@ -37,10 +37,15 @@ std::optional<std::string> hostapd_requests::deny(
     for (std::size_t i = 0; i < json_object_array_length(array); ++i) {
         macs.insert(plain_text(json_object_array_get_idx(array, i)));
     }
+
+    std::optional<std::string> first_problem;
     for (const auto& ifname : interfaces) {
-        if (auto problem = lists_.deny(ifname, macs)) return problem;
+        const auto problem = lists_.deny(ifname, macs);
+        if (!problem) continue;
+        if (!first_problem) first_problem = problem->words;
+        if (problem->hostapd_is_silent) break;
     }
-    return std::nullopt;
+    return first_problem;
 }
 
 }  // namespace aplocal

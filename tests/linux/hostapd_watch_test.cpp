@@ -3,6 +3,8 @@
 
 #include "aplocald/access_lists.h"
 #include "aplocald/fast_transition.h"
+#include "aplocald/hostapd_requests.h"
+#include "aplocald/json.h"
 #include "aplocald/notify_files.h"
 #include "harness/inbox.h"
 #include "tests/linux/hostapd_fixture.h"
@@ -129,13 +131,17 @@ TEST_F(HostapdWatch, IsOutlivedByFilesOfTheDaemonOnly) {
 using GivenToHostapd = HostapdTest;
 
 TEST_F(GivenToHostapd, DenyListsDifferByNothingFromWhatWasAsked) {
-    access_lists lists;
+    hostapd_requests requests({});
+    const auto deny = [&](const std::string& macs) {
+        const auto request = parse_object(R"({"black":)" + macs + "}");
+        return requests.deny(request.get(), "black", {"wlan0-gone", "wlan1"});
+    };
     const control_client wlan1("/run/hostapd/wlan1");
+    const char* const gone = "wlan0-gone: hostapd has no such interface";
 
-    EXPECT_EQ(lists.deny("wlan1", {"02:00:00:00:03:01", "02-00-00-00-03-02"}), std::nullopt);
-    EXPECT_EQ(lists.deny("wlan1", {"020000000302", "02:00:00:00:03:03"}), std::nullopt);
-    EXPECT_EQ(lists.deny("wlan1", {"me"}), "'me' is not a MAC address");
-    EXPECT_EQ(lists.deny("wlan9", {}), "wlan9: hostapd has no such interface");
+    EXPECT_EQ(deny(R"(["02:00:00:00:03:01","02-00-00-00-03-02"])"), gone);
+    EXPECT_EQ(deny(R"(["020000000302","02:00:00:00:03:03"])"), gone);
+    EXPECT_EQ(deny(R"(["me"])"), "'me' is not a MAC address");
 
     const std::set<std::string> expected{"02:00:00:00:03:02", "02:00:00:00:03:03"};
     EXPECT_EQ(read_access_list(wlan1.ask("DENY_ACL SHOW")), expected);
@@ -154,9 +160,9 @@ TEST_F(GivenToHostapd, DenyListsMayBeLongerThanHostapdShows) {
         return macs;
     };
 
-    EXPECT_EQ(lists.deny("wlan1", numbered(0, 400)), std::nullopt);
-    EXPECT_EQ(lists.deny("wlan1", numbered(10, 410)), std::nullopt);
-    EXPECT_EQ(lists.deny("wlan1", numbered(400, 405)), std::nullopt);
+    EXPECT_FALSE(lists.deny("wlan1", numbered(0, 400)));
+    EXPECT_FALSE(lists.deny("wlan1", numbered(10, 410)));
+    EXPECT_FALSE(lists.deny("wlan1", numbered(400, 405)));
 
     EXPECT_EQ(read_access_list(wlan1.ask("DENY_ACL SHOW")), numbered(400, 405));
 }
