@@ -7,6 +7,7 @@ namespace lab {
 bool checklist::check(const std::string& promise, bool kept) {
     ++(kept ? kept_ : broken_);
     story_.add(kept ? "  ok" : "  FAILED", "", promise);
+    if (!kept && on_failure_) on_failure_(promise);
     return kept;
 }
 

@@ -2,7 +2,9 @@
 // summary. Used on the scenario's thread.
 #pragma once
 
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "lab/transcript.h"
 
@@ -10,7 +12,11 @@ namespace lab {
 
 class checklist {
   public:
-    explicit checklist(transcript& story) : story_(story) {}
+    // Gets the promise of each check that fails.
+    using failure_handler = std::function<void(const std::string& promise)>;
+
+    explicit checklist(transcript& story, failure_handler on_failure = {})
+        : story_(story), on_failure_(std::move(on_failure)) {}
 
     // Writes the promise and whether it was kept. Returns `kept`.
     bool check(const std::string& promise, bool kept);
@@ -20,6 +26,7 @@ class checklist {
 
   private:
     transcript& story_;
+    const failure_handler on_failure_;
     unsigned kept_ = 0;
     unsigned broken_ = 0;
 };

@@ -13,6 +13,8 @@ std::string first_line(const std::string& text) { return text.substr(0, text.fin
 
 }  // namespace
 
+void session::keep_logs(const std::string& heading) { run({"sh", "tools/air/keep-logs", heading}); }
+
 void show_house(session& s) {
     s.story.chapter("the house: two access points, a laptop");
     s.story.add("kernel", "", first_line(run_well({"uname", "-r"})));

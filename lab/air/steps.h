@@ -11,7 +11,10 @@ namespace lab::air {
 
 // What the steps share.
 struct session {
-    explicit session(transcript& t) : story(t), list(t), world(t) {}
+    explicit session(transcript& t) : story(t), list(t, keep_logs), world(t) {}
+
+    // Keeps what all programs logged last, for whoever looks for the cause of a failure.
+    static void keep_logs(const std::string& heading);
 
     transcript& story;
     checklist list;
