@@ -223,6 +223,20 @@ void show_radio_change(session& s) {
             s.world.laptop.log_since(before).find("CTRL-EVENT-CONNECTED") == std::string::npos);
 }
 
+void show_change_at_6_ghz(session& s) {
+    s.story.chapter("the service moves the radio for 6 GHz");
+    s.world.cloud.send(message::move_radio(2, 37, 80, "lu", 10));
+    const bool moved = await(
+        [] {
+            return air_world::look_at("wlan2").channel == channel_view{37, 80, "lu"};
+        },
+        20s);
+    s.list.check("iw sees it on channel 37 of another block", moved);
+
+    s.world.cloud.send(message::request_mode());
+    check_radio(s, s.world.expect("rrm-mode-response", 30s), 2);
+}
+
 void show_hostile_air(session& s) {
     s.story.chapter("a hundred access points, and some that are hostile");
     constexpr std::uint8_t channel = 40;

@@ -51,9 +51,10 @@ void show_end(session& s) {
 int play_air(transcript& story) {
     using namespace air;
     session s(story);
-    for (const auto step : {show_house, show_contracts, show_subscription, show_active_scan,
-                            show_rrm_scan, show_neighbours, show_radio_change, show_fast_transition,
-                            show_hostile_air, show_rest, show_restart, show_radio_down, show_end}) {
+    for (const auto step :
+         {show_house, show_contracts, show_subscription, show_active_scan, show_rrm_scan,
+          show_neighbours, show_radio_change, show_change_at_6_ghz, show_fast_transition,
+          show_hostile_air, show_rest, show_restart, show_radio_down, show_end}) {
         step(s);
     }
     return s.list.summary("air");

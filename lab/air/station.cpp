@@ -44,7 +44,10 @@ bool station::wait_log(const std::string& text, std::size_t since, milliseconds 
 }
 
 bool station::connect(const std::string& bssid) {
+    // A handshake that is cut short counts as one with a wrong key, after which it waits for 10 s.
+    await([this] { return status("wpa_state") == "COMPLETED"; }, roam_limit);
     ask("DISCONNECT");
+    ask("BSSID_IGNORE clear");
     ask("SET_NETWORK 0 bssid " + bssid);
     ask("RECONNECT");
     const bool there = await([&] { return is_connected_to(bssid); });
@@ -56,13 +59,13 @@ bool station::connect(const std::string& bssid) {
 
 // A fast transition needs what the access point says of itself now. The first one may take more
 // time than the station has, because the access points only then get to know each other.
-bool station::roam(const std::string& bssid) {
+bool station::roam(const std::string& bssid, way over) {
     bool there = false;
     for (int attempt = 0; !there && attempt < roam_attempts; ++attempt) {
         ask("BSS_FLUSH 0");
         ask("SCAN freq=" + frequencies);
         await([&] { return !value_of(ask("BSS " + bssid), "bssid").empty(); }, scan_limit);
-        ask("ROAM " + bssid);
+        ask((over == way::air ? "ROAM " : "FT_DS ") + bssid);
         there = await([&] { return is_connected_to(bssid); }, roam_limit);
     }
 

@@ -31,8 +31,11 @@ class station {
 
     // Leaves its network and connects to this access point anew; false when it does not in time.
     bool connect(const std::string& bssid);
+    // How it authenticates with the access point that it roams to: by itself, or through the one
+    // that it is connected to, which is for fast transition only.
+    enum class way { air, distribution_system };
     // Roams to an access point of its network; false when it is not connected there in time.
-    bool roam(const std::string& bssid);
+    bool roam(const std::string& bssid, way over = way::air);
 
   private:
     static std::string log() { return read_file("/tmp/laptop.log"); }

@@ -62,7 +62,7 @@ struct key_pair {
 std::string fast_transition_message(const key_pair& keys) {
     return message::rrm(
         "fbt-info",
-        R"("fbt-reassoc-deadline":1000,"fbt-over-ds":0,"vaps":[{"vap_id":0,"radio_id":1,)"
+        R"("fbt-reassoc-deadline":1000,"fbt-over-ds":1,"vaps":[{"vap_id":0,"radio_id":1,)"
         R"("mobility-domain":4660,"r0-key-holder-id":"office-5","r1-key-holder-id":"02:11:22:33:44:60",)"
         R"("fbt-rrb-key":")" +
             keys.office_asks +
@@ -75,10 +75,10 @@ enum class roaming { failed, by_handshake, fast };
 
 // Connects to the office and roams to the hall. A fast transition has no 4-way handshake, so the
 // hall's hostapd tells of none.
-roaming roam_to_hall(session& s) {
+roaming roam_to_hall(session& s, station::way over = station::way::air) {
     if (!s.world.laptop.connect(vap_mac(1, 0))) return roaming::failed;
     const auto before = s.world.hall.log().size();
-    if (!s.world.laptop.roam(hall_mac)) return roaming::failed;
+    if (!s.world.laptop.roam(hall_mac, over)) return roaming::failed;
 
     // The station is ready before hostapd has written that the handshake is over.
     await([&] { return s.world.hall.log().find("AP-STA-CONNECTED", before) != std::string::npos; });
@@ -88,8 +88,17 @@ roaming roam_to_hall(session& s) {
     const std::string key_management = s.world.laptop.status("key_mgmt");
     s.story.add("hall", "",
                 (handshake ? "a 4-way handshake, " : "no 4-way handshake, ") + key_management);
-    if (!handshake && key_management == "FT-PSK") return roaming::fast;
+    if (!handshake && key_management.starts_with("FT-")) return roaming::fast;
     return handshake ? roaming::by_handshake : roaming::failed;
+}
+
+// The same with the hall, by SAE instead of the pre-shared key.
+roaming roam_to_hall_by_sae(session& s) {
+    s.world.laptop.ask("SET_NETWORK 0 key_mgmt SAE FT-SAE");
+    const auto how = roam_to_hall(s);
+    const bool by_sae = s.world.laptop.status("key_mgmt") == "FT-SAE";
+    s.world.laptop.ask("SET_NETWORK 0 key_mgmt WPA-PSK FT-PSK");
+    return by_sae ? how : roaming::failed;
 }
 
 void settle(session& s, const std::string& text) {
@@ -128,6 +137,10 @@ void show_fast_transition(session& s) {
            fast_transition_message({.office_asks = office_asks_key, .hall_asks = hall_asks_key}));
     s.list.check("with those of the message it does so by fast transition",
                  roam_to_hall(s) == roaming::fast);
+
+    s.list.check("and so it does when it asks the hall through the office and the cable",
+                 roam_to_hall(s, station::way::distribution_system) == roaming::fast);
+    s.list.check("and with SAE", roam_to_hall_by_sae(s) == roaming::fast);
 
     settle(s, message::use_80211r(false));
     settle(s,

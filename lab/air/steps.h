@@ -27,6 +27,7 @@ void show_active_scan(session& s);
 void show_rrm_scan(session& s);
 void show_neighbours(session& s);
 void show_radio_change(session& s);
+void show_change_at_6_ghz(session& s);
 void show_fast_transition(session& s);
 void show_hostile_air(session& s);
 void show_rest(session& s);
