@@ -44,6 +44,7 @@ expect_wrong fuzz nosuch
 expect_wrong fuzz all nosuch
 expect_wrong install build nosuch
 expect_wrong patched-library nosuch
+expect_wrong prove-guide nosuch
 expect_wrong prove-package nosuch
 expect_wrong run nosuch
 expect_wrong run air nosuch
