@@ -1,6 +1,7 @@
 #include "lab/air/control.h"
 
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
