@@ -1,8 +1,9 @@
-# without_ctl_test.sh PROJECT FOLDER: a build without rfcdctl has units that do not call it. Such a
-# unit would never start.
+# without_ctl_test.sh PROJECT FOLDER GENERATOR: a build without rfcdctl has units that do not call
+# it. Such a unit would never start.
 set -u
 
-if ! cmake -S "$1" -B "$2" -DRFCD_CTL=OFF -DBUILD_TESTING=OFF >"$2.log" 2>&1; then
+rm -rf "$2"
+if ! cmake -S "$1" -B "$2" -G "$3" -DRFCD_CTL=OFF -DBUILD_TESTING=OFF >"$2.log" 2>&1; then
     cat "$2.log"
     exit 1
 fi
